@@ -1,0 +1,40 @@
+# A room is a folder, a namespace and a library target. mpls_room(Kinet SOURCES ... VOK ... USES Vok)
+# declares one; mpls_test(...) adds a test program that CTest runs.
+
+add_library(mpls_options INTERFACE)
+target_compile_options(mpls_options INTERFACE -Wall -Wextra -Werror)
+target_include_directories(mpls_options INTERFACE
+   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/gen>)
+
+# mpls_room(<name> SOURCES <files> [VOK <files>] [USES <rooms>])
+function(mpls_room name)
+   cmake_parse_arguments(room "" "" "SOURCES;VOK;USES" ${ARGN})
+   add_library(${name} STATIC ${room_SOURCES})
+   add_library(mpls::${name} ALIAS ${name})
+   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:mpls_options>)
+   target_include_directories(${name} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/gen>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/mpls>)
+   target_compile_features(${name} PUBLIC cxx_std_20)
+   foreach(use IN LISTS room_USES)
+      target_link_libraries(${name} PUBLIC ${use})
+   endforeach()
+   if(room_VOK)
+      vok_compile(${name} ROOT ${PROJECT_SOURCE_DIR} FILES ${room_VOK})
+   endif()
+   set_property(GLOBAL APPEND PROPERTY MPLS_ROOMS ${name})
+endfunction()
+
+# mpls_test(<name> SOURCES <files> [VOK <files>] [USES <targets>])
+function(mpls_test name)
+   if(NOT MPLS_BUILD_TESTS)
+      return()
+   endif()
+   cmake_parse_arguments(test "" "" "SOURCES;VOK;USES" ${ARGN})
+   add_executable(${name} ${test_SOURCES})
+   target_link_libraries(${name} PRIVATE mpls_options ${test_USES} GTest::gtest_main)
+   if(test_VOK)
+      vok_compile(${name} ROOT ${PROJECT_SOURCE_DIR} FILES ${test_VOK})
+   endif()
+   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST)
+endfunction()
