@@ -107,9 +107,11 @@ std::string nearest(std::string_view word, const std::vector<std::string>& candi
    return best;
 }
 
+std::string inQuotes(std::string_view text) { return "'" + std::string(text) + "'"; }
+
 std::string didYouMean(std::string_view word, const std::vector<std::string>& candidates) {
    const std::string best = nearest(word, candidates);
-   return best.empty() ? std::string() : "did you mean '" + best + "'?";
+   return best.empty() ? std::string() : "did you mean " + inQuotes(best) + "?";
 }
 
 } // namespace vokc

@@ -37,6 +37,9 @@ class Diagnostics {
    std::size_t errors_ = 0;
 };
 
+/// `text` as messages show what was written: 'text'.
+std::string inQuotes(std::string_view text);
+
 /// The word of `candidates` that `word` was probably meant to be, or nothing when none is near.
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates);
 

@@ -1,0 +1,86 @@
+#include "vokc/Source/Model.h"
+
+#include <algorithm>
+
+namespace vokc::Model {
+namespace {
+
+template <class Items>
+auto findNamed(const Items& items, std::string_view name) -> const typename Items::value_type* {
+   const auto found = std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.name == name; });
+   return found == items.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+std::string Type::qualifiedName() const {
+   std::string qualified;
+   for (const std::string& part : scope) {
+      qualified += part + "::";
+   }
+   return qualified + name;
+}
+
+const Enumerator* Enumeration::find(std::string_view name) const { return findNamed(enumerators, name); }
+
+std::uint32_t Flags::mask() const {
+   std::uint32_t mask = 0;
+   for (const Enumerator& flag : flags) {
+      mask |= std::uint32_t(1) << static_cast<unsigned>(flag.number);
+   }
+   return mask;
+}
+
+const Attribute* Value::find(std::string_view name) const { return findNamed(fields, name); }
+
+bool Value::hasCollection() const {
+   return std::any_of(fields.begin(), fields.end(), [](const Attribute& field) { return field.isCollection(); });
+}
+
+namespace {
+
+bool isFixedType(const Type& type) {
+   switch (type.kind) {
+   case Type::Kind::builtin:
+      return !static_cast<const Builtin&>(type).isText();
+   case Type::Kind::bounded:
+      return !static_cast<const Bounded&>(type).isText();
+   case Type::Kind::value:
+      return static_cast<const Value&>(type).isFixed();
+   default:
+      return type.isValue();
+   }
+}
+
+} // namespace
+
+bool Value::isFixed() const {
+   return std::all_of(fields.begin(), fields.end(), [](const Attribute& field) {
+      return field.kind == Attribute::Kind::scalar && isFixedType(*field.type);
+   });
+}
+
+const Attribute* Entity::find(std::string_view name) const {
+   for (const Entity* entity = this; entity; entity = entity->base) {
+      if (const Attribute* found = findNamed(entity->parameters, name)) {
+         return found;
+      }
+      if (const Attribute* found = findNamed(entity->attributes, name)) {
+         return found;
+      }
+   }
+   return nullptr;
+}
+
+const Function* Entity::findFunction(std::string_view name) const {
+   for (const Entity* entity = this; entity; entity = entity->base) {
+      for (const auto& function : entity->functions) {
+         if (function->name == name) {
+            return function.get();
+         }
+      }
+   }
+   return nullptr;
+}
+
+} // namespace vokc::Model
