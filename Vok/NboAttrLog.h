@@ -1,0 +1,80 @@
+#pragma once
+// The binary attribute log: what travels between processes. Fields stand in declared order, numbers
+// in network byte order, without padding and without tags.
+
+#include "Vok/Errors.h"
+#include "Vok/Types.h"
+
+#include <vector>
+
+namespace Vok::NboAttrLog {
+
+/// Appends values to a buffer that it owns.
+class Writer {
+ public:
+   void u8(U8 value) { buffer_.push_back(value); }
+   void u16(U16 value) { number(value); }
+   void u32(U32 value) { number(value); }
+   void u64(U64 value) { number(value); }
+   /// The IEEE 754 bits of the number, in network byte order.
+   void f64(F64 value);
+   /// `size` bytes as they stand, without a count.
+   void bytes(const void* data, std::size_t size);
+   /// A counted string: its length as a 32-bit number, then its bytes.
+   void string(std::string_view text);
+
+   const std::vector<U8>& buffer() const { return buffer_; }
+   std::size_t size() const { return buffer_.size(); }
+   void clear() { buffer_.clear(); }
+
+ private:
+   template <class T>
+   void number(T value) {
+      for (int shift = 8 * (sizeof(T) - 1); shift >= 0; shift -= 8)
+         buffer_.push_back(static_cast<U8>(value >> shift));
+   }
+
+   std::vector<U8> buffer_;
+};
+
+/// Reads values back from bytes that may be hostile. Every read checks what is left first and raises
+/// LogError, with nothing consumed, when the log ends inside the value. Does not own the bytes.
+class Reader {
+ public:
+   Reader(const void* data, std::size_t size)
+       : at_(static_cast<const U8*>(data)), end_(at_ + size) {}
+   explicit Reader(const std::vector<U8>& buffer) : Reader(buffer.data(), buffer.size()) {}
+
+   U8 u8() { return *take(1); }
+   U16 u16() { return number<U16>(); }
+   U32 u32() { return number<U32>(); }
+   U64 u64() { return number<U64>(); }
+   F64 f64();
+   void bytes(void* data, std::size_t size);
+   String string();
+
+   std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
+
+ private:
+   const U8* take(std::size_t size) {
+      if (left() < size)
+         raiseTruncated(size);
+      const U8* taken = at_;
+      at_ += size;
+      return taken;
+   }
+   template <class T>
+   T number() {
+      const U8* from = take(sizeof(T));
+      T value = 0;
+      for (std::size_t i = 0; i < sizeof(T); ++i)
+         value = static_cast<T>(value << 8 | from[i]);
+      return value;
+   }
+   [[noreturn]] void raiseTruncated(std::size_t wanted) const;
+
+   const U8* at_;
+   const U8* end_;
+};
+
+} // namespace Vok::NboAttrLog

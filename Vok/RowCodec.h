@@ -1,0 +1,258 @@
+#pragma once
+// The packed layout of table rows: fields in declared order, without padding, numbers in the byte
+// order of the machine (a table names its byte order in its header), the variable array last.
+//
+//   Bool, U8..U64, F64, enumerations, bounded numbers, flag sets   their own size
+//   bounded strings                      a length byte and the largest number of bytes, zero-filled
+//   values                               their fields
+//   hand-written values                  T::packedSize bytes, by pack() const and unpack()
+//   an array                             a 16-bit slot count and that many elements; only in a row
+//
+// A key is always fixed in size and stands first in its row.
+
+#include "Vok/Flags.h"
+#include "Vok/Value.h"
+
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace Vok {
+
+template <class T>
+concept HasHandWrittenLayout = requires { T::packedSize; };
+
+/// True when the packed size of T depends on its value.
+template <class T>
+constexpr bool isVariableRow();
+
+/// The packed size of T; the largest one when it is variable.
+template <class T>
+constexpr std::size_t packedSizeOf();
+
+namespace RowCodecDetail {
+
+/// Copies a number to unaligned memory and back.
+template <class N>
+U8* put(U8* at, N number) {
+   std::memcpy(at, &number, sizeof number);
+   return at + sizeof number;
+}
+template <class N>
+const U8* take(const U8* at, N& number) {
+   std::memcpy(&number, at, sizeof number);
+   return at + sizeof number;
+}
+
+} // namespace RowCodecDetail
+
+template <class T>
+constexpr bool isVariableRow() {
+   if constexpr (isIndexedArray<T>)
+      return true;
+   else if constexpr (HasHandWrittenLayout<T> || !HasFields<T>)
+      return false;
+   else
+      return std::apply(
+          [](const auto&... field) {
+             return (isVariableRow<FieldType<std::remove_cvref_t<decltype(field)>, T>>() || ... || false);
+          },
+          T::vokFields());
+}
+
+template <class T>
+constexpr std::size_t packedSizeOf() {
+   if constexpr (HasHandWrittenLayout<T>)
+      return T::packedSize;
+   else if constexpr (isIndexedArray<T>)
+      return sizeof(U16) + T::capacity * packedSizeOf<typename T::Element>();
+   else if constexpr (IsBoundedNumber<T>)
+      return sizeof(typename T::Number);
+   else if constexpr (IsBoundedString<T>)
+      return 1 + T::maxBytes;
+   else if constexpr (HasFields<T>)
+      return std::apply(
+          [](const auto&... field) {
+             return (packedSizeOf<FieldType<std::remove_cvref_t<decltype(field)>, T>>() + ... + 0);
+          },
+          T::vokFields());
+   else
+      return sizeof(T);
+}
+
+/// Packs a value and returns the place after it. `at` must have room for packedSizeOf<T>() bytes.
+template <class T>
+U8* pack(const T& value, U8* at) {
+   using namespace RowCodecDetail;
+   if constexpr (HasHandWrittenLayout<T>) {
+      value.pack(at);
+      return at + T::packedSize;
+   } else if constexpr (isIndexedArray<T>) {
+      at = put(at, static_cast<U16>(value.limit()));
+      for (std::size_t i = 0; i < value.limit(); ++i)
+         at = pack(value.at(i), at);
+      return at;
+   } else if constexpr (IsBoundedNumber<T> || IsFlagSet<T>) {
+      return put(at, value.value());
+   } else if constexpr (IsBoundedString<T>) {
+      static_assert(T::maxBytes < 256);
+      std::memset(at, 0, 1 + T::maxBytes);
+      *at = static_cast<U8>(value.text().size());
+      std::memcpy(at + 1, value.text().data(), value.text().size());
+      return at + 1 + T::maxBytes;
+   } else if constexpr (HasFields<T>) {
+      forEachField(value, [&](const auto& member) { at = pack(member, at); });
+      return at;
+   } else {
+      static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
+      return put(at, value);
+   }
+}
+
+/// Unpacks a value and returns the place after it, or null when the bytes up to `end` are not a valid
+/// T. Any content whatever may stand there; nothing beyond `end` is read.
+template <class T>
+const U8* unpack(T& value, const U8* at, const U8* end) {
+   using namespace RowCodecDetail;
+   if constexpr (!isVariableRow<T>()) {
+      if (static_cast<std::size_t>(end - at) < packedSizeOf<T>())
+         return nullptr;
+   }
+   if constexpr (HasHandWrittenLayout<T>) {
+      return value.unpack(at) ? at + T::packedSize : nullptr;
+   } else if constexpr (isIndexedArray<T>) {
+      U16 limit = 0;
+      if (static_cast<std::size_t>(end - at) < sizeof limit)
+         return nullptr;
+      at = take(at, limit);
+      if (limit > T::capacity)
+         return nullptr;
+      value.delAll();
+      for (U16 i = 0; i < limit; ++i) {
+         typename T::Element element;
+         at = unpack(element, at, end);
+         if (!at)
+            return nullptr;
+         value.is(typename T::IndexType(i + T::IndexType::lowest), element);
+      }
+      return value.limit() == limit ? at : nullptr;
+   } else if constexpr (IsBoundedNumber<T>) {
+      typename T::Number number;
+      at = take(at, number);
+      if (number < T::lowest || number > T::highest)
+         return nullptr;
+      value = T(number);
+      return at;
+   } else if constexpr (IsFlagSet<T>) {
+      U32 number = 0;
+      at = take(at, number);
+      if (number > T::universal)
+         return nullptr;
+      value = T(number);
+      return at;
+   } else if constexpr (IsBoundedString<T>) {
+      if (*at > T::maxBytes)
+         return nullptr;
+      value = T(String(reinterpret_cast<const char*>(at + 1), *at));
+      return at + 1 + T::maxBytes;
+   } else if constexpr (HasFields<T>) {
+      std::apply(
+          [&](const auto&... field) {
+             (void)((at = unpack(value.*(std::remove_cvref_t<decltype(field)>::member), at, end)) && ...);
+          },
+          T::vokFields());
+      return at;
+   } else if constexpr (std::is_same_v<T, bool>) {
+      if (*at > 1)
+         return nullptr;
+      value = *at == 1;
+      return at + 1;
+   } else {
+      return take(at, value);
+   }
+}
+
+/// Where, in a packed key, the 32-bit number stands whose low three bits tell neighbours apart
+/// (declared `near`); noNear when there is none.
+inline constexpr std::size_t noNear = ~std::size_t(0);
+
+template <class T>
+constexpr std::size_t nearOffset() {
+   if constexpr (requires { T::packedNearOffset; }) {
+      return T::packedNearOffset;
+   } else if constexpr (IsBoundedNumber<T>) {
+      return sizeof(typename T::Number) == sizeof(U32) ? 0 : noNear;
+   } else if constexpr (std::is_same_v<T, U32>) {
+      return 0;
+   } else if constexpr (requires { T::vokNear; }) {
+      std::size_t offset = 0;
+      std::size_t found = noNear;
+      std::size_t number = 0;
+      std::apply(
+          [&](const auto&... field) {
+             (
+                 [&] {
+                    using F = FieldType<std::remove_cvref_t<decltype(field)>, T>;
+                    if (number++ == T::vokNear && nearOffset<F>() != noNear)
+                       found = offset + nearOffset<F>();
+                    offset += packedSizeOf<F>();
+                 }(),
+                 ...);
+          },
+          T::vokFields());
+      return found;
+   } else {
+      return noNear;
+   }
+}
+
+// What shared tables ask of a row or key.
+
+template <class T>
+inline constexpr std::size_t rowBytesMax = packedSizeOf<T>();
+template <class T>
+inline constexpr bool rowIsVariable = isVariableRow<T>();
+
+template <class T>
+std::size_t rowStore(const T& value, U8* out) {
+   return static_cast<std::size_t>(pack(value, out) - out);
+}
+
+/// False when the bytes are not a valid T; the value is then unspecified but safe to destroy.
+template <class T>
+bool rowLoad(T& value, const U8* in, std::size_t bytes) {
+   const U8* end = in + bytes;
+   return unpack(value, in, end) == end;
+}
+
+/// The hash of a packed key for a table's index, seeded per table. Keys that differ only in the low
+/// three bits of their `near` number differ only in the low three bits of the tag.
+template <class Key>
+U32 packedTag(const U8* packed, U64 seed) {
+   constexpr std::size_t words = (packedSizeOf<Key>() + 7) / 8;
+   std::array<U64, words> word{};
+   std::memcpy(word.data(), packed, packedSizeOf<Key>());
+   U32 neighbour = 0;
+   constexpr std::size_t nearAt = nearOffset<Key>();
+   if constexpr (nearAt != noNear) {
+      constexpr std::size_t byte = std::endian::native == std::endian::little ? nearAt : nearAt + 3;
+      auto* bytes = reinterpret_cast<U8*>(word.data());
+      neighbour = bytes[byte] & 7u;
+      bytes[byte] &= 0xf8;
+   }
+   U64 mixed = 0;
+   for (std::size_t i = 0; i < words; ++i)
+      mixed += foldedProduct(word[i] ^ seed, 0x9e3779b97f4a7c15ull + 0xbf58476d1ce4e5b8ull * i);
+   mixed = foldedProduct(mixed, 0x94d049bb133111ebull);
+   const auto tag = static_cast<U32>(mixed >> 32 ^ mixed);
+   return nearAt == noNear ? tag : (tag & ~7u) | neighbour;
+}
+
+template <class Key>
+U32 tableTag(const Key& key, U64 seed) {
+   U8 packed[packedSizeOf<Key>()];
+   pack(key, packed);
+   return packedTag<Key>(packed, seed);
+}
+
+} // namespace Vok
