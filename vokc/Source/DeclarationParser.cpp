@@ -19,7 +19,7 @@ constexpr std::array<std::pair<std::string_view, Declaration::Kind>, 8> declarat
     {"row", Declaration::Kind::row},
     {"entity", Declaration::Kind::entity},
     {"machine", Declaration::Kind::machine},
-    {"extern", Declaration::Kind::external},
+    {"external", Declaration::Kind::external},
 }};
 
 bool isDeclarationWord(std::string_view word) {
@@ -71,19 +71,19 @@ void DeclarationParser::head(Declaration& declaration) {
    body(declaration);
 }
 
-/// `extern value IpGenAddr in "Kinet/IpGenAddr.h";`, with braces if it has something to tell.
+/// `external value IpGenAddr from "Kinet/IpGenAddr.h";`, with braces if it has something to tell.
 void DeclarationParser::externalHead(Declaration& declaration) {
-   declaration.externalKind = tokens_.expectName("'value' or 'entity' after 'extern'");
+   declaration.externalKind = tokens_.expectName("'value' or 'entity' after 'external'");
    if (declaration.externalKind.text != "value" && declaration.externalKind.text != "entity") {
       tokens_.stop(declaration.externalKind.span,
-                   "expected 'value' or 'entity' after 'extern', found '" + declaration.externalKind.text + "'");
+                   "expected 'value' or 'entity' after 'external', found '" + declaration.externalKind.text + "'");
    }
    declaration.name = tokens_.expectName("the name of the type");
    declaration.span = declaration.name.span;
    if (tokens_.peek().is("(")) {
       constructorParameters(declaration);
    }
-   tokens_.expect("in", "and the header that declares the type");
+   tokens_.expect("from", "and the header that declares the type");
    declaration.header = tokens_.expectString("the header");
    if (tokens_.peek().is("{")) {
       body(declaration);

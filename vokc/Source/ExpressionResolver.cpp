@@ -210,7 +210,6 @@ ExpressionResolver::Result ExpressionResolver::member(const Syntax::Expression& 
    Expression result = start(Expression::Kind::constant, expression);
    result.owner = &type;
    if (const Model::Constant* constant = findConstant(type, name)) {
-      result.constant = constant;
       result.type = constant->type;
       result.number = constant->value ? constant->value->number : std::nullopt;
       return result;

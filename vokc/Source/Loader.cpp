@@ -12,8 +12,8 @@ namespace {
 /// What every file may name without an import: the runtime's own entities.
 constexpr const char* prelude = R"(
 namespace Vok;
-extern entity Entity( name ) in "Vok/Entity.h";
-extern entity Dir( name ) in "Vok/Dir.h" { entityPtr : map< Name, Name >; }
+external entity Entity( name ) from "Vok/Entity.h";
+external entity Dir( name ) from "Vok/Dir.h" { entityPtr : map< Name, Name >; }
 )";
 
 std::optional<std::string> contents(const std::filesystem::path& path) {

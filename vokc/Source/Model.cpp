@@ -37,14 +37,14 @@ bool Value::hasCollection() const {
    return std::any_of(fields.begin(), fields.end(), [](const Attribute& field) { return field.isCollection(); });
 }
 
-namespace {
-
-bool isFixedType(const Type& type) {
+bool isFixed(const Type& type) {
    switch (type.kind) {
    case Type::Kind::builtin:
       return !static_cast<const Builtin&>(type).isText();
-   case Type::Kind::bounded:
-      return !static_cast<const Bounded&>(type).isText();
+   case Type::Kind::bounded: {
+      const auto& bounded = static_cast<const Bounded&>(type);
+      return !bounded.isText() || (bounded.length && *bounded.length->number < 256);
+   }
    case Type::Kind::value:
       return static_cast<const Value&>(type).isFixed();
    default:
@@ -52,12 +52,26 @@ bool isFixedType(const Type& type) {
    }
 }
 
-} // namespace
-
 bool Value::isFixed() const {
    return std::all_of(fields.begin(), fields.end(), [](const Attribute& field) {
-      return field.kind == Attribute::Kind::scalar && isFixedType(*field.type);
+      return field.kind == Attribute::Kind::scalar && vokc::Model::isFixed(*field.type);
    });
+}
+
+bool Value::isOrdered() const {
+   if (order != By::generated) {
+      return order == By::hand;
+   }
+   return std::all_of(fields.begin(), fields.end(), [](const Attribute& field) {
+      return field.kind != Attribute::Kind::array && (!field.type || vokc::Model::isOrdered(*field.type));
+   });
+}
+
+bool isOrdered(const Type& type) {
+   if (type.kind == Type::Kind::builtin) {
+      return static_cast<const Builtin&>(type).sort != Builtin::Sort::floating;
+   }
+   return type.kind != Type::Kind::value || static_cast<const Value&>(type).isOrdered();
 }
 
 const Attribute* Entity::find(std::string_view name) const {

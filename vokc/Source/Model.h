@@ -3,7 +3,6 @@
 #include "vokc/Source/SourceFile.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -87,20 +86,18 @@ struct Bounded : Type {
    std::unique_ptr<Expression> length;       ///< of a text: most bytes
    std::unique_ptr<Expression> byDefault;
    std::string message;
-   bool logUnchecked = false;
 };
 
+/// Up to 32 named bits; the number of an enumerator is its bit.
 struct Flags : Type {
    explicit Flags(std::string name) : Type(Kind::flags, std::move(name)) {}
    std::uint32_t mask() const;
 
-   std::vector<Enumerator> flags; ///< number: the bit
+   std::vector<Enumerator> flags;
    std::string message;
    bool textBare = false;
    bool logUnchecked = false;
 };
-
-struct Parameter;
 
 /// A type in use: of a parameter, of a result, of what a collection holds.
 struct TypeUse {
@@ -179,8 +176,10 @@ struct Value : Type {
    const Attribute* find(std::string_view name) const;
    const Attribute* keyField() const { return isRow ? find(keyName) : nullptr; }
    bool hasCollection() const;
-   /// Every value has the same packed size: no text, no collection, no array.
+   /// All fields are scalars of types with one packed size.
    bool isFixed() const;
+   /// Has a generated or hand-written order.
+   bool isOrdered() const;
 
    bool isRow = false;
    std::string keyName;
@@ -193,6 +192,7 @@ struct Value : Type {
 };
 
 /// `react VokRouteConfig to config[].route -> handleConfigEntry`
+/// A handler gets the key of the member, with `everyMember`, and the key of the watched entry, if it has one.
 struct Reactor {
    std::string name;
    Docs docs;
@@ -202,7 +202,7 @@ struct Reactor {
    const Type* watchedType = nullptr;  ///< entity that is watched
    const Attribute* watched = nullptr;
    const Function* handler = nullptr;
-   const Function* handlerOfAll = nullptr;
+   const Function* handlerOfAll = nullptr; ///< of the whole collection, or null
 };
 
 struct Entity : Type {
@@ -235,21 +235,25 @@ struct Expression {
    const Type* type = nullptr;   ///< of a field, constant or enumerator
    const Type* owner = nullptr;  ///< of a constant or enumerator: the type that declares it
    const Attribute* field = nullptr;
-   const Constant* constant = nullptr;
    const Enumerator* enumerator = nullptr;
    std::vector<Expression> operands;
    std::optional<Number> number; ///< if it is a number known here
 };
 
+/// Every value of the type takes the same number of bytes in a table row.
+bool isFixed(const Type& type);
+/// Values of the type can be sorted.
+bool isOrdered(const Type& type);
+
 struct Unit {
    std::string name;
+   std::vector<std::string> scope; ///< where its catalogue stands
    std::string header; ///< path for includes
    std::vector<const Type*> types;
 };
 
 struct Schema {
    std::vector<std::unique_ptr<Type>> types; ///< of all files, in reading order
-   std::map<std::string, Type*> byName;      ///< qualified name
    std::vector<Unit> units;                  ///< of the file to compile
    std::string file;                         ///< its path from the include root
 };

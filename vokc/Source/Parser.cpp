@@ -94,13 +94,13 @@ class FileParser {
       tokens_.take();
       Syntax::Word unit = tokens_.expectName("the name of a unit");
       const auto known = std::find_if(file_.units.begin(), file_.units.end(),
-                                      [&](const Syntax::Word& other) { return other.text == unit.text; });
+                                      [&](const Syntax::Unit& other) { return other.name.text == unit.text; });
       if (known != file_.units.end()) {
          diagnostics_.error(unit.span, "unit '" + unit.text + "' was ended by another unit",
                             "keep the declarations of a unit together");
-         diagnostics_.note(known->span, "it starts here");
+         diagnostics_.note(known->name.span, "it starts here");
       } else {
-         file_.units.push_back(unit);
+         file_.units.push_back({unit, scope_});
       }
       unit_ = unit;
       tokens_.expectSemicolon("the unit");

@@ -95,7 +95,7 @@ struct Declaration {
    std::vector<Parameter> parameters;
    bool named = false;       ///< `entity X( name )`
    bool hasParentheses = false;
-   Word externalKind;        ///< `extern value X in "header"`
+   Word externalKind;        ///< `external value X from "header"`
    std::string header;
    std::vector<Member> members;
 };
@@ -105,11 +105,16 @@ struct Import {
    Span span;
 };
 
+struct Unit {
+   Word name;
+   std::vector<std::string> scope; ///< the namespace in which it starts
+};
+
 struct File {
    const SourceFile* source = nullptr;
    std::vector<Import> imports;
    std::vector<Declaration> declarations; ///< in declared order, whatever their namespace
-   std::vector<Word> units;               ///< in declared order
+   std::vector<Unit> units;               ///< in declared order
 };
 
 } // namespace vokc::Syntax
