@@ -14,7 +14,7 @@ namespace Vok {
 /// Converts to its number by itself, from a number only on request.
 template <class Derived, class Rep, Rep Low, Rep High, Rep Default>
 class BoundedNumber {
- public:
+  public:
    using Number = Rep;
    static constexpr Rep lowest = Low;
    static constexpr Rep highest = High;
@@ -39,14 +39,14 @@ class BoundedNumber {
       return a.value_ <=> b.value_;
    }
 
- private:
+  private:
    Rep value_ = Default;
 };
 
 /// The base of a generated bounded string of at most MaxBytes bytes.
 template <class Derived, std::size_t MaxBytes>
 class BoundedString {
- public:
+  public:
    static constexpr std::size_t maxBytes = MaxBytes;
 
    BoundedString() = default;
@@ -65,30 +65,36 @@ class BoundedString {
    friend bool operator==(const Derived& a, const Derived& b) { return a.text_ == b.text_; }
    friend std::strong_ordering operator<=>(const Derived& a, const Derived& b) { return a.text_ <=> b.text_; }
 
- private:
+  private:
    String text_;
 };
 
 template <class T>
-concept IsBoundedNumber = requires { typename T::Number; T::lowest; T::highest; };
+concept IsBoundedNumber = requires {
+   typename T::Number;
+   T::lowest;
+   T::highest;
+};
 template <class T>
-concept IsBoundedString = requires(const T& v) { T::maxBytes; v.text(); };
+concept IsBoundedString = requires(const T& v) {
+   T::maxBytes;
+   v.text();
+};
 
 template <class T>
-   requires IsBoundedNumber<T>
-String stringValue(const T& value) {
+requires IsBoundedNumber<T> String stringValue(const T& value) {
    return std::to_string(value.value());
 }
 
 template <class T>
-   requires IsBoundedString<T>
+requires IsBoundedString<T>
 const String& stringValue(const T& value) {
    return value.text();
 }
 
 /// Reflection of a bounded number or string: its text and log form are those of what it holds.
 class BoundedType final : public Type {
- public:
+  public:
    /// `make` stores a checked value of the bounded type from one of the held type.
    BoundedType(std::string_view name, std::string_view doc, const Storage& storage, const Type& held,
                std::string_view rangeText, std::vector<Constant> constants,
@@ -99,12 +105,14 @@ class BoundedType final : public Type {
 
    void print(const void* value, String& out) const override { held_.print(look_(value), out); }
    void parse(TextParser& parser, void* value) const override;
-   void writeLog(const void* value, NboAttrLog::Writer& log) const override { held_.writeLog(look_(value), log); }
+   void writeLog(const void* value, NboAttrLog::Writer& log) const override {
+      held_.writeLog(look_(value), log);
+   }
    void readLog(NboAttrLog::Reader& log, void* value) const override;
    std::span<const Constant> constants() const override { return constants_; }
    void describe(String& out) const override;
 
- private:
+  private:
    const Type& held_;
    String rangeText_;
    std::vector<Constant> constants_;
@@ -114,7 +122,8 @@ class BoundedType final : public Type {
 
 /// Describes a generated bounded type. `constants` are its named bounds, in declared order.
 template <class T>
-BoundedType describeBounded(std::string_view name, std::string_view doc, std::vector<Constant> constants = {}) {
+BoundedType describeBounded(std::string_view name, std::string_view doc,
+                            std::vector<Constant> constants = {}) {
    if constexpr (IsBoundedNumber<T>) {
       using Number = typename T::Number;
       static_assert(sizeof(T) == sizeof(Number));

@@ -36,7 +36,7 @@ String collectionName() {
 /// the slots up to the last set one. Texts are "[a, b]" and "{key: value, ...}"; they are not read back.
 template <class T>
 class CollectionTypeOf final : public Type {
- public:
+  public:
    CollectionTypeOf()
        : Type(collectionName<T>(), isIndexedArray<T> ? Kind::array : Kind::collection, {}, storageOf<T>()) {}
 
@@ -76,7 +76,7 @@ class CollectionTypeOf final : public Type {
          readElement(log, collection, i);
    }
 
- private:
+  private:
    static std::size_t count(const T& collection) {
       if constexpr (isIndexedArray<T>)
          return collection.limit();

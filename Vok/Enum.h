@@ -8,14 +8,16 @@ namespace Vok {
 
 /// The table of an enumeration.
 template <class E>
-   requires std::is_enum_v<E>
-EnumType describeEnum(std::string_view name, std::string_view doc, std::span<const Enumerator> enumerators) {
+requires std::is_enum_v<E> EnumType describeEnum(std::string_view name, std::string_view doc,
+                                                 std::span<const Enumerator> enumerators) {
    return EnumType(name, doc, storageOf<E>(), enumerators);
 }
 
 /// The enumerator's name; the number in decimal for a value outside the enumeration.
 template <class E>
-   requires requires(E e) { vokEnum(e); }
+requires requires(E e) {
+   vokEnum(e);
+}
 String stringValue(E value) {
    String text;
    vokEnum(value).print(&value, text);
@@ -24,7 +26,9 @@ String stringValue(E value) {
 
 /// The enumerator with that number. Raises RangeError when there is none.
 template <class E>
-   requires requires(E e) { vokEnum(e); }
+requires requires(E e) {
+   vokEnum(e);
+}
 E enumInstance(U32 number) {
    const EnumType& type = vokEnum(E{});
    if (!type.byNumber(number))
@@ -34,7 +38,9 @@ E enumInstance(U32 number) {
 
 /// The enumerator with that name. Raises RangeError when there is none.
 template <class E>
-   requires requires(E e) { vokEnum(e); }
+requires requires(E e) {
+   vokEnum(e);
+}
 E enumInstance(std::string_view name) {
    const EnumType& type = vokEnum(E{});
    const Enumerator* found = type.byName(name);

@@ -12,8 +12,8 @@ String internalText(std::string_view unit, unsigned line, std::string_view signa
    return text;
 }
 
-String reinstantiationText(std::string_view fullName, std::string_view parameter,
-                           std::string_view newValue, std::string_view currentValue) {
+String reinstantiationText(std::string_view fullName, std::string_view parameter, std::string_view newValue,
+                           std::string_view currentValue) {
    String text("Reinstantiating the entity with fullName ");
    text.append(fullName).append(" where constructor parameter attribute '").append(parameter);
    text.append("' has a different value of ").append(newValue);

@@ -11,7 +11,7 @@ namespace Vok {
 /// supplies rangeText, and per flag f a getter f(), a setter f_( bool ) and the constant f_().
 template <class Derived, U32 Universal>
 class FlagSet {
- public:
+  public:
    static constexpr U32 universal = Universal;
 
    constexpr FlagSet() = default;
@@ -38,19 +38,23 @@ class FlagSet {
       return a.value_ <=> b.value_;
    }
 
- protected:
+  protected:
    constexpr bool bit(unsigned number) const { return (value_ >> number & 1) != 0; }
    constexpr void bitIs(unsigned number, bool on) {
       const U32 mask = U32(1) << number;
       value_ = on ? value_ | mask : value_ & ~mask;
    }
 
- private:
+  private:
    U32 value_ = 0;
 };
 
 template <class T>
-concept IsFlagSet = requires(const T& v) { T::universal; v.value(); T::vokEmpty(); };
+concept IsFlagSet = requires(const T& v) {
+   T::universal;
+   v.value();
+   T::vokEmpty();
+};
 
 struct Flag {
    std::string_view name;
@@ -64,7 +68,7 @@ enum class FlagsLog : U8 { checked, unchecked };
 /// Reflection of a flag set. Its text form names every flag; with FlagsText::bare the only flag's
 /// boolean stands alone. Its log form is the 32-bit number.
 class FlagsType final : public Type {
- public:
+  public:
    FlagsType(std::string_view name, std::string_view doc, const Storage& storage, std::span<const Flag> flags,
              std::string_view rangeText, FlagsText text, FlagsLog log);
 
@@ -78,7 +82,7 @@ class FlagsType final : public Type {
    String textForm() const override;
    void describe(String& out) const override;
 
- private:
+  private:
    U32 universal() const;
 
    std::span<const Flag> flags_;

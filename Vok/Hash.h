@@ -18,7 +18,7 @@ inline U64 foldedProduct(U64 a, U64 b) {
 /// Mixes values one after the other. The same values in the same order give the same result on every
 /// machine and in every run; the result is not meant to withstand an adversary.
 class Hash {
- public:
+  public:
    void mix(U64 word) { state_ = foldedProduct(state_ ^ word, 0x9e3779b97f4a7c15ull); }
    void mix(U32 word) { mix(static_cast<U64>(word) | U64(4) << 32); }
    void mix(U16 word) { mix(static_cast<U64>(word) | U64(2) << 32); }
@@ -44,7 +44,7 @@ class Hash {
       return static_cast<U32>(mixed ^ (mixed >> 32));
    }
 
- private:
+  private:
    U64 state_ = 0x2545f4914f6cdd1dull;
 };
 

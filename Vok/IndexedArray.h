@@ -12,7 +12,7 @@ namespace Vok {
 /// logged and stored: an array costs what it holds.
 template <class T, class Index>
 class IndexedArray {
- public:
+  public:
    static_assert(std::is_trivially_copyable_v<T>);
    using Element = T;
    using IndexType = Index;
@@ -66,7 +66,7 @@ class IndexedArray {
 
    /// Walks the set slots in index order.
    class Walk {
-    public:
+     public:
       struct Entry {
          Index index;
          const T& value;
@@ -80,7 +80,7 @@ class IndexedArray {
       }
       bool operator==(std::nullptr_t) const { return at_ >= array_->limit_; }
 
-    private:
+     private:
       void skipUnset() {
          while (at_ < array_->limit_ && array_->slots()[at_] == T())
             ++at_;
@@ -101,7 +101,7 @@ class IndexedArray {
       return hash.result();
    }
 
- private:
+  private:
    static std::size_t offset(Index index) { return std::size_t(index.value()) - Index::lowest; }
    T* slots() { return reinterpret_cast<T*>(storage_); }
    const T* slots() const { return reinterpret_cast<const T*>(storage_); }

@@ -12,7 +12,7 @@ namespace Vok {
 /// An entity's name. Any bytes are allowed; the empty name is the default and names nothing.
 /// Ordered and compared byte by byte. Converts from text, never silently back to it.
 class Name {
- public:
+  public:
    Name() = default;
    Name(String text) : text_(std::move(text)) {}
    Name(const char* text) : text_(text) {}
@@ -25,7 +25,7 @@ class Name {
    bool operator==(const Name&) const = default;
    std::strong_ordering operator<=>(const Name&) const = default;
 
- private:
+  private:
    String text_;
 };
 

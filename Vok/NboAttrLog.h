@@ -11,7 +11,7 @@ namespace Vok::NboAttrLog {
 
 /// Appends values to a buffer that it owns.
 class Writer {
- public:
+  public:
    void u8(U8 value) { buffer_.push_back(value); }
    void u16(U16 value) { number(value); }
    void u32(U32 value) { number(value); }
@@ -27,7 +27,7 @@ class Writer {
    std::size_t size() const { return buffer_.size(); }
    void clear() { buffer_.clear(); }
 
- private:
+  private:
    template <class T>
    void number(T value) {
       for (int shift = 8 * (sizeof(T) - 1); shift >= 0; shift -= 8)
@@ -40,9 +40,8 @@ class Writer {
 /// Reads values back from bytes that may be hostile. Every read checks what is left first and raises
 /// LogError, with nothing consumed, when the log ends inside the value. Does not own the bytes.
 class Reader {
- public:
-   Reader(const void* data, std::size_t size)
-       : at_(static_cast<const U8*>(data)), end_(at_ + size) {}
+  public:
+   Reader(const void* data, std::size_t size) : at_(static_cast<const U8*>(data)), end_(at_ + size) {}
    explicit Reader(const std::vector<U8>& buffer) : Reader(buffer.data(), buffer.size()) {}
 
    U8 u8() { return *take(1); }
@@ -55,7 +54,7 @@ class Reader {
 
    std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
 
- private:
+  private:
    const U8* take(std::size_t size) {
       if (left() < size)
          raiseTruncated(size);

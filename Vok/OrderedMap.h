@@ -12,7 +12,7 @@ namespace Vok {
 /// are under way: an entry removed before it was reached is not seen, one added ahead is.
 template <class K, class V>
 class OrderedMap {
- public:
+  public:
    using Key = K;
    using Mapped = V;
    struct Entry {
@@ -81,14 +81,14 @@ class OrderedMap {
       return hash.result();
    }
 
- private:
+  private:
    std::map<K, V> entries_;
    U64 removals_ = 0; ///< tells a walk that its place may be gone
 };
 
 template <class K, class V>
 class OrderedMap<K, V>::Walk {
- public:
+  public:
    Walk(const OrderedMap& map, typename std::map<K, V>::const_iterator at)
        : map_(map), at_(at), removals_(map.removals_) {
       remember();
@@ -106,7 +106,7 @@ class OrderedMap<K, V>::Walk {
    }
    bool operator==(std::nullptr_t) const { return !key_; }
 
- private:
+  private:
    void remember() {
       if (at_ == map_.entries_.end())
          key_.reset();
@@ -123,10 +123,10 @@ class OrderedMap<K, V>::Walk {
 /// A set that is walked in ascending order, with the same promise.
 template <class K>
 class OrderedSet {
- public:
+  public:
    using Key = K;
    class Walk {
-    public:
+     public:
       explicit Walk(typename OrderedMap<K, bool>::Walk at) : at_(std::move(at)) {}
       const K& operator*() const { return (*at_).key; }
       Walk& operator++() {
@@ -135,7 +135,7 @@ class OrderedSet {
       }
       bool operator==(std::nullptr_t end) const { return at_ == end; }
 
-    private:
+     private:
       typename OrderedMap<K, bool>::Walk at_;
    };
 
@@ -155,7 +155,7 @@ class OrderedSet {
    std::strong_ordering operator<=>(const OrderedSet& other) const { return map_ <=> other.map_; }
    U32 hash() const { return map_.hash(); }
 
- private:
+  private:
    OrderedMap<K, bool> map_;
 };
 

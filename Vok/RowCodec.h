@@ -20,7 +20,9 @@
 namespace Vok {
 
 template <class T>
-concept HasHandWrittenLayout = requires { T::packedSize; };
+concept HasHandWrittenLayout = requires {
+   T::packedSize;
+};
 
 /// True when the packed size of T depends on its value.
 template <class T>

@@ -8,9 +8,8 @@ namespace Vok {
 /// What all scalar types share: one C++ type, a text form and a log form.
 template <class T>
 class ScalarType final : public Type {
- public:
-   explicit ScalarType(std::string_view name)
-       : Type(name, Kind::scalar, {}, storageOf<T>()) {}
+  public:
+   explicit ScalarType(std::string_view name) : Type(name, Kind::scalar, {}, storageOf<T>()) {}
    void print(const void* value, String& out) const override;
    void parse(TextParser& parser, void* value) const override;
    void writeLog(const void* value, NboAttrLog::Writer& log) const override;
@@ -33,7 +32,7 @@ const Type& scalarType(const Name*);
 /// NboAttrLog::Reader&, T& ); operator==; hash(). The last four raise as Type's functions do.
 template <class T>
 class HandWrittenType final : public Type {
- public:
+  public:
    HandWrittenType(std::string_view name, std::string_view doc)
        : Type(name, Kind::value, doc, storageOf<T>()) {}
    void print(const void* value, String& out) const override { static_cast<const T*>(value)->print(out); }

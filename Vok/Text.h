@@ -14,7 +14,7 @@ void printQuoted(std::string_view text, String& out);
 /// Reads a text form from the left. Every function consumes what it recognises and raises ParseError,
 /// naming the place, what was wanted and what stands there, when it does not.
 class TextParser {
- public:
+  public:
    explicit TextParser(std::string_view text) : text_(text) {}
 
    /// Consumes exactly `literal`.
@@ -47,7 +47,7 @@ class TextParser {
 
    [[noreturn]] void fail(std::string_view wanted) const;
 
- private:
+  private:
    std::string_view advance(std::size_t size) {
       const std::string_view taken = text_.substr(at_, size);
       at_ += size;

@@ -193,7 +193,8 @@ String ValueType::textForm() const {
 
 void ValueType::parse(TextParser& parser, void* value) const {
    if (!parsable_) {
-      const String condition = "!\"No String constructor for " + String(lastWord(name())) + " - has collection\"";
+      const String condition =
+          "!\"No String constructor for " + String(lastWord(name())) + " - has collection\"";
       assertionFailed(condition);
    }
    if (hooks_.emptyText)

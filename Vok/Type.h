@@ -50,7 +50,7 @@ struct Constant {
 
 /// A type of the model. Objects live for the whole run; pointers to them may be kept and compared.
 class Type {
- public:
+  public:
    Type(const Type&) = delete;
    Type& operator=(const Type&) = delete;
    virtual ~Type() = default;
@@ -83,11 +83,11 @@ class Type {
    /// Appends what the declaration says, on one line; the fingerprint is taken over it.
    virtual void describe(String& out) const;
 
- protected:
+  protected:
    Type(std::string_view name, Kind kind, std::string_view doc, const Storage& storage)
        : name_(name), kind_(kind), doc_(doc), storage_(storage) {}
 
- private:
+  private:
    String name_;
    Kind kind_;
    String doc_;
@@ -97,7 +97,7 @@ class Type {
 
 /// A value of a type known only at run time.
 class AnyValue {
- public:
+  public:
    explicit AnyValue(const Type& type);
    AnyValue(const AnyValue& other);
    AnyValue& operator=(const AnyValue& other);
@@ -110,7 +110,7 @@ class AnyValue {
    bool operator==(const AnyValue& other) const;
    String text() const;
 
- private:
+  private:
    static constexpr std::size_t inlineSize = 64;
 
    const Type* type_;
@@ -127,7 +127,7 @@ struct Enumerator {
 /// An enumeration: a table of names and numbers. Numbers outside the table can be held; they print as
 /// the number and do not parse.
 class EnumType final : public Type {
- public:
+  public:
    EnumType(std::string_view name, std::string_view doc, const Storage& storage,
             std::span<const Enumerator> enumerators);
 
@@ -143,7 +143,7 @@ class EnumType final : public Type {
    void readLog(NboAttrLog::Reader& log, void* value) const override;
    void describe(String& out) const override;
 
- private:
+  private:
    void store(void* value, U32 number) const;
 
    std::span<const Enumerator> enumerators_;
@@ -154,16 +154,16 @@ struct FieldDescription {
    std::string_view name;
    std::string_view doc;
    const Type* type;
-   std::size_t offset;    ///< within the value
-   bool logChecked;       ///< range-checked when read from the log though its type is not
-   String defaultText;    ///< text form of the default
+   std::size_t offset; ///< within the value
+   bool logChecked;    ///< range-checked when read from the log though its type is not
+   String defaultText; ///< text form of the default
 };
 
 /// A value, row or flag set described field by field.
 class ValueType final : public Type {
- public:
+  public:
    struct Hooks {
-      void (*check)(const void* value) = nullptr;   ///< invariants, in declared order; raises RangeError
+      void (*check)(const void* value) = nullptr; ///< invariants, in declared order; raises RangeError
       void (*print)(const void* value, String& out) = nullptr; ///< text form by hand
       void (*parse)(TextParser& parser, void* value) = nullptr;
       bool emptyText = false; ///< a holder of constants: no text at all
@@ -185,7 +185,7 @@ class ValueType final : public Type {
    std::span<const Constant> constants() const override { return constants_; }
    void describe(String& out) const override;
 
- private:
+  private:
    std::vector<FieldDescription> fields_;
    std::vector<Constant> constants_;
    Hooks hooks_;

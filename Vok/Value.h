@@ -29,7 +29,9 @@ constexpr Field<Member> logCheckedField(std::string_view name, std::string_view 
 }
 
 template <class T>
-concept HasFields = requires { T::vokFields(); };
+concept HasFields = requires {
+   T::vokFields();
+};
 
 template <class FieldOfT, class T>
 using FieldType = std::remove_cvref_t<decltype(std::declval<const T&>().*FieldOfT::member)>;
@@ -37,8 +39,9 @@ using FieldType = std::remove_cvref_t<decltype(std::declval<const T&>().*FieldOf
 /// Calls `visit( member )` for every field in declared order.
 template <class T, class Visit>
 constexpr void forEachField(T& value, Visit visit) {
-   std::apply([&](const auto&... field) { (visit(value.*(std::remove_cvref_t<decltype(field)>::member)), ...); },
-              std::remove_const_t<T>::vokFields());
+   std::apply(
+       [&](const auto&... field) { (visit(value.*(std::remove_cvref_t<decltype(field)>::member)), ...); },
+       std::remove_const_t<T>::vokFields());
 }
 
 /// The hash of a value over all its fields, mixed in declared order.
@@ -70,13 +73,17 @@ ValueType describeValue(std::string_view name, std::string_view doc) {
    if constexpr (requires(const T& v) { v.vokCheck(); })
       hooks.check = [](const void* value) { static_cast<const T*>(value)->vokCheck(); };
    if constexpr (requires { T::vokTextByHand; }) {
-      hooks.print = [](const void* value, String& out) { out += static_cast<const T*>(value)->stringValue(); };
+      hooks.print = [](const void* value, String& out) {
+         out += static_cast<const T*>(value)->stringValue();
+      };
       hooks.parse = [](TextParser& parser, void* value) { T::parseText(parser, *static_cast<T*>(value)); };
    }
    std::vector<Constant> constants;
    if constexpr (requires { T::vokConstants(); })
       constants = T::vokConstants();
-   constexpr bool isRow = requires { typename T::Key; };
+   constexpr bool isRow = requires {
+      typename T::Key;
+   };
    return ValueType(name, isRow ? Kind::row : Kind::value, doc, storageOf<T>(), std::move(fields),
                     std::move(constants), hooks);
 }

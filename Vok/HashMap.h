@@ -1,0 +1,278 @@
+#pragma once
+// The map behind collection attributes: found by hash, walked in insertion order.
+
+#include "Vok/HashOf.h"
+
+#include <bit>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace Vok {
+
+/// A map from K to V that is walked in the order in which its keys were added, the same on every
+/// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
+/// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
+/// Up to eight entries cost no index; memory is about the entries plus 16 bytes each beyond that.
+template <class K, class V>
+class HashMap {
+  public:
+   using Key = K;
+   using Mapped = V;
+   struct Entry {
+      K key;
+      V value;
+
+     private:
+      friend class HashMap;
+      U32 hash;
+      bool live;
+   };
+
+   class Walk;
+
+   HashMap() = default;
+   HashMap(const HashMap&) = delete;
+   HashMap& operator=(const HashMap&) = delete;
+   ~HashMap() {
+      for (U32 at = 0; at < used_; ++at)
+         std::destroy_at(&entry(at));
+   }
+
+   std::size_t size() const { return live_; }
+   bool empty() const { return live_ == 0; }
+   bool has(const K& key) const { return findEntry(key) != nullptr; }
+
+   /// The value under the key, or null. Valid until the entry is removed.
+   const V* find(const K& key) const {
+      const Entry* found = findEntry(key);
+      return found ? &found->value : nullptr;
+   }
+   V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
+
+   /// The value under the key, made by default when there is none; `added` tells which.
+   V& obtain(const K& key, bool& added) {
+      const U32 hash = hashOf(key);
+      Entry* found = const_cast<Entry*>(findHashed(key, hash));
+      added = found == nullptr;
+      return added ? append(key, hash).value : found->value;
+   }
+
+   /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
+   bool is(const K& key, V value) {
+      bool added = false;
+      V& stored = obtain(key, added);
+      if (!added && stored == value)
+         return false;
+      stored = std::move(value);
+      return true;
+   }
+
+   /// Removes an entry and its value. Returns false when there was none.
+   bool del(const K& key) {
+      const U32 hash = hashOf(key);
+      Entry* found = const_cast<Entry*>(findHashed(key, hash));
+      if (!found)
+         return false;
+      V removed = std::exchange(found->value, V());
+      found->live = false;
+      --live_;
+      if (!index_.empty())
+         unindex(found);
+      if (walks_ == 0)
+         found->key = K();
+      if (live_ == 0 && walks_ == 0)
+         drop();
+      return true;
+   }
+
+   Walk begin() const { return Walk(*this); }
+   std::nullptr_t end() const { return nullptr; }
+
+  private:
+   static constexpr U32 firstChunk = 8; ///< entries; each further chunk is twice the one before
+   static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
+
+   struct FreeChunk {
+      void operator()(Entry* chunk) const { std::allocator<Entry>().deallocate(chunk, 0); }
+   };
+
+   static U32 chunkOf(U32 at) { return static_cast<U32>(std::bit_width(at / firstChunk + 1)) - 1; }
+   static U32 chunkStart(U32 chunk) { return firstChunk * ((U32(1) << chunk) - 1); }
+
+   Entry& entry(U32 at) const {
+      const U32 chunk = chunkOf(at);
+      return chunks_[chunk][at - chunkStart(chunk)];
+   }
+
+   const Entry* findEntry(const K& key) const {
+      if (live_ == 0)
+         return nullptr;
+      return findHashed(key, hashOf(key));
+   }
+
+   const Entry* findHashed(const K& key, U32 hash) const {
+      if (index_.empty()) {
+         for (U32 at = 0; at < used_; ++at) {
+            const Entry& candidate = entry(at);
+            if (candidate.live && candidate.hash == hash && candidate.key == key)
+               return &candidate;
+         }
+         return nullptr;
+      }
+      for (U64 place = home(hash); index_[place] != 0; place = next(place)) {
+         if (static_cast<U32>(index_[place] >> 32) != hash)
+            continue;
+         const Entry& candidate = entry(static_cast<U32>(index_[place]) - 1);
+         if (candidate.key == key)
+            return &candidate;
+      }
+      return nullptr;
+   }
+
+   Entry& append(const K& key, U32 hash) {
+      if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
+         compact();
+      const U32 chunk = chunkOf(used_);
+      if (chunk == chunks_.size())
+         chunks_.emplace_back(std::allocator<Entry>().allocate(firstChunk << chunk));
+      Entry* added = std::construct_at(&chunks_[chunk][used_ - chunkStart(chunk)]);
+      added->key = key;
+      added->hash = hash;
+      added->live = true;
+      ++used_;
+      ++live_;
+      if (index_.empty() ? used_ > scanLimit : used_ * 2 > index_.size())
+         reindex();
+      else if (!index_.empty())
+         place(hash, used_);
+      return *added;
+   }
+
+   U64 home(U32 hash) const { return hash & (index_.size() - 1); }
+   U64 next(U64 place) const { return (place + 1) & (index_.size() - 1); }
+
+   void place(U32 hash, U32 number) {
+      U64 place = home(hash);
+      while (index_[place] != 0)
+         place = next(place);
+      index_[place] = U64(hash) << 32 | number;
+   }
+
+   void reindex() {
+      index_.assign(std::bit_ceil(U64(used_) * 4), 0);
+      for (U32 at = 0; at < used_; ++at)
+         if (entry(at).live)
+            place(entry(at).hash, at + 1);
+   }
+
+   /// Takes an entry out of the index and closes the gap.
+   void unindex(const Entry* removed) {
+      U64 hole = home(removed->hash);
+      while (&entry(static_cast<U32>(index_[hole]) - 1) != removed)
+         hole = next(hole);
+      for (U64 place = next(hole); index_[place] != 0; place = next(place)) {
+         const U64 wanted = home(static_cast<U32>(index_[place] >> 32));
+         const U64 mask = index_.size() - 1;
+         if (((place - wanted) & mask) < ((place - hole) & mask))
+            continue;
+         index_[hole] = index_[place];
+         hole = place;
+      }
+      index_[hole] = 0;
+   }
+
+   /// Closes the gaps that removed entries left; only when nobody walks.
+   void compact() {
+      U32 to = 0;
+      for (U32 at = 0; at < used_; ++at) {
+         if (!entry(at).live)
+            continue;
+         if (to != at)
+            entry(to) = std::move(entry(at));
+         ++to;
+      }
+      for (U32 at = to; at < used_; ++at)
+         std::destroy_at(&entry(at));
+      used_ = to;
+      if (!index_.empty())
+         reindex();
+   }
+
+   /// Forgets the removed entries of an empty map; their memory is kept for the next.
+   void drop() {
+      for (U32 at = 0; at < used_; ++at)
+         std::destroy_at(&entry(at));
+      used_ = 0;
+   }
+
+   std::vector<std::unique_ptr<Entry[], FreeChunk>> chunks_;
+   std::vector<U64> index_; ///< hash in the high half, entry number + 1 in the low; 0 is empty
+   U32 used_ = 0;           ///< entries made, removed ones included
+   U32 live_ = 0;
+   mutable U32 walks_ = 0; ///< walks under way: entries stay where they are
+};
+
+template <class K, class V>
+class HashMap<K, V>::Walk {
+  public:
+   explicit Walk(const HashMap& map) : map_(&map) {
+      ++map.walks_;
+      skipRemoved();
+   }
+   Walk(Walk&& other) noexcept : map_(std::exchange(other.map_, nullptr)), at_(other.at_) {}
+   Walk& operator=(Walk&&) = delete;
+   ~Walk() {
+      if (map_)
+         --map_->walks_;
+   }
+   const Entry& operator*() const { return map_->entry(at_); }
+   Walk& operator++() {
+      ++at_;
+      skipRemoved();
+      return *this;
+   }
+   bool operator==(std::nullptr_t) const { return at_ >= map_->used_; }
+
+  private:
+   void skipRemoved() {
+      while (at_ < map_->used_ && !map_->entry(at_).live)
+         ++at_;
+   }
+   const HashMap* map_;
+   U32 at_ = 0;
+};
+
+/// The set that goes with it.
+template <class K>
+class HashSet {
+  public:
+   using Key = K;
+   class Walk {
+     public:
+      explicit Walk(const HashMap<K, bool>& map) : at_(map.begin()) {}
+      const K& operator*() const { return (*at_).key; }
+      Walk& operator++() {
+         ++at_;
+         return *this;
+      }
+      bool operator==(std::nullptr_t end) const { return at_ == end; }
+
+     private:
+      typename HashMap<K, bool>::Walk at_;
+   };
+
+   std::size_t size() const { return map_.size(); }
+   bool empty() const { return map_.empty(); }
+   bool has(const K& key) const { return map_.has(key); }
+   /// Returns false, with nothing done, when the key is in the set already.
+   bool is(const K& key) { return map_.is(key, true); }
+   bool del(const K& key) { return map_.del(key); }
+   Walk begin() const { return Walk(map_); }
+   std::nullptr_t end() const { return nullptr; }
+
+  private:
+   HashMap<K, bool> map_;
+};
+
+} // namespace Vok
