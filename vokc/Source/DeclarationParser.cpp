@@ -22,6 +22,9 @@ constexpr std::array<std::pair<std::string_view, Declaration::Kind>, 8> declarat
     {"external", Declaration::Kind::external},
 }};
 
+/// Stands before the name of an attribute.
+bool isModifier(const Token& token) { return token.is("logChecked") || token.is("counter"); }
+
 bool isDeclarationWord(std::string_view word) {
    for (const auto& [known, kind] : declarationWords) {
       if (known == word) {
@@ -111,7 +114,11 @@ void DeclarationParser::body(Declaration& declaration) {
    tokens_.takeDocsBehind(declaration.docs);
    while (!tokens_.atEnd() && !tokens_.peek().is("}")) {
       try {
-         declaration.members.push_back(member(declaration.kind));
+         if (isDeclarationWord(tokens_.peek().text) && tokens_.peek(1).kind == TokenKind::identifier) {
+            nested(declaration);
+         } else {
+            declaration.members.push_back(member(declaration.kind));
+         }
       } catch (const ParseStop&) {
          tokens_.skipConstruct();
       }
@@ -120,6 +127,17 @@ void DeclarationParser::body(Declaration& declaration) {
       tokens_.stop(open, "'" + declaration.name.text + "' is not closed", "close it with '}'");
    }
    tokens_.takeDocsBehind(declaration.docs);
+}
+
+/// A type that lives in an entity.
+void DeclarationParser::nested(Declaration& declaration) {
+   Member member;
+   member.kind = Kind::declaration;
+   member.nested = declaration.nested.size();
+   declaration.nested.push_back(this->declaration());
+   member.name = declaration.nested.back().name;
+   member.span = member.name.span;
+   declaration.members.push_back(std::move(member));
 }
 
 Member DeclarationParser::member(Declaration::Kind kind) {
@@ -137,7 +155,7 @@ void DeclarationParser::memberContent(Member& member, Declaration::Kind kind) {
    const bool isList = kind == Declaration::Kind::enumeration || kind == Declaration::Kind::flags;
    if (first.kind != TokenKind::identifier) {
       tokens_.stop(first.span, "expected a member, found '" + std::string(first.text) + "'");
-   } else if (tokens_.peek(1).is(":") || (first.is("logChecked") && tokens_.peek(2).is(":"))) {
+   } else if (tokens_.peek(1).is(":") || (isModifier(first) && tokens_.peek(2).is(":"))) {
       attribute(member);
    } else if (isList && (tokens_.peek(1).is("=") || tokens_.peek(1).is(";"))) {
       enumerator(member);
@@ -158,7 +176,7 @@ void DeclarationParser::enumerator(Member& member) {
 
 void DeclarationParser::attribute(Member& member) {
    member.kind = Kind::attribute;
-   if (tokens_.peek().is("logChecked") && !tokens_.peek(1).is(":")) {
+   if (!tokens_.peek(1).is(":")) {
       member.words.push_back(tokens_.expectName("a modifier"));
    }
    member.name = tokens_.expectName("the name of an attribute");
@@ -170,6 +188,9 @@ void DeclarationParser::attribute(Member& member) {
    }
    if (tokens_.accept("check")) {
       member.target = tokens_.expectName("the name of the function that checks");
+      if (tokens_.accept("by")) {
+         member.targetBy = tokens_.expectName("what the function gets, after 'by'");
+      }
    }
 }
 
@@ -267,16 +288,15 @@ void DeclarationParser::react(Member& member) {
    if (tokens_.accept("all")) {
       member.targetAll = tokens_.expectName("the handler of the whole collection");
    }
+   if (tokens_.accept("start")) {
+      member.targetStart = tokens_.expectName("the handler of a new member");
+   }
    if (!member.target && !member.targetAll) {
       tokens_.expect("->", "and the handler to call");
    }
 }
 
 void DeclarationParser::directive(Member& member) {
-   if (isDeclarationWord(tokens_.peek().text)) {
-      tokens_.stop(tokens_.peek().span, "a type cannot be declared inside another",
-                   "declare it before, in a nested namespace if its name is taken");
-   }
    member.kind = Kind::directive;
    while (tokens_.peek().kind == TokenKind::identifier) {
       member.words.push_back(tokens_.expectName("a word"));

@@ -17,6 +17,7 @@ class DeclarationParser {
    void externalHead(Syntax::Declaration& declaration);
    void constructorParameters(Syntax::Declaration& declaration);
    void body(Syntax::Declaration& declaration);
+   void nested(Syntax::Declaration& declaration);
    Syntax::Member member(Syntax::Declaration::Kind kind);
    void memberContent(Syntax::Member& member, Syntax::Declaration::Kind kind);
    void enumerator(Syntax::Member& member);

@@ -26,8 +26,9 @@ void EntityResolver::resolve(const Syntax::Declaration& declaration, Model::Enti
             type.functions.push_back(std::move(function));
          }
          break;
-      case Kind::react:
-         break; // see connect()
+      case Kind::react:       // see connect()
+      case Kind::declaration: // resolved as a type of its own
+         break;
       case Kind::directive:
          directive(member, type);
          break;
@@ -41,7 +42,7 @@ void EntityResolver::base(const Syntax::Declaration& declaration, Model::Entity&
    if (!declaration.base) {
       return;
    }
-   const Type* found = symbols_.expect(declaration.base->name, type.scope, diagnostics_);
+   Type* found = symbols_.expect(declaration.base->name, type.innerScope(), diagnostics_);
    if (!found) {
       return;
    }
@@ -51,7 +52,7 @@ void EntityResolver::base(const Syntax::Declaration& declaration, Model::Entity&
       diagnostics_.error(declaration.base->span, "a base entity is declared above");
       diagnostics_.note(found->span, "it is declared here");
    } else {
-      type.base = static_cast<const Model::Entity*>(found);
+      type.base = static_cast<Model::Entity*>(found);
    }
 }
 
@@ -95,7 +96,13 @@ void EntityResolver::attribute(const Syntax::Member& member, Model::Entity& type
    } else if (member.value) {
       attribute.byDefault = expressions_.value(*member.value, type, *attribute.type);
    }
-   if (!member.words.empty()) {
+   if (!member.words.empty() && member.words.front().text == "counter") {
+      attribute.isCounter = attribute.kind == Attribute::Kind::scalar && boundsOf(*attribute.type) &&
+                            attribute.type->kind == Type::Kind::builtin;
+      if (!attribute.isCounter) {
+         diagnostics_.error(member.words.front().span, "a counter is a number");
+      }
+   } else if (!member.words.empty()) {
       diagnostics_.error(member.words.front().span, inQuotes(member.words.front().text) + " is for fields of values");
    }
    type.attributes.push_back(std::move(attribute));
@@ -122,7 +129,7 @@ void EntityResolver::connect(const Syntax::Declaration& declaration, Model::Enti
             referenceKey(*found, member.type->arguments.front().by.span);
          }
          if (member.target) {
-            check(member.target, *found, type);
+            check(member, *found, type);
          }
       } else if (member.kind == Kind::react) {
          reactor(member, type);
@@ -149,14 +156,25 @@ void EntityResolver::referenceKey(Attribute& attribute, Span span) const {
    diagnostics_.note(entity.span, "it is declared here");
 }
 
-void EntityResolver::check(const Syntax::Word& name, Attribute& attribute, Model::Entity& type) const {
+void EntityResolver::check(const Syntax::Member& member, Attribute& attribute, Model::Entity& type) const {
+   const Syntax::Word& name = member.target;
    if (attribute.kind != Attribute::Kind::table) {
-      diagnostics_.error(name.span, "only a table has a check");
+      diagnostics_.error(name.span, "of an entity's attributes only tables have a check");
       return;
    }
-   Model::TypeUse key;
+   if (member.targetBy && member.targetBy.text != "row") {
+      diagnostics_.error(member.targetBy.span, "the check of a table gets the key, or the row with 'by row'");
+      return;
+   }
+   Model::TypeUse key, row;
    key.type = attribute.key;
-   attribute.check = handler(name, {{"key", key, name.span}}, type);
+   row.type = attribute.type;
+   handler(name, {{"key", key, name.span}}, type);
+   if (member.targetBy) {
+      handler(name, {{"row", row, name.span}}, type);
+   }
+   attribute.check = name.text;
+   attribute.checkBy = member.targetBy.text;
 }
 
 void EntityResolver::reactor(const Syntax::Member& member, Model::Entity& type) const {
@@ -175,6 +193,11 @@ void EntityResolver::reactor(const Syntax::Member& member, Model::Entity& type) 
    }
    if (member.targetAll) {
       reactor.handlerOfAll = handler(member.targetAll, parameters, type);
+   }
+   if (member.targetStart && !reactor.everyMember) {
+      diagnostics_.error(member.targetStart.span, "'start' is for reactors of every member of a collection");
+   } else if (member.targetStart) {
+      reactor.start = handler(member.targetStart, parameters, type);
    }
    if (reactor.watched->isCollection()) {
       entryKey.type = reactor.watched->key;
@@ -241,21 +264,25 @@ const Model::Function* EntityResolver::handler(const Syntax::Word& name,
       }
       wanted += (wanted.empty() ? " " : ", ") + parameter.name + " : " + parameter.type.type->name;
    }
-   if (const Model::Function* known = type.findFunction(name.text)) {
-      const bool same = std::equal(known->parameters.begin(), known->parameters.end(), parameters.begin(),
+   const std::vector<const Model::Function*> known = type.findFunctions(name.text);
+   for (const Model::Function* candidate : known) {
+      const bool same = std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
                                    parameters.end(), [](const Model::Parameter& a, const Model::Parameter& b) {
                                       return a.type.type == b.type.type && a.type.form == b.type.form;
                                    });
-      if (!same) {
-         diagnostics_.error(name.span, inQuotes(name.text) + " is called with other parameters here",
-                            "here it would be '" + name.text + "(" + wanted + (wanted.empty() ? ")'" : " )'"));
-         diagnostics_.note(known->span, "it is declared here");
-         return nullptr;
+      if (same) {
+         return candidate;
       }
-      return known;
+   }
+   if (!known.empty() && known.front()->declared) {
+      diagnostics_.error(name.span, inQuotes(name.text) + " is called with other parameters here",
+                         "here it is '" + name.text + "(" + wanted + (wanted.empty() ? ")'" : " )'"));
+      diagnostics_.note(known.front()->span, "it is declared here");
+      return nullptr;
    }
    auto function = std::make_unique<Model::Function>();
    function->kind = Model::Function::Kind::handler;
+   function->declared = false;
    function->name = name.text;
    function->span = name.span;
    function->parameters = parameters;

@@ -21,7 +21,7 @@ class EntityResolver {
    void attribute(const Syntax::Member& member, Model::Entity& type) const;
    void directive(const Syntax::Member& member, Model::Entity& type) const;
    void referenceKey(Model::Attribute& attribute, Span span) const;
-   void check(const Syntax::Word& name, Model::Attribute& attribute, Model::Entity& type) const;
+   void check(const Syntax::Member& member, Model::Attribute& attribute, Model::Entity& type) const;
    void reactor(const Syntax::Member& member, Model::Entity& type) const;
    bool watched(const Syntax::Member& member, const Model::Entity& type, Model::Reactor& reactor) const;
    const Model::Function* handler(const Syntax::Word& name, const std::vector<Model::Parameter>& parameters,

@@ -73,18 +73,6 @@ bool isComparison(std::string_view operation) {
 
 } // namespace
 
-std::string numberText(Number number) {
-   if (number < 0) {
-      return "-" + numberText(-number);
-   }
-   std::string digits;
-   do {
-      digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(number % 10)));
-      number /= 10;
-   } while (number != 0);
-   return digits;
-}
-
 std::optional<Bounds> boundsOf(const Type& type) {
    if (type.kind == Type::Kind::builtin) {
       const auto& builtin = static_cast<const Model::Builtin&>(type);
@@ -181,7 +169,7 @@ ExpressionResolver::Result ExpressionResolver::path(const Syntax::Expression& ex
    if (path.words.size() > 1) {
       Syntax::Path prefix;
       prefix.words.assign(path.words.begin(), path.words.end() - 1);
-      const Type* type = symbols_.expect(prefix, place.owner.scope, diagnostics_);
+      const Type* type = symbols_.expect(prefix, place.owner.innerScope(), diagnostics_);
       return type ? member(expression, *type, name) : std::nullopt;
    }
    const auto* value = dynamic_cast<const Model::Value*>(&place.owner);

@@ -44,8 +44,7 @@ class ExpressionResolver {
    Diagnostics& diagnostics_;
 };
 
-/// "min" for a constant, "4094" for a literal: a number as a message gives it.
-std::string numberText(Model::Number number);
+using Model::numberText;
 
 /// Lowest and highest number of a built-in or bounded number type.
 struct Bounds {

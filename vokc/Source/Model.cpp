@@ -13,12 +13,30 @@ auto findNamed(const Items& items, std::string_view name) -> const typename Item
 
 } // namespace
 
+std::string numberText(Number number) {
+   if (number < 0) {
+      return "-" + numberText(-number);
+   }
+   std::string digits;
+   do {
+      digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(number % 10)));
+      number /= 10;
+   } while (number != 0);
+   return digits;
+}
+
 std::string Type::qualifiedName() const {
    std::string qualified;
    for (const std::string& part : scope) {
       qualified += part + "::";
    }
    return qualified + name;
+}
+
+std::vector<std::string> Type::innerScope() const {
+   std::vector<std::string> inner = scope;
+   inner.push_back(name);
+   return inner;
 }
 
 const Enumerator* Enumeration::find(std::string_view name) const { return findNamed(enumerators, name); }
@@ -86,15 +104,18 @@ const Attribute* Entity::find(std::string_view name) const {
    return nullptr;
 }
 
-const Function* Entity::findFunction(std::string_view name) const {
+const Attribute* Entity::findParameter(std::string_view name) const { return findNamed(parameters, name); }
+
+std::vector<const Function*> Entity::findFunctions(std::string_view name) const {
+   std::vector<const Function*> found;
    for (const Entity* entity = this; entity; entity = entity->base) {
       for (const auto& function : entity->functions) {
          if (function->name == name) {
-            return function.get();
+            found.push_back(function.get());
          }
       }
    }
-   return nullptr;
+   return found;
 }
 
 } // namespace vokc::Model

@@ -14,6 +14,9 @@ namespace vokc::Model {
 using Docs = std::vector<std::string>;
 using Number = __int128; ///< holds every number of every built-in type
 
+/// The number in decimal.
+std::string numberText(Number number);
+
 struct Expression;
 
 /// A type with a name. What stands behind the name is in the derived structs, told apart by `kind`.
@@ -24,12 +27,15 @@ struct Type {
    virtual ~Type() = default;
 
    std::string qualifiedName() const;
+   /// Where names in the declaration are looked up from.
+   std::vector<std::string> innerScope() const;
    bool isEntity() const { return kind == Kind::entity || kind == Kind::externalEntity; }
    bool isValue() const { return !isEntity(); }
 
    Kind kind;
    std::string name;
-   std::vector<std::string> scope; ///< enclosing namespaces, outermost first
+   std::vector<std::string> scope; ///< enclosing namespaces, and for a nested type its entity; outermost first
+   const Type* parent = nullptr;   ///< of a nested type: the entity it lives in
    Docs docs;
    Span span;
    std::string header; ///< what to include for it; empty for the built-in types
@@ -101,13 +107,13 @@ struct Flags : Type {
 
 /// A type in use: of a parameter, of a result, of what a collection holds.
 struct TypeUse {
-   enum class Form { plain, pointer };
+   enum class Form { plain, pointer, bytes };
    Form form = Form::plain;
-   const Type* type = nullptr;
+   const Type* type = nullptr; ///< null in `bytes`
    bool isConst = false;
    Span span;
 
-   explicit operator bool() const { return type != nullptr; }
+   explicit operator bool() const { return type != nullptr || form == Form::bytes; }
 };
 
 struct Parameter {
@@ -125,6 +131,9 @@ struct Function {
    Span span;
    bool isStatic = false;
    bool isConst = false;
+   bool declared = true;    ///< else implied by what calls it
+   bool isOverride = false; ///< a derived attribute that a base declares too
+   bool isVirtual = false;  ///< a derived attribute that a derived entity declares too
    std::vector<Parameter> parameters;
    TypeUse result;
 };
@@ -159,7 +168,10 @@ struct Attribute {
    bool isConst = false;
    bool logChecked = false;
    std::unique_ptr<Expression> byDefault;
-   const Function* check = nullptr; ///< runs after every change of a table's row
+   bool isCounter = false;   ///< a number that also gets an Inc
+   bool ofPointers = false;  ///< a map whose values are pointers to entities
+   std::string check;        ///< function that runs with every change
+   std::string checkBy;      ///< what it gets: "row", or a field of what is stored
 };
 
 struct Invariant {
@@ -203,23 +215,27 @@ struct Reactor {
    const Attribute* watched = nullptr;
    const Function* handler = nullptr;
    const Function* handlerOfAll = nullptr; ///< of the whole collection, or null
+   const Function* start = nullptr;        ///< for a new member, or null
 };
 
 struct Entity : Type {
    explicit Entity(std::string name) : Type(Kind::entity, std::move(name)) {}
    /// Looks in the base entities too.
    const Attribute* find(std::string_view name) const;
-   const Function* findFunction(std::string_view name) const;
+   /// All overloads of a function, those of the base entities too.
+   std::vector<const Function*> findFunctions(std::string_view name) const;
+   const Attribute* findParameter(std::string_view name) const;
 
    bool isMachine = false;
    bool isNamed = false; ///< constructed from a name alone
    bool hasFactory = true;
-   const Entity* base = nullptr;
+   Entity* base = nullptr;
    std::vector<Attribute> parameters; ///< fixed for life; the first one is the key in `members<>`
    std::vector<Attribute> attributes;
    std::vector<Constant> constants;
    std::vector<std::unique_ptr<Function>> functions;
    std::vector<Reactor> reactors;
+   std::vector<const Type*> nested; ///< types that live in this one
 };
 
 /// A type that is written by hand. An entity may declare the attributes that reactors watch.

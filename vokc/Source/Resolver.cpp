@@ -50,25 +50,58 @@ std::string headerOf(const Syntax::File& file, const std::string& unit) {
    return (folder / (unit + ".h")).generic_string();
 }
 
-std::vector<Entry> declare(const std::vector<Syntax::File>& files, Model::Schema& schema, SymbolTable& symbols,
-                           Diagnostics& diagnostics) {
-   std::vector<Entry> entries;
-   for (const Syntax::File& file : files) {
-      for (const Syntax::Declaration& declaration : file.declarations) {
-         std::unique_ptr<Model::Type> type = makeType(declaration);
-         type->scope = declaration.scope;
-         type->docs = declaration.docs;
-         type->span = declaration.span;
-         type->unit = declaration.unit.text;
-         type->header = declaration.kind == Kind::external ? declaration.header : headerOf(file, type->unit);
-         type->order = entries.size();
-         symbols.add(*type, diagnostics);
-         entries.push_back({&declaration, type.get()});
-         schema.types.push_back(std::move(type));
+/// Makes the types of a run and enters their names.
+class Declarer {
+ public:
+   Declarer(Model::Schema& schema, SymbolTable& symbols, Diagnostics& diagnostics)
+       : schema_(schema), symbols_(symbols), diagnostics_(diagnostics) {}
+
+   std::vector<Entry> run(const std::vector<Syntax::File>& files) {
+      for (const Syntax::File& file : files) {
+         for (const Syntax::Declaration& declaration : file.declarations) {
+            declare(file, declaration, declaration.unit.text, nullptr);
+         }
       }
+      return std::move(entries_);
    }
-   return entries;
-}
+
+ private:
+   void declare(const Syntax::File& file, const Syntax::Declaration& declaration, const std::string& unit,
+                Model::Type* parent) {
+      std::unique_ptr<Model::Type> owned = makeType(declaration);
+      Model::Type& type = *owned;
+      type.scope = parent ? parent->innerScope() : declaration.scope;
+      type.parent = parent;
+      type.docs = declaration.docs;
+      type.span = declaration.span;
+      type.unit = unit;
+      type.header = declaration.kind == Kind::external ? declaration.header : headerOf(file, unit);
+      schema_.types.push_back(std::move(owned));
+      symbols_.add(type, diagnostics_);
+      for (const Syntax::Declaration& inner : declaration.nested) {
+         if (!mayNest(declaration.kind, inner.kind)) {
+            diagnostics_.error(inner.span, inQuotes(inner.name.text) + " cannot be declared inside " +
+                                               inQuotes(type.name),
+                               "only values and entities can, inside an entity or a machine");
+            continue;
+         }
+         declare(file, inner, unit, &type);
+         static_cast<Model::Entity&>(type).nested.push_back(entries_.back().type);
+      }
+      // Behind what is nested in it, which its attributes may use.
+      type.order = entries_.size();
+      entries_.push_back({&declaration, &type});
+   }
+
+   static bool mayNest(Kind outer, Kind inner) {
+      return (outer == Kind::entity || outer == Kind::machine) && (inner == Kind::value || inner == Kind::entity);
+   }
+
+   Model::Schema& schema_;
+   SymbolTable& symbols_;
+   Diagnostics& diagnostics_;
+   std::vector<Entry> entries_;
+};
 
 void resolveBody(const Entry& entry, const ValueResolver& values, const EntityResolver& entities) {
    switch (entry.declaration->kind) {
@@ -92,7 +125,7 @@ void resolveBody(const Entry& entry, const ValueResolver& values, const EntityRe
 
 Model::Schema resolve(const std::vector<Syntax::File>& files, SymbolTable& symbols, Diagnostics& diagnostics) {
    Model::Schema schema;
-   const std::vector<Entry> entries = declare(files, schema, symbols, diagnostics);
+   const std::vector<Entry> entries = Declarer(schema, symbols, diagnostics).run(files);
    const ValueResolver values(symbols, diagnostics);
    const EntityResolver entities(symbols, values, diagnostics);
    for (const Entry& entry : entries) {

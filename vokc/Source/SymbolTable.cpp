@@ -43,6 +43,9 @@ void SymbolTable::add(Model::Type& type, Diagnostics& diagnostics) {
    std::string outer;
    for (const std::string& part : type.scope) {
       outer += (outer.empty() ? "" : "::") + part;
+      if (type.parent && outer == type.parent->qualifiedName()) {
+         break; // a nested type
+      }
       if (const auto clash = types_.find(outer); clash != types_.end()) {
          diagnostics.error(type.span, "namespace '" + outer + "' has the name of a type");
          diagnostics.note(clash->second->span, "the type is declared here");

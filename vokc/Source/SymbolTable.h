@@ -19,7 +19,7 @@ class SymbolTable {
    void add(Model::Type& type, Diagnostics& diagnostics);
 
    Model::Type* find(const Syntax::Path& path, const Scope& scope) const;
-   /// As `find`; reports an unknown type at the path.
+   /// As `find`, but reports an unknown type at the path.
    Model::Type* expect(const Syntax::Path& path, const Scope& scope, Diagnostics& diagnostics) const;
    const Model::Builtin* builtin(std::string_view name) const;
 

@@ -56,7 +56,7 @@ struct Member {
    enum class Kind {
       enumerator,  ///< name = value
       constant,    ///< constant name [: type] = value
-      attribute,   ///< [words] name : type [= value] [check target]
+      attribute,   ///< [words] name : type [= value] [check target [by targetBy]]
       derived,     ///< derived name : type
       invariant,   ///< invariant value [: message]
       range,       ///< range value to upper
@@ -65,7 +65,8 @@ struct Member {
       operation,   ///< [words] operation name( parameters ) [: type]
       handler,     ///< handler name( parameters )
       constructor, ///< constructor( parameters )
-      react,       ///< react name to watched -> target [all targetAll]
+      react,       ///< react name to watched -> target [all targetAll] [start targetStart]
+      declaration, ///< a type that lives in this one
       directive,   ///< words, one of the fixed phrases: `order by hand`, `near index`, ...
    };
    Kind kind = Kind::directive;
@@ -80,7 +81,10 @@ struct Member {
    std::vector<Parameter> parameters;
    std::vector<Word> watched; ///< path of a `react`; "[]" stands for "every member"
    Word target;
+   Word targetBy;
    Word targetAll;
+   Word targetStart;
+   std::size_t nested = 0; ///< of a declaration: its place in the enclosing declaration's `nested`
 };
 
 struct Declaration {
@@ -98,6 +102,7 @@ struct Declaration {
    Word externalKind;        ///< `external value X from "header"`
    std::string header;
    std::vector<Member> members;
+   std::vector<Declaration> nested;
 };
 
 struct Import {

@@ -40,6 +40,11 @@ const CollectionWord* collectionWord(const Syntax::Type& type) {
    return nullptr;
 }
 
+bool isPointer(const Syntax::Type& type) {
+   const CollectionWord* word = collectionWord(type);
+   return word && word->kind == Kind::pointer && type.arguments.size() == 1;
+}
+
 } // namespace
 
 Model::TypeUse TypeResolver::use(const Syntax::Type& type, const Type& user) const {
@@ -52,6 +57,8 @@ Model::TypeUse TypeResolver::use(const Syntax::Type& type, const Type& user) con
          use.type = entity(type.arguments.front(), user, false);
          use.isConst = type.arguments.front().isConst;
       }
+   } else if (type.name.text() == "Bytes" && type.arguments.empty()) {
+      use.form = Model::TypeUse::Form::bytes;
    } else if (word || !type.arguments.empty() || type.index) {
       diagnostics_.error(type.span, "a function takes and returns values and pointers, no " +
                                         inQuotes(word ? word->word : type.span.text()));
@@ -82,7 +89,7 @@ const Type* TypeResolver::value(const Syntax::Type& type, const Type& user) cons
       diagnostics_.error(type.span, inQuotes(type.name.text()) + " takes no arguments");
       return nullptr;
    }
-   const Type* found = symbols_.expect(type.name, user.scope, diagnostics_);
+   const Type* found = symbols_.expect(type.name, user.innerScope(), diagnostics_);
    if (!found) {
       return nullptr;
    }
@@ -136,6 +143,12 @@ bool TypeResolver::collection(const Syntax::Type& type, Kind kind, const Type& u
          return false;
       }
       attribute.key = key(arguments[0], kind, user);
+      if (kind != Kind::counters && isPointer(arguments[1]) && user.isEntity()) {
+         attribute.ofPointers = true;
+         attribute.isConst = arguments[1].arguments.front().isConst;
+         attribute.type = entity(arguments[1].arguments.front(), user, false);
+         return attribute.key && attribute.type;
+      }
       attribute.type = kind == Kind::counters ? builtin(arguments[1], user) : value(arguments[1], user);
       if (attribute.type && kind == Kind::counters && !static_cast<const Model::Builtin*>(attribute.type)->isNumber()) {
          diagnostics_.error(arguments[1].span, "counters count with a number, not with " + inQuotes(attribute.type->name));
@@ -278,7 +291,7 @@ const Type* TypeResolver::key(const Syntax::Type& type, Kind kind, const Type& u
 }
 
 const Type* TypeResolver::entity(const Syntax::Type& type, const Type& user, bool mustStandAbove) const {
-   const Type* found = symbols_.expect(type.name, user.scope, diagnostics_);
+   const Type* found = symbols_.expect(type.name, user.innerScope(), diagnostics_);
    if (!found) {
       return nullptr;
    }

@@ -56,10 +56,10 @@ bool isOfOwner(const Member& member, const Type& owner) {
 }
 
 std::string_view kindWord(Kind kind) {
-   static constexpr std::array<std::string_view, 13> words = {
+   static constexpr std::array<std::string_view, 14> words = {
        "an enumerator", "a constant",  "an attribute", "a derived attribute", "an invariant", "a range",
        "a length",      "a default",   "an operation", "a handler",           "a constructor", "a reactor",
-       "a phrase"};
+       "a type",       "a phrase"};
    return words[static_cast<std::size_t>(kind)];
 }
 
@@ -298,19 +298,39 @@ void ValueResolver::field(const Member& member, Model::Value& type) const {
       return;
    }
    if (member.target) {
-      diagnostics_.error(member.target.span, "only a table has a check");
+      check(member, field);
    }
    if (member.value && field.kind != Model::Attribute::Kind::scalar) {
       diagnostics_.error(member.value->span, "a collection has no default");
    } else if (member.value) {
       field.byDefault = expressions_.value(*member.value, type, *field.type);
    }
-   field.logChecked = !member.words.empty();
-   const auto* flags = dynamic_cast<const Model::Flags*>(field.type);
-   if (field.logChecked && !(flags && flags->logUnchecked)) {
-      diagnostics_.error(member.words.front().span, "'logChecked' is for flags declared 'log unchecked'");
+   if (!member.words.empty()) {
+      const auto* flags = dynamic_cast<const Model::Flags*>(field.type);
+      field.logChecked = member.words.front().text == "logChecked";
+      if (!field.logChecked) {
+         diagnostics_.error(member.words.front().span, "a counter is an attribute of an entity");
+      } else if (!flags || !flags->logUnchecked) {
+         diagnostics_.error(member.words.front().span, "'logChecked' is for flags declared 'log unchecked'");
+      }
    }
    type.fields.push_back(std::move(field));
+}
+
+/// The check of a collection: of a set or map it gets what is about to be stored, or a field of that; of an
+/// array it gets the index, after a change.
+void ValueResolver::check(const Member& member, Model::Attribute& field) const {
+   if (!field.isCollection()) {
+      diagnostics_.error(member.target.span, "only a collection has a check");
+      return;
+   }
+   field.check = member.target.text;
+   field.checkBy = member.targetBy.text;
+   const auto* element = dynamic_cast<const Model::Value*>(field.key ? field.key : field.type);
+   if (member.targetBy && (field.kind == Model::Attribute::Kind::array || !element || !element->find(field.checkBy))) {
+      diagnostics_.error(member.targetBy.span, "what " + inQuotes(field.name) + " holds has no field " +
+                                                   inQuotes(field.checkBy));
+   }
 }
 
 void ValueResolver::constant(const Member& member, const Type& owner, std::vector<Model::Constant>& constants) const {

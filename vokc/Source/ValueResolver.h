@@ -30,6 +30,7 @@ class ValueResolver {
    void boundedText(const Syntax::Declaration& declaration, Model::Bounded& type) const;
    void flag(const Syntax::Member& member, Model::Flags& type) const;
    void field(const Syntax::Member& member, Model::Value& type) const;
+   void check(const Syntax::Member& member, Model::Attribute& field) const;
    void invariant(const Syntax::Member& member, Model::Value& type) const;
    void directive(const Syntax::Member& member, Model::Value& type) const;
    void key(const Syntax::Declaration& declaration, Model::Value& type) const;
