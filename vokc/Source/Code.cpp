@@ -84,6 +84,10 @@ std::string stored(const std::string& name) {
    return name.ends_with('_') ? name + "value_" : name + "_";
 }
 
+std::string className(const Type& type) {
+   return (type.parent ? className(*type.parent) + "::" : "") + type.name;
+}
+
 bool isSmall(const Type& type) {
    switch (type.kind) {
    case Type::Kind::builtin:
@@ -171,6 +175,11 @@ std::string Spelling::value(const Model::Expression& expression, const Type& exp
    }
    const bool wrapped = expected.kind == Type::Kind::bounded && expression.type != &expected;
    return wrapped ? type(expected) + "(" + text + ")" : text;
+}
+
+std::string Spelling::violated(const Model::Expression& comparison) const {
+   return condition(comparison.operands[0]) + " " + std::string(Model::negated(comparison.text)) + " " +
+          condition(comparison.operands[1]);
 }
 
 std::string Spelling::condition(const Model::Expression& expression) const {

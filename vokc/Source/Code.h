@@ -46,7 +46,8 @@ class Spelling {
    std::vector<std::string> parameters(const std::vector<Model::Parameter>& parameters) const;
    /// A constant expression as a value of `expected`.
    std::string value(const Model::Expression& expression, const Model::Type& expected) const;
-   /// A condition between fields, inside a member function.
+   /// The opposite of a comparison between fields, inside a member function.
+   std::string violated(const Model::Expression& condition) const;
    std::string condition(const Model::Expression& expression) const;
    /// " = 0" and the like behind a data member; empty for what needs none.
    std::string initializer(const Model::Attribute& attribute) const;
@@ -55,6 +56,9 @@ class Spelling {
    const SymbolTable& symbols_;
    std::vector<std::string> scope_;
 };
+
+/// "LfibViaIndexAllocator::ViaSetKeyIndexDomain": the class as its out-of-class definitions name it.
+std::string className(const Model::Type& type);
 
 /// Copied rather than referred to: numbers, Bool, enumerations, bounded numbers, flag sets.
 bool isSmall(const Model::Type& type);

@@ -33,7 +33,7 @@ Fragment emitEnum(const Model::Enumeration& type, const Spelling& spelling) {
    }
    out += "const Vok::EnumType& vokEnum(" + name + ");\n";
    out += "/// The enumerator with a number or a name. Raise Vok::RangeError when there is none.\n";
-   for (const std::string& from : {"Vok::U32 number", "std::string_view name"}) {
+   for (const std::string from : {"Vok::U32 number", "std::string_view name"}) {
       const std::string argument = from.substr(from.find(' ') + 1);
       out += "inline " + name + " " + name + "Instance(" + from + ") {\n   return Vok::enumInstance<" + name + ">(" +
              argument + ");\n}\n";

@@ -1,6 +1,7 @@
 #include "vokc/Source/Model.h"
 
 #include <algorithm>
+#include <array>
 
 namespace vokc::Model {
 namespace {
@@ -23,6 +24,17 @@ std::string numberText(Number number) {
       number /= 10;
    } while (number != 0);
    return digits;
+}
+
+std::string_view negated(std::string_view comparison) {
+   static constexpr std::array<std::pair<std::string_view, std::string_view>, 6> opposites = {
+       {{"<=", ">"}, {">=", "<"}, {"<", ">="}, {">", "<="}, {"==", "!="}, {"!=", "=="}}};
+   for (const auto& [from, to] : opposites) {
+      if (from == comparison) {
+         return to;
+      }
+   }
+   return comparison;
 }
 
 std::string Type::qualifiedName() const {

@@ -17,6 +17,9 @@ using Number = __int128; ///< holds every number of every built-in type
 /// The number in decimal.
 std::string numberText(Number number);
 
+/// The comparison that holds when `comparison` does not.
+std::string_view negated(std::string_view comparison);
+
 struct Expression;
 
 /// A type with a name. What stands behind the name is in the derived structs, told apart by `kind`.

@@ -39,17 +39,6 @@ bool isNear(const Model::Attribute* field) {
    }
 }
 
-std::string_view negated(std::string_view comparison) {
-   static constexpr std::array<std::pair<std::string_view, std::string_view>, 6> opposites = {
-       {{"<=", ">"}, {">=", "<"}, {"<", ">="}, {">", "<="}, {"==", "!="}, {"!=", "=="}}};
-   for (const auto& [from, to] : opposites) {
-      if (from == comparison) {
-         return to;
-      }
-   }
-   return comparison;
-}
-
 /// A value may have constants of its own type: they stand behind accessors, made on first use.
 bool isOfOwner(const Member& member, const Type& owner) {
    return member.kind == Kind::constant && member.type && owner.isValue() && member.type->name.text() == owner.name;
@@ -394,7 +383,7 @@ void ValueResolver::invariant(const Member& member, Model::Value& type) const {
    std::string message = member.message.value_or("");
    if (!member.message) {
       message = type.name + "::" + std::string(condition->operands[0].span.text()) + " " +
-                std::string(negated(condition->text)) + " " + std::string(condition->operands[1].span.text()) +
+                std::string(Model::negated(condition->text)) + " " + std::string(condition->operands[1].span.text()) +
                 " not allowed";
    }
    type.invariants.push_back({member.span, std::move(condition), std::move(message)});
