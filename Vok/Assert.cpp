@@ -12,7 +12,7 @@ namespace Vok {
 static constinit TraceFacility trace("Assert");
 
 void assertionFailed(std::string_view condition, std::string_view message,
-                     const std::source_location& where) noexcept {
+                     std::source_location where) noexcept {
    auto text = std::string(where.function_name()).append(": assertion failed: ").append(condition);
    if (!message.empty())
       text.append(": ").append(message);
@@ -29,8 +29,7 @@ void assertionFailed(std::string_view condition, std::string_view message,
    std::abort();
 }
 
-void requirementFailed(std::string_view condition, std::string_view message,
-                       const std::source_location& where) {
+void requirementFailed(std::string_view condition, std::string_view message, std::source_location where) {
    throw InternalError(sourceUnit(where), where.line(), where.function_name(), condition, message);
 }
 

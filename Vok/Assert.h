@@ -27,10 +27,9 @@ namespace Vok {
 
 [[noreturn, gnu::cold]] void
 assertionFailed(std::string_view condition, std::string_view message,
-                const std::source_location& where = std::source_location::current()) noexcept;
+                std::source_location where = std::source_location::current()) noexcept;
 
-[[noreturn, gnu::cold]] void
-requirementFailed(std::string_view condition, std::string_view message,
-                  const std::source_location& where = std::source_location::current());
+[[noreturn, gnu::cold]] void requirementFailed(std::string_view condition, std::string_view message,
+                                               std::source_location where = std::source_location::current());
 
 } // namespace Vok

@@ -238,7 +238,7 @@ bool TraceFacility::isOnNow(TraceLevel level) {
 // -----------------------------------------------------------------------------------------------------------
 // lines
 
-std::string_view sourceUnit(const std::source_location& where) {
+std::string_view sourceUnit(std::source_location where) {
    const std::string_view file = where.file_name();
    return file.substr(file.rfind('/') + 1); // npos + 1 is 0: no folder
 }
@@ -256,17 +256,21 @@ std::string TraceRecord::stringValue() const {
    return result.append(unit).append(1, ':').append(std::to_string(line)).append(1, ' ').append(text);
 }
 
-std::string TraceFacility::prefix(std::string_view instance) {
-   return std::string("[").append(instance).append("] ");
+TraceLine::TraceLine(std::string_view facility, TraceLevel level, std::source_location where, bool signature)
+    : record_(std::make_unique<TraceRecord>()) {
+   record_->facility = facility;
+   record_->level = level.number();
+   record_->unit = sourceUnit(where);
+   record_->line = where.line();
+   if (signature)
+      record_->text = where.function_name();
 }
 
-TraceLine::TraceLine(std::string_view facility, TraceLevel level, const std::source_location& where,
-                     std::string start)
-    : record_(std::make_unique<TraceRecord>(TraceRecord{.facility = facility,
-                                                        .level = level.number(),
-                                                        .unit = sourceUnit(where),
-                                                        .line = where.line(),
-                                                        .text = std::move(start)})) {}
+TraceLine::TraceLine(std::string_view facility, TraceLevel level, std::source_location where, bool signature,
+                     std::string_view instance)
+    : TraceLine(facility, level, where, signature) {
+   record_->text.insert(0, std::string("[").append(instance).append("] "));
+}
 
 void TraceLine::finish() noexcept try {
    thread_local bool delivering = false;

@@ -36,7 +36,7 @@
 namespace Vok {
 
 /// The source file a place stands in, without its folder.
-std::string_view sourceUnit(const std::source_location& where);
+std::string_view sourceUnit(std::source_location where);
 
 /// One finished line. `facility` and `unit` have static storage.
 struct TraceRecord {
@@ -185,7 +185,7 @@ class TraceLine {
    /// generated type, a text, a number in decimal, "true" or "false", a pointer as an address. Only while the
    /// line is one.
    template <class Value>
-   TraceLine& operator<<(const Value& value) {
+   [[gnu::cold, gnu::noinline]] TraceLine& operator<<(const Value& value) {
       TraceText::append(record_->text, value);
       return *this;
    }
@@ -193,9 +193,13 @@ class TraceLine {
   private:
    friend class TraceFacility;
    TraceLine() = default;
-   TraceLine(std::string_view facility, TraceLevel level, const std::source_location& where,
-             std::string start);
-   void finish() noexcept;
+   // All that only a line that is on needs stands out of line, so that it does not weigh on the function it
+   // is in.
+   [[gnu::cold]] TraceLine(std::string_view facility, TraceLevel level, std::source_location where,
+                           bool signature);
+   [[gnu::cold]] TraceLine(std::string_view facility, TraceLevel level, std::source_location where,
+                           bool signature, std::string_view instance);
+   [[gnu::cold]] void finish() noexcept;
 
    std::unique_ptr<TraceRecord> record_;
 };
@@ -223,20 +227,19 @@ class TraceFacility {
    }
 
    /// A line of the given level.
-   TraceLine at(TraceLevel level, const Where& where = Where::current()) {
-      return isOn(level) ? TraceLine(name_, level, where, {}) : TraceLine();
+   TraceLine at(TraceLevel level, Where where = Where::current()) {
+      return isOn(level) ? TraceLine(name_, level, where, false) : TraceLine();
    }
    /// A line that starts with "[", the name of the instance that writes it, and "] ".
-   TraceLine at(TraceLevel level, std::string_view instance, const Where& where = Where::current()) {
-      return isOn(level) ? TraceLine(name_, level, where, prefix(instance)) : TraceLine();
+   TraceLine at(TraceLevel level, std::string_view instance, Where where = Where::current()) {
+      return isOn(level) ? TraceLine(name_, level, where, false, instance) : TraceLine();
    }
    /// A line that starts with the signature of the function it stands in, after the instance's name if given.
-   TraceLine entry(TraceLevel level, const Where& where = Where::current()) {
-      return isOn(level) ? TraceLine(name_, level, where, where.function_name()) : TraceLine();
+   TraceLine entry(TraceLevel level, Where where = Where::current()) {
+      return isOn(level) ? TraceLine(name_, level, where, true) : TraceLine();
    }
-   TraceLine entry(TraceLevel level, std::string_view instance, const Where& where = Where::current()) {
-      return isOn(level) ? TraceLine(name_, level, where, prefix(instance) + where.function_name())
-                         : TraceLine();
+   TraceLine entry(TraceLevel level, std::string_view instance, Where where = Where::current()) {
+      return isOn(level) ? TraceLine(name_, level, where, true, instance) : TraceLine();
    }
 
   private:
@@ -244,8 +247,7 @@ class TraceFacility {
    static constexpr U64 generationStep = U64{1} << TraceLevel::count;
    static constexpr U64 generationBits = ~(generationStep - 1);
 
-   bool isOnNow(TraceLevel level);
-   static std::string prefix(std::string_view instance);
+   [[gnu::cold]] bool isOnNow(TraceLevel level);
 
    // The bits above the levels count the changes of the setting. Relaxed loads suffice: the setting itself is
    // read under its lock, and a line more or less after a change by another thread does no harm.
