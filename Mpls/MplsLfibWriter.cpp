@@ -67,8 +67,12 @@ class OldVias {
    OldVias(const LfibStatus& lfib, const LfibViaSet& viaSet) {
       for (const auto [slot, key] : viaSet.viaKeyEach()) {
          ViaRow row = ViaTable<ViaRow>::lookup(lfib, key);
-         row.keyIs(LfibViaKey());
-         vias_.append({row, key, true});
+         if (row.key() == key) {
+            row.keyIs(LfibViaKey());
+            vias_.append({row, key, true});
+         } else {
+            strangers_.append(key); // of another via type, when the route had one
+         }
       }
       std::ranges::sort(vias_, {}, &Old::row);
    }
@@ -88,6 +92,8 @@ class OldVias {
       for (const Old& old : vias_)
          if (old.retire)
             writer.lfibViaDel(old.key);
+      for (const LfibViaKey& key : strangers_)
+         writer.lfibViaDel(key);
    }
 
  private:
@@ -97,6 +103,7 @@ class OldVias {
       bool retire;
    };
    Vok::InlineVector<Old, viaLimit> vias_;
+   Vok::InlineVector<LfibViaKey, viaLimit> strangers_;
 };
 
 /// Writes the vias of a route and lists their keys in its new via set.
