@@ -13,6 +13,24 @@
 
 namespace Pooltab {
 
+class TableView;
+
+/// Is told what happens to a table, from inside PoolReader::deliver().
+class TableListener {
+  public:
+   virtual ~TableListener() = default;
+   /// A row was written or deleted. It may have changed again since: read it by its key.
+   virtual void onChange(TableView& table, const Change& change) = 0;
+   /// Everything in the table may have changed: changes were lost, or another writer or file took over.
+   virtual void onCollection(TableView& table) = 0;
+   virtual void onMountStatus(TableView& table) = 0;
+};
+
+/// A table as a reader of another process sees it, at the level of packed bytes. The typed face is
+/// TableReader.
+///
+/// Unmounted, it reads as empty. Mounted, it gives rows that were in the table at some moment during the
+/// call.
 class TableView {
   public:
    TableView(std::shared_ptr<const Folder> folder, const std::string& name, const RowShape& shape);
