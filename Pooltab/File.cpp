@@ -90,25 +90,26 @@ U64 fileBytes(const Descriptor& file) {
 }
 
 void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, const std::string& what) {
-   if (to < hugeFromBytes || to % hugePageBytes != 0) {
-      allocate(file, from, to, what);
-      madvise(mapping.data() + from / pageBytes * pageBytes, to - from / pageBytes * pageBytes,
-              advicePopulateWrite);
+   const auto byPages = [&](U64 start, U64 end) {
+      allocate(file, start, end, what);
+      start = start / pageBytes * pageBytes;
+      madvise(mapping.data() + start, end - start, advicePopulateWrite);
+   };
+   if (to < hugeFromBytes) {
+      byPages(from, to);
       return;
    }
    // A file that has just become large has its first part collapsed as well.
    const U64 start = from < hugeFromBytes ? 0 : from / hugePageBytes * hugePageBytes;
    if (ftruncate(file.fd(), static_cast<off_t>(to)) != 0)
       fullMemory(what, to, errno);
-   if (!collapse(file, mapping, start, to, what)) {
-      allocate(file, from, to, what);
-      madvise(mapping.data() + start, to - start, advicePopulateWrite);
-   }
+   const U64 whole = to / hugePageBytes * hugePageBytes;
+   byPages(collapse(file, mapping, start, whole, what) ? std::max(from, whole) : from, to);
 }
 
 U64 grownBytes(U64 now, U64 needed) {
    constexpr U64 stepMin = 64 << 10;
-   const U64 wanted = std::max(needed, now + std::max(stepMin, now / 16));
+   const U64 wanted = std::max(needed, now + std::clamp(now / 16, stepMin, hugePageBytes));
    return roundUp(wanted, wanted >= hugeFromBytes ? hugePageBytes : pageBytes);
 }
 

@@ -58,10 +58,8 @@ IndexWriter::IndexWriter(Folder& folder, const std::string& table, const Preambl
    const std::string what = folder.where() + "/" + name;
    const U64 bytes = indexHeaderBytes + (sizeof(Word) << bits);
    file_ = folder.create(name);
-   // Rounded up as large files are, so that the whole index lies in huge pages.
-   const U64 rounded = grownBytes(0, bytes);
-   mapping_ = Mapping(file_, rounded, Access::write, what);
-   growFile(file_, mapping_, 0, rounded, what);
+   mapping_ = Mapping(file_, bytes, Access::write, what);
+   growFile(file_, mapping_, 0, bytes, what);
    auto& header = mapping_.at<IndexHeader>();
    header.preamble = rows;
    header.preamble.kind = static_cast<U32>(FileKind::index);

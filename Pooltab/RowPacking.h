@@ -26,6 +26,22 @@ U32 tagOf(const Word* packedKey, U64 seed) {
    return Vok::packedTag<Key>(reinterpret_cast<const U8*>(packedKey), seed);
 }
 
+/// The tag of the keys that stand eight further on in the `near` number: where a caller that goes through
+/// keys in order will be soon. The tag of the key itself when keys have no such number.
+template <class Key>
+U32 nextTagOf(const Word* packedKey, U64 seed) {
+   std::array<Word, wordsFor(Vok::rowBytesMax<Key>)> next;
+   std::memcpy(next.data(), packedKey, Vok::rowBytesMax<Key>);
+   if constexpr (constexpr std::size_t at = Vok::nearOffset<Key>(); at != Vok::noNear) {
+      U32 number;
+      auto* bytes = reinterpret_cast<U8*>(next.data()) + at;
+      std::memcpy(&number, bytes, sizeof number);
+      number += 8;
+      std::memcpy(bytes, &number, sizeof number);
+   }
+   return tagOf<Key>(next.data(), seed);
+}
+
 /// A key or a row in packed form, zero behind its last byte.
 template <class T>
 class Packed {

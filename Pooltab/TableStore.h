@@ -56,6 +56,9 @@ class TableStore {
    void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
    void prefetchRow(U32 tag) const;
 
+   /// True when the tag is of another group of eight neighbours than that of the call before.
+   bool isNewGroup(U32 tag) { return std::exchange(group_, tag >> 3) != tag >> 3; }
+
    /// Marks the files as replaced, for readers that have them mapped.
    void retire() { storeRelease(rows_.header().preamble.retired, 1); }
 
@@ -86,6 +89,7 @@ class TableStore {
    U64 count_ = 0;
    U64 sum_ = 0;
    U64 changes_ = 0;
+   U32 group_ = 0;
 };
 
 } // namespace Pooltab

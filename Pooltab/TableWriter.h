@@ -107,7 +107,12 @@ class TableWriter {
   private:
    template <class T>
    PackedKey keyOf(const Packed<T>& packed) const {
-      return {tagOf<Key>(packed.words(), store_->seed()), packed.words()};
+      const PackedKey key{tagOf<Key>(packed.words(), store_->seed()), packed.words()};
+      // Keys are mostly written, read and deleted in order: the next eight's line comes while these eight are
+      // worked on.
+      if (store_->isNewGroup(key.tag))
+         store_->prefetchIndex(nextTagOf<Key>(packed.words(), store_->seed()));
+      return key;
    }
    bool load(const PackedRow& found, Row& row) const {
       if (Vok::rowLoad(row, reinterpret_cast<const U8*>(found.words), found.bytes))
