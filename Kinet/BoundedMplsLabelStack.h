@@ -13,7 +13,7 @@ namespace Kinet {
 /// Text form: decimal labels, top first, "300/200/100"; "-" when empty.
 /// Log form and packed row: the count in one byte, then seven labels, unused ones 0x100000.
 class BoundedMplsLabelStack {
- public:
+  public:
    static constexpr Vok::U8 maxLabels = MplsStackEntryIndex::max + 1;
 
    constexpr BoundedMplsLabelStack() = default;
@@ -62,7 +62,7 @@ class BoundedMplsLabelStack {
 
    static const Vok::Type& vokType();
 
- private:
+  private:
    Vok::U8 count_ = 0;
    std::array<MplsLabel, maxLabels> label_{};
 };

@@ -16,7 +16,7 @@ namespace Kinet {
 /// "::ffff:10.0.0.1"). Every valid spelling of an IPv6 address parses; zones do not.
 /// Log form and packed row: the family in one byte, then the sixteen bytes.
 class IpGenAddr {
- public:
+  public:
    using Bytes = std::array<Vok::U8, 16>;
 
    constexpr IpGenAddr() = default;
@@ -66,7 +66,7 @@ class IpGenAddr {
 
    static const Vok::Type& vokType();
 
- private:
+  private:
    AddressFamily family_ = AddressFamily::ipv4;
    Bytes bytes_{};
 };

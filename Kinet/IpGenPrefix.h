@@ -11,7 +11,7 @@ namespace Kinet {
 /// Text form: "10.0.0.0/8", "2001:db8::/32". Log form and packed row: the address, then the length in one
 /// byte.
 class IpGenPrefix {
- public:
+  public:
    constexpr IpGenPrefix() = default;
    /// Raises RangeError for a length above the family's bits and for host bits that are not zero.
    IpGenPrefix(const IpGenAddr& address, Vok::U8 length);
@@ -44,7 +44,7 @@ class IpGenPrefix {
 
    static const Vok::Type& vokType();
 
- private:
+  private:
    IpGenAddr address_;
    Vok::U8 length_ = 0;
 };

@@ -11,7 +11,7 @@ namespace Kinet {
 ///
 /// Text form, log form and packed row are those of a label stack: "400/500/600", top first; "-" for none.
 class MplsLabelOperation {
- public:
+  public:
    constexpr MplsLabelOperation() = default;
    explicit constexpr MplsLabelOperation(MplsLabel label) : stack_(label) {}
    explicit constexpr MplsLabelOperation(const BoundedMplsLabelStack& stack) : stack_(stack) {}
@@ -49,7 +49,7 @@ class MplsLabelOperation {
 
    static const Vok::Type& vokType();
 
- private:
+  private:
    BoundedMplsLabelStack stack_;
 };
 
