@@ -3,103 +3,108 @@
 
 #include "Vok/HashOf.h"
 
-#include <map>
+#include <algorithm>
 #include <optional>
+#include <vector>
 
 namespace Vok {
 
-/// A map that is walked in ascending key order. Walks survive any change of the map made while they
-/// are under way: an entry removed before it was reached is not seen, one added ahead is.
+/// A map that is walked in ascending key order. Its entries stand in one sorted block: lookups are
+/// binary searches, and adding or removing costs in proportion to the entries behind the place, so it
+/// suits collections of up to some hundreds. Cleared, it keeps its memory. Walks survive any change made
+/// while they are under way: an entry removed before it was reached is not seen, one added ahead is.
 template <class K, class V>
 class OrderedMap {
   public:
    using Key = K;
    using Mapped = V;
    struct Entry {
-      const K& key;
-      const V& value;
+      K key;
+      V value;
+      bool operator==(const Entry&) const = default;
+      auto operator<=>(const Entry&) const = default;
    };
 
    class Walk;
 
    std::size_t size() const { return entries_.size(); }
    bool empty() const { return entries_.empty(); }
-   bool has(const K& key) const { return entries_.contains(key); }
-   /// The value under the key, or null. Valid until the entry is removed.
+   bool has(const K& key) const { return find(key) != nullptr; }
+   /// The value under the key, or null. Valid until the map changes.
    const V* find(const K& key) const {
-      const auto found = entries_.find(key);
-      return found == entries_.end() ? nullptr : &found->second;
+      const auto at = place(key);
+      return at != entries_.end() && at->key == key ? &at->value : nullptr;
    }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
 
    /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
    bool is(const K& key, V value) {
-      const auto [at, added] = entries_.try_emplace(key, std::move(value));
-      if (!added) {
-         if (at->second == value)
+      const auto at = entries_.begin() + (place(key) - entries_.cbegin());
+      if (at != entries_.end() && at->key == key) {
+         if (at->value == value)
             return false;
-         at->second = std::move(value);
+         at->value = std::move(value);
+         return true;
       }
+      ++moves_;
+      entries_.insert(at, Entry{key, std::move(value)});
       return true;
    }
    /// Returns false when there was no such entry.
    bool del(const K& key) {
-      const auto found = entries_.find(key);
-      if (found == entries_.end())
+      const auto at = place(key);
+      if (at == entries_.end() || !(at->key == key))
          return false;
-      ++removals_;
-      entries_.erase(found);
+      ++moves_;
+      entries_.erase(at);
       return true;
    }
    void delAll() {
-      ++removals_;
+      ++moves_;
       entries_.clear();
    }
-   const K& firstKey() const { return entries_.begin()->first; }
+   /// The smallest key; there must be one.
+   const K& firstKey() const { return entries_.front().key; }
 
-   Walk begin() const { return Walk(*this, entries_.begin()); }
+   Walk begin() const { return Walk(*this); }
    std::nullptr_t end() const { return nullptr; }
 
    bool operator==(const OrderedMap& other) const { return entries_ == other.entries_; }
-   std::strong_ordering operator<=>(const OrderedMap& other) const {
-      auto a = entries_.begin();
-      auto b = other.entries_.begin();
-      for (; a != entries_.end() && b != other.entries_.end(); ++a, ++b) {
-         if (const auto order = a->first <=> b->first; order != 0)
-            return order;
-         if (const auto order = a->second <=> b->second; order != 0)
-            return order;
-      }
-      return entries_.size() <=> other.entries_.size();
-   }
+   /// Entry by entry in key order; the map that ends first is less.
+   std::strong_ordering operator<=>(const OrderedMap& other) const { return entries_ <=> other.entries_; }
    U32 hash() const {
       Hash hash;
-      for (const auto& [key, value] : entries_) {
-         hashMix(hash, key);
-         hashMix(hash, value);
+      for (const Entry& entry : entries_) {
+         hashMix(hash, entry.key);
+         hashMix(hash, entry.value);
       }
       return hash.result();
    }
 
   private:
-   std::map<K, V> entries_;
-   U64 removals_ = 0; ///< tells a walk that its place may be gone
+   auto place(const K& key) const {
+      return std::lower_bound(entries_.begin(), entries_.end(), key,
+                              [](const Entry& entry, const K& wanted) { return entry.key < wanted; });
+   }
+
+   std::vector<Entry> entries_;
+   U64 moves_ = 0; ///< tells a walk that entries may have moved
 };
 
 template <class K, class V>
 class OrderedMap<K, V>::Walk {
   public:
-   Walk(const OrderedMap& map, typename std::map<K, V>::const_iterator at)
-       : map_(map), at_(at), removals_(map.removals_) {
-      remember();
-   }
-   Entry operator*() const { return {at_->first, at_->second}; }
+   explicit Walk(const OrderedMap& map) : map_(map), moves_(map.moves_) { remember(); }
+   const Entry& operator*() const { return map_.entries_[at_]; }
    Walk& operator++() {
-      if (removals_ == map_.removals_) {
+      if (moves_ == map_.moves_) {
          ++at_;
       } else {
-         at_ = map_.entries_.upper_bound(*key_);
-         removals_ = map_.removals_;
+         const auto next = map_.place(*key_);
+         at_ = static_cast<std::size_t>(next - map_.entries_.begin());
+         if (next != map_.entries_.end() && next->key == *key_)
+            ++at_;
+         moves_ = map_.moves_;
       }
       remember();
       return *this;
@@ -107,17 +112,18 @@ class OrderedMap<K, V>::Walk {
    bool operator==(std::nullptr_t) const { return !key_; }
 
   private:
+   /// Keeps the key of the entry it stands on, should that entry go.
    void remember() {
-      if (at_ == map_.entries_.end())
-         key_.reset();
+      if (at_ < map_.entries_.size())
+         key_ = map_.entries_[at_].key;
       else
-         key_ = at_->first;
+         key_.reset();
    }
 
    const OrderedMap& map_;
-   typename std::map<K, V>::const_iterator at_;
+   std::size_t at_ = 0;
    std::optional<K> key_;
-   U64 removals_;
+   U64 moves_;
 };
 
 /// A set that is walked in ascending order, with the same promise.

@@ -195,7 +195,7 @@ void ValueType::parse(TextParser& parser, void* value) const {
    if (!parsable_) {
       const String condition =
           "!\"No String constructor for " + String(lastWord(name())) + " - has collection\"";
-      assertionFailed(condition);
+      assertionFailed(condition, {});
    }
    if (hooks_.emptyText)
       return;
