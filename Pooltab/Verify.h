@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Pooltab/RowPacking.h"
+#include "Pooltab/Status.h"
 
 #include <functional>
 #include <string>
