@@ -1,0 +1,79 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Text on its way to standard output: collected in one buffer that goes out 64 KiB at a time.
+
+namespace mplsctl {
+
+class Output {
+  public:
+   /// Writes to the descriptor, which stays the caller's.
+   explicit Output(int descriptor = 1);
+   /// Writes what is left; an error is lost here: call flush() where it matters.
+   ~Output();
+   Output(const Output&) = delete;
+   Output& operator=(const Output&) = delete;
+
+   Output& operator<<(std::string_view text) {
+      room(text.size());
+      buffer_.append(text.data(), text.data() + text.size());
+      return *this;
+   }
+   Output& operator<<(char c) {
+      room(1);
+      buffer_.push_back(c);
+      return *this;
+   }
+   template <class... Args>
+   void print(fmt::format_string<Args...> format, Args&&... args) {
+      room(0);
+      fmt::format_to(fmt::appender(buffer_), format, std::forward<Args>(args)...);
+   }
+   /// A JSON string, quotes included.
+   void jsonString(std::string_view text);
+
+   /// Raises Failure when the descriptor takes no more; ends quietly when its reader has gone away.
+   void flush();
+
+   /// True when colour is wanted: a terminal, and NO_COLOR is not set.
+   bool colour() const { return colour_; }
+
+  private:
+   static constexpr std::size_t portion = 64 * 1024;
+   void room(std::size_t bytes) {
+      if (buffer_.size() + bytes > portion)
+         flush();
+   }
+
+   int descriptor_;
+   bool colour_;
+   fmt::memory_buffer buffer_;
+};
+
+/// A table for people: every column as wide as its widest cell, two blanks between columns. For tables of
+/// up to some thousand lines; longer ones are laid out by their verb.
+class TextTable {
+  public:
+   enum class Align { left, right };
+   struct Column {
+      std::string title;
+      Align align = Align::left;
+   };
+
+   explicit TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
+   /// One cell a column.
+   void row(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+   bool empty() const { return rows_.empty(); }
+   void print(Output& out) const;
+
+  private:
+   std::vector<Column> columns_;
+   std::vector<std::vector<std::string>> rows_;
+};
+
+} // namespace mplsctl
