@@ -37,8 +37,10 @@ class Output {
    /// A JSON string, quotes included.
    void jsonString(std::string_view text);
 
-   /// Raises Failure when the descriptor takes no more; ends quietly when its reader has gone away.
+   /// Writes what is collected. Raises Failure when it cannot; a reader that has gone away is no error.
    void flush();
+   /// True once the reader of the output has gone away (`... | head`): nothing more need be said.
+   bool isGone() const { return gone_; }
 
    /// True when colour is wanted: a terminal, and NO_COLOR is not set.
    bool colour() const { return colour_; }
@@ -52,6 +54,7 @@ class Output {
 
    int descriptor_;
    bool colour_;
+   bool gone_ = false; ///< nobody reads any more
    fmt::memory_buffer buffer_;
 };
 
