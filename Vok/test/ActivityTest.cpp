@@ -200,6 +200,20 @@ TEST(Activity, DescriptorTellsWhenThereIsWork) {
    EXPECT_FALSE(hasWork(activity));
 }
 
+TEST(Activity, PauseHoldsForWhatIsReadyAlready) {
+   Activity activity;
+   const Ready ready[2];
+   Activity::Watch watch[2];
+   int ran = 0;
+   for (int i : {0, 1})
+      watch[i] = activity.watch(ready[i], Activity::readable, [&, i](U32) {
+         ++ran;
+         watch[1 - i].eventsIs(0);
+      });
+   activity.turn(-1);
+   EXPECT_EQ(ran, 1);
+}
+
 TEST(Activity, HangUpIsToldUnlessPaused) {
    Activity activity;
    int ends[2];
@@ -259,7 +273,9 @@ TEST(Activity, ThreadsPostAndStop) {
    for (auto& thread : running)
       thread.join();
    activity.stop();
+   activity.post([&] { ++left; });
    activity.run(); // a stop that comes first is not forgotten
+   EXPECT_EQ(left, 0);
 }
 
 TEST(Activity, WhatCannotBeWatchedIsRefused) {
@@ -287,6 +303,9 @@ TEST(Activity, HandleOutlivesTheLoop) {
    Activity::Handle timer, end;
    {
       Activity activity;
+      const auto fired = activity.after(0, [token] {});
+      activity.turn(-1);
+      EXPECT_EQ(token.use_count(), 1) << "a timer that fired keeps its callback";
       timer = activity.after(0, [token] {});
       end = activity.atTurnEnd([token] {});
       activity.post([token] {});

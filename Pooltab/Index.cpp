@@ -1,0 +1,121 @@
+#include "Pooltab/Index.h"
+
+#include "Pooltab/Preamble.h"
+#include "Pooltab/Status.h"
+
+namespace Pooltab {
+
+namespace {
+
+/// The geometry of a mapped index file, read once and checked against the file's true size.
+unsigned checkedBits(const IndexHeader& header, U64 bytes, U64 generation, const std::string& what) {
+   const Word bits = loadAcquire(header.bits);
+   if (bits < indexBitsMin || bits > indexBitsMax || loadAcquire(header.generation) != generation ||
+       bytes < indexHeaderBytes + (sizeof(Word) << bits))
+      throw MountError(MountStatus::corrupted, what + ": its size does not fit its header");
+   return static_cast<unsigned>(bits);
+}
+
+Word* entriesOf(const Mapping& mapping) {
+   return &mapping.at<Word>(indexHeaderBytes);
+}
+
+} // namespace
+
+std::string indexFileName(const std::string& table, U64 generation) {
+   return table + ".index." + std::to_string(generation);
+}
+
+U64 IndexView::shifts(U32 tag, U64 length) const {
+   const U64 first = home(tag) >> shiftRegionBits;
+   const U64 regions = std::min<U64>(
+       (((home(tag) & ((1u << shiftRegionBits) - 1)) + length - 1) >> shiftRegionBits) + 1, shiftRegions);
+   const U64 regionMask = mask_ >> shiftRegionBits;
+   U64 sum = 0;
+   for (U64 i = 0; i < regions; ++i)
+      sum += loadAcquire(header_->shifts[((first + i) & regionMask) % shiftRegions]);
+   return sum;
+}
+
+IndexReader::IndexReader(const Folder& folder, const std::string& table, U64 generation, U64 seed)
+    : generation_(generation) {
+   const std::string name = indexFileName(table, generation);
+   const std::string what = folder.where() + "/" + name;
+   const Descriptor file = folder.open(name, Access::read);
+   if (!file)
+      throw MountError(MountStatus::unmounted, what + ": is not there");
+   mapping_ = mapChecked(file, FileKind::index, Access::read, 0, what);
+   auto& header = mapping_.at<IndexHeader>();
+   if (header.preamble.seed != seed)
+      throw MountError(MountStatus::corrupted, what + ": belongs to another table");
+   static_cast<IndexView&>(*this) =
+       IndexView(header, entriesOf(mapping_), checkedBits(header, fileBytes(file), generation, what));
+}
+
+IndexWriter::IndexWriter(Folder& folder, const std::string& table, const Preamble& rows, U64 generation,
+                         unsigned bits) {
+   const std::string name = indexFileName(table, generation);
+   const std::string what = folder.where() + "/" + name;
+   const U64 bytes = indexHeaderBytes + (sizeof(Word) << bits);
+   file_ = folder.create(name);
+   mapping_ = Mapping(file_, bytes, Access::write, what);
+   growFile(file_, mapping_, 0, bytes, what);
+   auto& header = mapping_.at<IndexHeader>();
+   header.preamble = rows;
+   header.preamble.kind = static_cast<U32>(FileKind::index);
+   header.preamble.headerBytes = indexHeaderBytes;
+   header.generation = generation;
+   header.bits = bits;
+   static_cast<IndexView&>(*this) = IndexView(header, entriesOf(mapping_), bits);
+}
+
+IndexWriter IndexWriter::adopt(const Folder& folder, const std::string& table, U64 generation, U64 seed) {
+   const std::string name = indexFileName(table, generation);
+   const std::string what = folder.where() + "/" + name;
+   IndexWriter index;
+   index.file_ = folder.open(name, Access::write);
+   if (!index.file_)
+      throw Vok::CorruptionDetectedError(
+          what + ": is not there, though the rows name it (remove the pool's directory)");
+   index.mapping_ = mapChecked(index.file_, FileKind::index, Access::write, 0, what);
+   auto& header = index.mapping_.at<IndexHeader>();
+   if (header.preamble.seed != seed)
+      throw Vok::CorruptionDetectedError(what + ": belongs to another table (remove the pool's directory)");
+   static_cast<IndexView&>(index) = IndexView(header, entriesOf(index.mapping_),
+                                              checkedBits(header, fileBytes(index.file_), generation, what));
+   return index;
+}
+
+void IndexWriter::erase(U64 gap) {
+   U64 position = gap;
+   for (U64 steps = 0; steps < mask_; ++steps) {
+      position = next(position);
+      const Word moving = loadRelaxed(entries_[position]);
+      if (moving == 0)
+         break;
+      // The entry may move back to the gap only if its probe starts there or before.
+      const U64 start = home(entryTag(moving));
+      if (((position - start) & mask_) < ((position - gap) & mask_))
+         continue;
+      storeRelease(entries_[gap], moving);
+      // Before the old place changes. Partner: IndexView::shifts in a reader that misses.
+      Word& moved = header_->shifts[(position >> shiftRegionBits) % shiftRegions];
+      storeRelease(moved, loadRelaxed(moved) + 1);
+      gap = position;
+   }
+   storeRelease(entries_[gap], 0);
+}
+
+void IndexWriter::fill(const IndexView& from) {
+   for (U64 at = 0; at < from.capacity(); ++at) {
+      const Word moving = from.entry(at);
+      if (moving == 0)
+         continue;
+      U64 position = home(entryTag(moving));
+      while (loadRelaxed(entries_[position]) != 0)
+         position = next(position);
+      storeRelaxed(entries_[position], moving);
+   }
+}
+
+} // namespace Pooltab

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "Pooltab/File.h"
+#include "Pooltab/Folder.h"
+#include "Pooltab/Layout.h"
+
+#include <memory>
+#include <string>
+
+/// The index of a table: open addressing over 8-byte entries {tag, slot}, apart from the rows.
+///
+/// The tag is a hash of the key, and alone decides where the entry's probe starts (its home); so the index
+/// grows and closes gaps without reading a row. Keys that differ in the low three bits of their `near` field
+/// have tags that differ in the low three bits only: their homes share a cache line.
+///
+/// Deletion closes the gap by moving later entries back, one at a time: the moved entry is stored at the gap
+/// first, and its old place is overwritten after. Whatever prefix of that a reader meets, every key is there
+/// once or twice. What a reader's probe can miss is an entry that moves from before its eyes to behind its
+/// back; each such move raises a counter of its region before the old place is overwritten. A miss counts
+/// only if those counters stood still.
+
+namespace Pooltab {
+
+/// A probe over the entries; what readers and the writer share. Holds its own checked copy of the geometry.
+class IndexView {
+  public:
+   IndexView() = default;
+   IndexView(IndexHeader& header, Word* entries, unsigned bits)
+       : header_(&header), entries_(entries), mask_((Word{1} << bits) - 1), bits_(bits) {}
+
+   explicit operator bool() const { return entries_; }
+   U64 capacity() const { return mask_ + 1; }
+   Word entry(U64 position) const { return loadAcquire(entries_[position]); }
+   U64 next(U64 position) const { return (position + 1) & mask_; }
+   U64 home(U32 tag) const { return Word{tag >> (35 - bits_)} << 3 | (tag & 7); }
+
+   void prefetch(U32 tag) const { __builtin_prefetch(&entries_[home(tag)]); }
+
+   /// Calls visit(slot, position) for each entry with this tag until it returns true. Returns true if it did.
+   /// `end` is where the probe ended: at the visited entry, or at the empty one.
+   template <class Visit>
+   bool probe(U32 tag, U64& end, Visit&& visit) const {
+      U64 position = home(tag);
+      for (U64 steps = 0; steps <= mask_; ++steps, position = next(position)) {
+         // Partner: IndexWriter's stores of entries. Whoever sees the entry sees the row that it names.
+         const Word found = loadAcquire(entries_[position]);
+         end = position;
+         if (found == 0)
+            return false;
+         if (entryTag(found) == tag && visit(entrySlot(found), position))
+            return true;
+      }
+      return false;
+   }
+
+   /// The sum of the move counters over the `length` entries from the tag's home. Two equal sums mean that no
+   /// entry left that stretch in between. Partner: IndexWriter::erase.
+   U64 shifts(U32 tag, U64 length) const;
+
+   /// How many entries a probe that ended there has looked at.
+   U64 probeLength(U32 tag, U64 end) const { return ((end - home(tag)) & mask_) + 1; }
+
+  protected:
+   IndexHeader* header_ = nullptr;
+   Word* entries_ = nullptr;
+   U64 mask_ = 0;
+   unsigned bits_ = 0;
+};
+
+/// The name of the index file of a table in one generation.
+std::string indexFileName(const std::string& table, U64 generation);
+
+/// An index file mapped for reading. Raises MountError for a file that is not the index of the table with
+/// this seed.
+class IndexReader : public IndexView {
+  public:
+   IndexReader() = default;
+   IndexReader(const Folder& folder, const std::string& table, U64 generation, U64 seed);
+   U64 generation() const { return generation_; }
+   U64 bytes() const { return mapping_.bytes(); }
+
+  private:
+   Mapping mapping_;
+   U64 generation_ = 0;
+};
+
+/// The writer's index. One thread of one process uses it.
+class IndexWriter : public IndexView {
+  public:
+   IndexWriter() = default;
+   /// A new index file with 2^bits empty entries.
+   IndexWriter(Folder& folder, const std::string& table, const Preamble& rows, U64 generation, unsigned bits);
+   /// The index that an earlier writer left. Raises Vok::CorruptionDetectedError when there is none.
+   static IndexWriter adopt(const Folder& folder, const std::string& table, U64 generation, U64 seed);
+
+   U64 generation() const { return header_->generation; }
+   U64 bytes() const { return mapping_.bytes(); }
+   /// Entries that fit before the index should grow: two thirds of the places.
+   U64 limit() const { return capacity() * 2 / 3; }
+   unsigned bits() const { return bits_; }
+
+   /// Publishes a row. `position` is the empty place where the probe for the tag ended.
+   void insert(U64 position, U32 tag, U32 slot) { storeRelease(entries_[position], indexEntry(tag, slot)); }
+   /// Points the entry at another slot.
+   void replace(U64 position, U32 tag, U32 slot) { insert(position, tag, slot); }
+   /// Takes the entry away and closes the gap.
+   void erase(U64 position);
+   /// Puts every entry of a smaller index into this empty one that no reader knows yet.
+   void fill(const IndexView& from);
+
+  private:
+   Mapping mapping_;
+   Descriptor file_;
+};
+
+} // namespace Pooltab

@@ -1,0 +1,110 @@
+#include "Pooltab/PoolReader.h"
+
+#include <algorithm>
+
+namespace Pooltab {
+
+PoolReader::PoolReader(std::shared_ptr<Folder> folder)
+    : folder_(std::move(folder)), listener_(folder_->listen()) {
+   refreshControl();
+}
+
+TableView& PoolReader::view(const std::string& name, const RowShape& shape) {
+   auto& view = views_[name];
+   if (!view) {
+      // The cursor stands before the rows are looked at: what changes from here on is told.
+      refreshControl();
+      view = std::make_unique<TableView>(folder_, name, shape);
+      numberTables();
+   }
+   return *view;
+}
+
+void PoolReader::numberTables() {
+   byNumber_.clear();
+   if (!control_)
+      return;
+   for (const TableDescription& table : control_.tables()) {
+      const auto found = views_.find(table.name);
+      byNumber_.push_back(found == views_.end() ? nullptr : found->second.get());
+   }
+}
+
+void PoolReader::tellAll() {
+   for (const auto& [name, view] : views_)
+      if (view->listener())
+         view->listener()->onCollection(*view);
+}
+
+void PoolReader::refreshControl() {
+   if (control_ && !control_.isRetired())
+      return;
+   const bool replaced = static_cast<bool>(control_);
+   try {
+      ControlReader control(*folder_);
+      control_ = std::move(control);
+      cursor_ = control_.cursor();
+      numberTables();
+   } catch (const Vok::Error&) {
+      return; // the tables' own mount status tells why
+   }
+   if (replaced)
+      tellAll();
+}
+
+void PoolReader::refresh() {
+   refreshControl();
+   for (const auto& [name, view] : views_) {
+      if (!view->refresh())
+         continue;
+      numberTables();
+      if (TableListener* listener = view->listener()) {
+         listener->onMountStatus(*view);
+         listener->onCollection(*view);
+      }
+   }
+}
+
+TableView* PoolReader::viewOf(U8 number) {
+   if (number >= byNumber_.size())
+      numberTables();
+   return number < byNumber_.size() ? byNumber_[number] : nullptr;
+}
+
+std::size_t PoolReader::deliver(std::size_t max) {
+   refresh();
+   std::size_t told = 0;
+   Change change;
+   while (control_ && told < max) {
+      const ChangeCursor::Next next = cursor_.next(change);
+      if (next == ChangeCursor::Next::nothing)
+         break;
+      if (next == ChangeCursor::Next::lapped) {
+         ++told;
+         tellAll();
+         continue;
+      }
+      TableView* table = viewOf(change.table);
+      if (!table || !table->listener() || change.keyBytes != table->shape().keyBytes)
+         continue;
+      ++told;
+      table->listener()->onChange(*table, change);
+   }
+   return told;
+}
+
+std::vector<TableDescription> PoolReader::tables() {
+   refreshControl();
+   return control_ ? control_.tables() : std::vector<TableDescription>();
+}
+
+TableStatistics PoolReader::statistics(const TableView& table) const {
+   TableStatistics statistics;
+   table.statistics(statistics);
+   statistics.logPosition = logPosition();
+   statistics.writerPid = control_ ? control_.writerPid() : 0;
+   statistics.writerAlive = folder_->isLocked();
+   return statistics;
+}
+
+} // namespace Pooltab

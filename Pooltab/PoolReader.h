@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Pooltab/Control.h"
+#include "Pooltab/TableView.h"
+
+#include <map>
+#include <memory>
+
+/// A pool in the eyes of one of its readers. Reads only: no writer knows of it, and none is slowed by it.
+///
+/// Threads: one at a time. Lifetime: the tables live as long as the pool.
+
+namespace Pooltab {
+
+class PoolReader {
+  public:
+   explicit PoolReader(std::shared_ptr<Folder> folder);
+   PoolReader(const PoolReader&) = delete;
+
+   /// The table of that name, mounted if it can be. Never raises: mountStatus() says what is missing, and
+   /// deliver() mounts it when it comes.
+   TableView& view(const std::string& name, const RowShape& shape);
+
+   /// Readable when there may be something to deliver. Drain it, then deliver until nothing comes.
+   int descriptor() const { return listener_->descriptor(); }
+   void drain() { listener_->drain(); }
+
+   /// Mounts what has come, then tells the tables' listeners of up to `max` changes, in the order of writing.
+   /// Returns how many it told of; less than `max` means that the reader has caught up. Changes of tables
+   /// without a listener are passed over.
+   std::size_t deliver(std::size_t max);
+
+   /// The number of the last change delivered, and of the last announced.
+   U64 position() const { return cursor_.position(); }
+   U64 logPosition() const { return control_ ? control_.head() : 0; }
+   const std::shared_ptr<Folder>& folder() const { return folder_; }
+   /// Names and fingerprints of the tables that the pool has.
+   std::vector<TableDescription> tables();
+   TableStatistics statistics(const TableView& table) const;
+
+  private:
+   void refresh();
+   void refreshControl();
+   void tellAll();
+   void numberTables();
+   TableView* viewOf(U8 number);
+
+   std::shared_ptr<Folder> folder_;
+   std::unique_ptr<Listener> listener_;
+   ControlReader control_;
+   ChangeCursor cursor_;
+   std::map<std::string, std::unique_ptr<TableView>, std::less<>> views_;
+   std::vector<TableView*> byNumber_; ///< null for tables that nobody asked for
+};
+
+} // namespace Pooltab

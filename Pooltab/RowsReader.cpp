@@ -1,0 +1,136 @@
+#include "Pooltab/RowsReader.h"
+
+#include "Pooltab/Checksum.h"
+#include "Pooltab/Preamble.h"
+#include "Pooltab/Status.h"
+
+namespace Pooltab {
+
+namespace {
+
+/// A row overwritten without pause can be looked at this often before the reader gives up on it.
+constexpr int attemptsMax = 20000;
+/// A slot that stays odd without a journal belongs to a writer that died, or sleeps, while it filled or
+/// emptied the block: no index entry names it.
+constexpr int oddAttemptsMax = 200;
+
+} // namespace
+
+RowsReader::RowsReader(const Folder& folder, const std::string& table, const RowShape& shape)
+    : what_(folder.where() + "/" + table + ".rows"), shape_(shape) {
+   file_ = folder.open(table + ".rows", Access::read);
+   if (!file_)
+      throw MountError(MountStatus::unmounted, what_ + ": is not there yet");
+   mapping_ = mapChecked(file_, FileKind::rows, Access::read, rowsFileBytesMax, what_);
+   const Preamble preamble = header().preamble;
+   checkFingerprint(preamble, shape.fingerprint, what_);
+   if (header().keyBytes != shape.keyBytes || preamble.rowBytesMax != shape.rowBytesMax ||
+       header().variable != shape.variable)
+      throw MountError(MountStatus::corrupted, what_ + ": its row sizes do not fit its fingerprint");
+   seed_ = preamble.seed;
+   known_ = fileBytes(file_);
+}
+
+bool RowsReader::reaches(U64 slot, U32 bytes) const {
+   const U64 end = slotOffset(slot) + bytes;
+   if (end > known_)
+      known_ = fileBytes(file_);
+   return end <= known_ && end <= mapping_.bytes();
+}
+
+bool RowsReader::standsUp(Word guard, U32 slot, const RowCopy& row) const {
+   return guardChecksum(guard) == rowChecksum(seed_, slot, row.stamp, row.payload, wordsFor(row.bytes));
+}
+
+bool RowsReader::fetchJournal(U32 slot, Word guard, RowCopy& row) const {
+   const Journal& journal = mapping_.at<Journal>(journalOffset);
+   // Partner: RowsWriter::overwrite, which sets the mark to 0 first and to the version last.
+   const Word mark = loadAcquire(journal.mark);
+   const Word finalGuard = loadAcquire(journal.guard);
+   if (mark == 0 || loadAcquire(journal.slot) != slot ||
+       guardSequence(finalGuard) != static_cast<U32>(guardSequence(guard) + 1))
+      return false;
+   row.slot = slot;
+   row.stamp = loadAcquire(journal.stamp);
+   row.bytes = stampBytes(row.stamp);
+   if (!shape_.allows(row.bytes))
+      return false;
+   copyOut(row.payload, journal.payload, wordsFor(row.bytes));
+   return loadAcquire(journal.mark) == mark && standsUp(finalGuard, slot, row);
+}
+
+Fetch RowsReader::fetch(U32 slot, RowCopy& row) const {
+   if (!reaches(slot, shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax)))
+      return Fetch::corrupt;
+   const RowHead& shared = head(slot);
+   const Word* payload = &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes);
+   int odd = 0;
+   for (int attempt = 0; attempt < attemptsMax; ++attempt) {
+      // Partner: the writer's stores of the guard, odd before the row changes and even after.
+      const Word guard = loadAcquire(shared.guard);
+      if (guardIsOdd(guard)) {
+         if (fetchJournal(slot, guard, row))
+            return Fetch::row;
+         if (++odd == oddAttemptsMax)
+            return Fetch::none;
+         continue;
+      }
+      row.stamp = loadAcquire(shared.stamp);
+      if (stampVersion(row.stamp) == 0)
+         return Fetch::none;
+      row.slot = slot;
+      row.bytes = stampBytes(row.stamp);
+      const bool fits = shape_.allows(row.bytes) && reaches(slot, rowHeadBytes + row.bytes);
+      if (fits)
+         copyOut(row.payload, payload, wordsFor(row.bytes));
+      if (loadAcquire(shared.guard) != guard)
+         continue;
+      return fits && standsUp(guard, slot, row) ? Fetch::row : Fetch::corrupt;
+   }
+   return Fetch::corrupt;
+}
+
+U32 RowsReader::blockBytesAt(U32 slot) const {
+   if (!shape_.variable)
+      return fixedBlockBytes(shape_.rowBytesMax);
+   const Word stamp = loadAcquire(head(slot).stamp);
+   const U32 bytes = stampVersion(stamp) ? variableBlockBytes(stampBytes(stamp)) : stampBytes(stamp);
+   if (bytes == 0 || bytes > blockBytesMax || bytes % blockUnitBytes != 0)
+      corrupted(slot, "the size of the block cannot be");
+   return bytes;
+}
+
+bool RowsReader::walk(U64& slot, RowCopy& row) const {
+   // Partner: TableStore, which raises the tail once the block before it stands.
+   const U64 tail = loadAcquire(header().tail);
+   if (slot < tail && !reaches(tail, 0))
+      corrupted(tail, "the table ends beyond its file");
+   while (slot < tail) {
+      const auto at = static_cast<U32>(slot);
+      const Fetch fetched = fetch(at, row);
+      if (fetched == Fetch::corrupt) {
+         slot += blockBytesAt(at) / granuleBytes; // a caller that carries on is not led here again
+         corrupted(at, "the row does not fit its checksum");
+      }
+      slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
+      if (fetched == Fetch::row)
+         return true;
+   }
+   return false;
+}
+
+void RowsReader::prefetch(U32 slot) const {
+   constexpr U64 lineBytes = 64;
+   const U64 offset = slotOffset(slot);
+   const U32 bytes = shape_.variable ? 2 * lineBytes : std::min<U32>(shape_.blockBytes(0), 3 * lineBytes);
+   if (offset + bytes > known_)
+      return;
+   for (U64 line = offset / lineBytes; line * lineBytes < offset + bytes; ++line)
+      __builtin_prefetch(mapping_.data() + line * lineBytes);
+}
+
+void RowsReader::corrupted(U64 slot, const char* what) const {
+   throw Vok::CorruptionDetectedError(what_ + ": slot " + std::to_string(slot) + ": " + what);
+}
+
+} // namespace Pooltab

@@ -1,0 +1,143 @@
+#pragma once
+
+#include "Pooltab/PoolWriter.h"
+#include "Pooltab/RowPacking.h"
+#include "Pooltab/TableWalk.h"
+
+#include <optional>
+#include <span>
+
+/// A table of rows in the hands of its one writer. A light handle: copy it as you like; the pool must outlive
+/// it.
+///
+///    Pooltab::PoolWriter pool(Pooltab::sharedFolder("mpls"));
+///    Pooltab::TableWriter<Mpls::LfibRoute> routes(pool, "lfibRoute");
+///    routes.is(route);
+///    pool.flush(); // at the end of the turn: wakes the readers
+///
+/// Readers see each change whole, as soon as the call returns or earlier, in the order of the calls, across
+/// all tables of the pool.
+
+namespace Pooltab {
+
+template <class Row>
+class TableWriter {
+  public:
+   using Key = typename Row::Key;
+
+   /// Raises Vok::Error or Vok::CorruptionDetectedError; see PoolWriter::store.
+   TableWriter(PoolWriter& pool, const std::string& name)
+       : pool_(&pool), store_(&pool.store(name, shapeOf<Row>())) {}
+
+   /// Inserts or overwrites. Returns true when the key is new. Raises Vok::Error when the memory is full; the
+   /// table is as before then.
+   bool is(const Row& row) {
+      const Packed<Row> packed(row);
+      const bool inserted = store_->put(keyOf(packed), packed.row());
+      pool_->note();
+      return inserted;
+   }
+
+   /// The same unless an equal row stands there. Returns true when it wrote.
+   bool isIfChanged(const Row& row) {
+      const Packed<Row> packed(row);
+      const bool written = store_->putIfChanged(keyOf(packed), packed.row());
+      if (written)
+         pool_->note();
+      return written;
+   }
+
+   /// Writes rows in order. One announcement for all of them, and their places are fetched ahead.
+   void is(std::span<const Row> rows);
+
+   /// Returns false when there is no such row.
+   bool del(const Key& key) {
+      const Packed<Key> packed(key);
+      const bool deleted = store_->erase(keyOf(packed));
+      if (deleted)
+         pool_->note();
+      return deleted;
+   }
+
+   /// Deletes row by row, in slot order, each noted in the log.
+   void delAll() {
+      Row row;
+      for (U64 slot = 0; walk(slot, row);)
+         del(row.rowKey());
+   }
+
+   bool find(const Key& key, Row& row) const {
+      const Packed<Key> packed(key);
+      const std::optional<PackedRow> found = store_->find(keyOf(packed));
+      return found && load(*found, row);
+   }
+   std::optional<Row> find(const Key& key) const {
+      std::optional<Row> row(std::in_place);
+      if (!find(key, *row))
+         row.reset();
+      return row;
+   }
+   /// The row, or a default one.
+   Row lookup(const Key& key) const { return find(key).value_or(Row()); }
+   bool has(const Key& key) const {
+      const Packed<Key> packed(key);
+      return store_->find(keyOf(packed)).has_value();
+   }
+
+   /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Start at 0. The
+   /// table may change between two calls.
+   bool walk(U64& slot, Row& row) const {
+      const std::optional<PackedRow> found = store_->walk(slot);
+      return found && load(*found, row);
+   }
+   TableWalk<TableWriter> begin() const { return TableWalk<TableWriter>(*this); }
+   std::default_sentinel_t end() const { return {}; }
+
+   /// For callers that know what they will touch next: fetches the index's line, and once that has come, the
+   /// row's.
+   void prefetchIndex(const Key& key) const { store_->prefetchIndex(keyOf(Packed<Key>(key)).tag); }
+   void prefetchRow(const Key& key) const { store_->prefetchRow(keyOf(Packed<Key>(key)).tag); }
+
+   U64 size() const { return store_->size(); }
+   /// Raised before every write.
+   U64 changeCounter() const { return store_->changeCounter(); }
+   TableStatistics statistics() const { return pool_->statistics(*store_); }
+   TableStore& store() const { return *store_; }
+
+  private:
+   template <class T>
+   PackedKey keyOf(const Packed<T>& packed) const {
+      const PackedKey key{tagOf<Key>(packed.words(), store_->seed()), packed.words()};
+      // Keys are mostly written, read and deleted in order: the next eight's line comes while these eight are
+      // worked on.
+      if (store_->isNewGroup(key.tag))
+         store_->prefetchIndex(nextTagOf<Key>(packed.words(), store_->seed()));
+      return key;
+   }
+   bool load(const PackedRow& found, Row& row) const {
+      if (Vok::rowLoad(row, reinterpret_cast<const U8*>(found.words), found.bytes))
+         return true;
+      throw Vok::CorruptionDetectedError(store_->name() + ": a row's bytes are not a valid row");
+   }
+
+   PoolWriter* pool_;
+   TableStore* store_;
+};
+
+template <class Row>
+void TableWriter<Row>::is(std::span<const Row> rows) {
+   constexpr std::size_t group = 16;
+   while (!rows.empty()) {
+      const auto batch = rows.first(std::min(group, rows.size()));
+      for (const Row& row : batch)
+         prefetchIndex(row.rowKey());
+      for (const Row& row : batch) {
+         const Packed<Row> packed(row);
+         store_->put(keyOf(packed), packed.row());
+      }
+      pool_->note();
+      rows = rows.subspan(batch.size());
+   }
+}
+
+} // namespace Pooltab

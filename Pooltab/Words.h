@@ -1,0 +1,60 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+/// Access to memory that other processes see at the same time.
+///
+/// Everything shared is read and written in aligned 8-byte words, each access atomic. There are no
+/// stand-alone fences: a store that must not be seen before an earlier one is a release store, and the load
+/// that may see it is an acquire load. The comments at the calls name the partner.
+
+namespace Pooltab {
+
+using U8 = std::uint8_t;
+using U16 = std::uint16_t;
+using U32 = std::uint32_t;
+using U64 = std::uint64_t;
+using Word = std::uint64_t;
+
+inline Word loadAcquire(const Word& word) {
+   return std::atomic_ref<Word>(const_cast<Word&>(word)).load(std::memory_order_acquire);
+}
+
+/// For words whose value needs no order with others: counters in statistics, the writer's own reading back.
+inline Word loadRelaxed(const Word& word) {
+   return std::atomic_ref<Word>(const_cast<Word&>(word)).load(std::memory_order_relaxed);
+}
+
+inline void storeRelease(Word& word, Word value) {
+   std::atomic_ref<Word>(word).store(value, std::memory_order_release);
+}
+
+inline void storeRelaxed(Word& word, Word value) {
+   std::atomic_ref<Word>(word).store(value, std::memory_order_relaxed);
+}
+
+/// Copies out of shared memory. Each load is an acquire: whoever saw one new word of a row also sees, in its
+/// second look at the row's guard, that the row was being changed. Partner: copyIn.
+inline void copyOut(Word* to, const Word* shared, unsigned words) {
+   for (unsigned i = 0; i < words; ++i)
+      to[i] = loadAcquire(shared[i]);
+}
+
+/// Copies into shared memory. Each store is a release: none is seen before the mark that announced the
+/// change. Partner: copyOut.
+inline void copyIn(Word* shared, const Word* from, unsigned words) {
+   for (unsigned i = 0; i < words; ++i)
+      storeRelease(shared[i], from[i]);
+}
+
+inline void zeroIn(Word* shared, unsigned words) {
+   for (unsigned i = 0; i < words; ++i)
+      storeRelease(shared[i], 0);
+}
+
+inline constexpr unsigned wordsFor(unsigned bytes) {
+   return (bytes + 7) / 8;
+}
+
+} // namespace Pooltab
