@@ -1,7 +1,7 @@
 #pragma once
 // An IPv4 or IPv6 address.
 
-#include "Kinet/Addresses.h"
+#include "Kinet/AddressFamilies.h"
 #include "Vok/Hash.h"
 
 #include <array>

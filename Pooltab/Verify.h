@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Pooltab/Status.h"
+
 #include "Pooltab/RowPacking.h"
 
 #include <functional>
