@@ -25,7 +25,7 @@ class EntityEmitter {
          attributes_.push_back(emitAttribute(attribute, type, spelling_));
       }
       for (const Attribute& parameter : type.parameters) {
-         const bool isName = type.isNamed && !type.base;
+         const bool isName = type.isNamed && !type.base && parameter.name == "name";
          if (!isName && !(type.base && type.base->findParameter(parameter.name))) {
             own_.push_back(&parameter);
          }
@@ -241,6 +241,10 @@ class EntityEmitter {
 
    std::string parameterEntry(const Attribute& item) const {
       const std::string name = literal(item.name);
+      const Attribute* inherited = type_.base ? type_.base->findParameter(item.name) : nullptr;
+      if (inherited) {
+         return base_ + "::vokType().parameters()[" + std::to_string(inherited - type_.base->parameters.data()) + "]";
+      }
       if (item.kind == Kind::pointer) {
          const std::string pointee = (item.isConst ? "const " : "") + item.type->qualifiedName();
          return "Vok::pointerParameter(" + name + ", " + literal("pointer<" + pointee + ">") + ")";

@@ -57,32 +57,27 @@ void EntityResolver::base(const Syntax::Declaration& declaration, Model::Entity&
 }
 
 void EntityResolver::parameters(const Syntax::Declaration& declaration, Model::Entity& type) const {
-   if (declaration.named) {
-      const Syntax::Word& word = declaration.parameters.front().name;
-      if (word.text != "name") {
-         diagnostics_.error(word.span, "the type of parameter " + inQuotes(word.text) + " is missing",
-                            "write '" + word.text + " : <type>', or 'name' for a named entity");
-         return;
-      }
-      type.isNamed = true;
-      Attribute name;
-      name.name = word.text;
-      name.span = word.span;
-      name.type = symbols_.builtin("Name");
-      type.parameters.push_back(std::move(name));
-      return;
-   }
    for (const Syntax::Parameter& parameter : declaration.parameters) {
-      const Model::TypeUse use = types_.use(parameter.type, type);
-      if (use) {
-         Attribute attribute;
-         attribute.name = parameter.name.text;
-         attribute.span = parameter.name.span;
+      Attribute attribute;
+      attribute.name = parameter.name.text;
+      attribute.span = parameter.name.span;
+      if (parameter.type) {
+         const Model::TypeUse use = types_.use(*parameter.type, type);
+         if (!use.type) {
+            continue;
+         }
          attribute.kind = use.form == Model::TypeUse::Form::pointer ? Attribute::Kind::pointer : Attribute::Kind::scalar;
          attribute.type = use.type;
          attribute.isConst = use.isConst;
-         type.parameters.push_back(std::move(attribute));
+      } else if (parameter.name.text == "name") {
+         type.isNamed = true;
+         attribute.type = symbols_.builtin("Name");
+      } else {
+         diagnostics_.error(parameter.name.span, "the type of parameter " + inQuotes(parameter.name.text) + " is missing",
+                            "write '" + parameter.name.text + " : <type>', or 'name' for a named entity");
+         continue;
       }
+      type.parameters.push_back(std::move(attribute));
    }
 }
 
