@@ -1,0 +1,70 @@
+#pragma once
+// A stack of at most seven MPLS labels in seven fixed slots. Slot 0 is the bottom, slot count - 1 the top.
+
+#include "Kinet/Labels.h"
+
+#include <array>
+
+namespace Kinet {
+
+/// Only the slots below count() are part of the value; texts, logs, packed rows, order and hash see no
+/// others, and labels written above the count come in when the count is raised.
+///
+/// Text form: decimal labels, top first, "300/200/100"; "-" when empty.
+/// Log form and packed row: the count in one byte, then seven labels, unused ones 0x100000.
+class BoundedMplsLabelStack {
+  public:
+   static constexpr Vok::U8 maxLabels = MplsStackEntryIndex::max + 1;
+
+   constexpr BoundedMplsLabelStack() = default;
+   /// A stack of one label.
+   explicit constexpr BoundedMplsLabelStack(MplsLabel label) : count_(1) { label_[0] = label; }
+
+   constexpr Vok::U8 count() const { return count_; }
+   /// Unsets the labels that leave the stack. Raises RangeError for a count above seven.
+   void countIs(Vok::U8 count);
+   constexpr bool empty() const { return count_ == 0; }
+
+   /// The label in a slot; the unset label in an unused one.
+   constexpr MplsLabel label(MplsStackEntryIndex index) const { return label_[index.value()]; }
+   /// Does not change the count.
+   constexpr void labelIs(MplsStackEntryIndex index, MplsLabel label) { label_[index.value()] = label; }
+   /// The unset label when the stack is empty.
+   constexpr MplsLabel topLabel() const { return count_ == 0 ? MplsLabel() : label_[count_ - 1]; }
+   /// Puts a label on top. Raises RangeError when the stack is full.
+   void push(MplsLabel label);
+
+   constexpr bool operator!() const { return empty(); }
+   constexpr bool operator==(const BoundedMplsLabelStack& other) const { return (*this <=> other) == 0; }
+   /// The smaller stack first; among stacks of one size, label by label from the top.
+   constexpr std::strong_ordering operator<=>(const BoundedMplsLabelStack& other) const {
+      auto order = count_ <=> other.count_;
+      for (int slot = count_; order == 0 && slot-- > 0;)
+         order = label_[slot] <=> other.label_[slot];
+      return order;
+   }
+   Vok::U32 hash() const;
+
+   Vok::String stringValue() const;
+   void print(Vok::String& out) const;
+   /// Raises ParseError, or RangeError for a label or a number of labels out of range.
+   static void parseText(Vok::TextParser& parser, BoundedMplsLabelStack& value);
+   void writeLog(Vok::NboAttrLog::Writer& log) const;
+   /// Raises LogError or RangeError and leaves `value` as it was.
+   static void readLog(Vok::NboAttrLog::Reader& log, BoundedMplsLabelStack& value);
+
+   static constexpr std::size_t packedSize = 1 + maxLabels * sizeof(Vok::U32);
+   /// Where the label of slot 0 stands: neighbouring labels stand near each other in tables.
+   static constexpr std::size_t packedNearOffset = 1;
+   void pack(Vok::U8* at) const;
+   /// False, and the value as it was, when the bytes are none that pack() writes.
+   bool unpack(const Vok::U8* at);
+
+   static const Vok::Type& vokType();
+
+  private:
+   Vok::U8 count_ = 0;
+   std::array<MplsLabel, maxLabels> label_{};
+};
+
+} // namespace Kinet

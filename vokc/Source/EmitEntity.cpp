@@ -1,0 +1,4 @@
+#include "vokc/Source/EmitEntity.h"
+namespace vokc {
+Code::Fragment emitEntity(const Model::Entity&, const SymbolTable&) { return {}; }
+} // namespace vokc
