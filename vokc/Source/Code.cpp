@@ -69,6 +69,28 @@ std::string list(const std::string& head, const std::vector<std::string>& items,
    return result + tail;
 }
 
+std::string assigned(const std::string& head, const std::string& call, const std::vector<std::string>& items) {
+   const std::string one = list("   " + head + " = " + call + "(", items, ");\n");
+   return one.find('\n') + 1 == one.size() ? one : "   " + head + " =\n" + list("       " + call + "(", items, ");\n");
+}
+
+std::string constructor(const std::string& head, const std::vector<std::string>& parameters,
+                        const std::vector<std::string>& initializers, const std::string& tail, std::size_t column) {
+   const std::string front = list(head, parameters, ")", column);
+   if (initializers.empty()) {
+      return front + tail;
+   }
+   const std::string body = tail.substr(0, tail.find('\n'));
+   const std::string whole = front + list(" : ", initializers, body);
+   const bool fits = whole.find('\n') == std::string::npos && whole.size() + column <= columnLimit;
+   return (fits ? whole : front + list("\n    : ", initializers, body, column)) + tail.substr(body.size());
+}
+
+std::string inlined(const std::string& head, const std::string& body) {
+   const std::string one = head + " { " + body + " }\n";
+   return one.size() - 1 + 3 <= columnLimit ? one : head + " {\n   " + body + "\n}\n";
+}
+
 std::string upper(std::string name) {
    name.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(name.front())));
    return name;

@@ -24,6 +24,13 @@ std::string docLiteral(const Model::Docs& docs);
 /// `column` is how far the text will stand from the margin.
 std::string list(const std::string& head, const std::vector<std::string>& items, const std::string& tail,
                  std::size_t column = 0);
+/// `head` = call( items ) at 3 columns: on the line of the head where it fits, below it otherwise.
+std::string assigned(const std::string& head, const std::string& call, const std::vector<std::string>& items);
+/// A constructor with its initializers; `tail` starts with its body.
+std::string constructor(const std::string& head, const std::vector<std::string>& parameters,
+                        const std::vector<std::string>& initializers, const std::string& tail, std::size_t column);
+/// A function in a class: on one line where it fits.
+std::string inlined(const std::string& head, const std::string& body);
 /// `name` with its first letter in upper or lower case.
 std::string upper(std::string name);
 std::string lower(std::string name);

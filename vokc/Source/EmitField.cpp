@@ -27,12 +27,6 @@ std::string collectionReaders(const std::string& name, const std::string& keyPar
 
 namespace {
 
-/// An inline function: on one line where it fits.
-std::string inlined(const std::string& head, const std::string& body) {
-   const std::string one = head + " { " + body + " }\n";
-   return one.size() - 1 + 3 <= columnLimit ? one : head + " {\n   " + body + "\n}\n";
-}
-
 FieldCode scalar(const Attribute& field, const Model::Value& owner, const std::string& className,
                  const Spelling& spelling) {
    const std::string& name = field.name;

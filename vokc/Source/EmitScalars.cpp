@@ -24,8 +24,13 @@ Fragment emitEnum(const Model::Enumeration& type, const Spelling& spelling) {
    std::string& out = fragment.definition;
    out += docs(type.docs) + "enum class " + name + " : " + spelling.type(*type.storage) + " {\n";
    for (const Model::Enumerator& enumerator : type.enumerators) {
-      out += indented(docs(enumerator.docs), 3);
-      out += "   " + enumerator.name + " = " + Model::numberText(enumerator.number) + ",\n";
+      const std::string line = "   " + enumerator.name + " = " + Model::numberText(enumerator.number) + ",";
+      const std::string behind = enumerator.docs.size() == 1 ? " ///< " + enumerator.docs.front() : "";
+      if (line.size() + behind.size() <= columnLimit) {
+         out += (enumerator.docs.size() > 1 ? indented(docs(enumerator.docs), 3) : "") + line + behind + "\n";
+      } else {
+         out += indented(docs(enumerator.docs), 3) + line + "\n";
+      }
    }
    out += "};\n";
    for (const Model::Enumerator& enumerator : type.enumerators) {
@@ -40,8 +45,8 @@ Fragment emitEnum(const Model::Enumeration& type, const Spelling& spelling) {
    }
    fragment.source = "const Vok::EnumType& vokEnum(" + name + ") {\n   static constexpr Vok::Enumerator enumerators[] = {\n" +
                      table(type.enumerators) + "   };\n" +
-                     list("   static const Vok::EnumType type = Vok::describeEnum<" + name + ">(",
-                          {literal(type.qualifiedName()), docLiteral(type.docs), "enumerators"}, ");\n") +
+                     assigned("static const Vok::EnumType type", "Vok::describeEnum<" + name + ">",
+                              {literal(type.qualifiedName()), docLiteral(type.docs), "enumerators"}) +
                      "   return type;\n}\n";
    return fragment;
 }
@@ -114,8 +119,7 @@ Fragment emitBounded(const Model::Bounded& type, const Spelling& spelling) {
       description.push_back(list("{", constantEntries(type.constants), "}", 7));
    }
    fragment.source = "const Vok::BoundedType& " + name + "::vokType() {\n" +
-                     list("   static const Vok::BoundedType type = Vok::describeBounded<" + name + ">(\n       ",
-                          description, ");\n") +
+                     assigned("static const Vok::BoundedType type", "Vok::describeBounded<" + name + ">", description) +
                      "   return type;\n}\n";
    return fragment;
 }
@@ -146,7 +150,7 @@ Fragment emitFlags(const Model::Flags& type, const Spelling&) {
    }
    fragment.source = "const Vok::FlagsType& " + name + "::vokType() {\n   static constexpr Vok::Flag flags[] = {\n" +
                      table(type.flags) + "   };\n" +
-                     list("   static const Vok::FlagsType type = Vok::describeFlags<" + name + ">(", description, ");\n") +
+                     assigned("static const Vok::FlagsType type", "Vok::describeFlags<" + name + ">", description) +
                      "   return type;\n}\n";
    return fragment;
 }

@@ -87,17 +87,12 @@ class ValueEmitter {
       }
       const std::string one = scalars_.size() == 1 ? "explicit " : "";
       if (type_.invariants.empty()) {
-         const std::string head = list(one + type_.name + "(", parameters, ")", 3);
-         const std::string whole = head + list(" : ", initializers, " {}");
-         const bool fits = head.find('\n') == std::string::npos && whole.find('\n') == std::string::npos &&
-                           whole.size() + 3 <= columnLimit;
-         fragment_.definition += indented(fits ? whole + "\n" : head + list("\n    : ", initializers, " {}\n", 3), 3);
+         fragment_.definition += indented(constructor(one + type_.name + "(", parameters, initializers, " {}\n", 3), 3);
          return;
       }
       line("/// Raises Vok::RangeError when an invariant does not hold.");
       fragment_.definition += indented(list(one + type_.name + "(", parameters, ");\n", 3), 3);
-      source(list(class_ + "::" + type_.name + "(", parameters, ")") + list("\n    : ", initializers, " {") +
-             "\n   vokCheck();\n}\n");
+      source(constructor(class_ + "::" + type_.name + "(", parameters, initializers, " {\n   vokCheck();\n}\n", 0));
    }
 
    void fields() {
@@ -174,8 +169,8 @@ class ValueEmitter {
       line("");
       line("static const Vok::ValueType& vokType();");
       source("const Vok::ValueType& " + class_ + "::vokType() {\n" +
-             list("   static const Vok::ValueType type = Vok::describeValue<" + class_ + ">(",
-                  {literal(type_.qualifiedName()), docLiteral(type_.docs)}, ");\n") +
+             assigned("static const Vok::ValueType type", "Vok::describeValue<" + class_ + ">",
+                      {literal(type_.qualifiedName()), docLiteral(type_.docs)}) +
              "   return type;\n}\n");
       if (!type_.invariants.empty()) {
          check();
@@ -201,9 +196,11 @@ class ValueEmitter {
          entry += "<&" + type_.name + "::" + stored(field.name) + ">(" + literal(field.name);
          entries.push_back(entry + (field.docs.empty() ? ")" : ", " + docLiteral(field.docs) + ")"));
       }
-      line("static constexpr auto vokFields() {");
-      fragment_.definition += entries.empty() ? "      return std::tuple<>();\n" : list("      return std::tuple(", entries, ");\n");
-      line("}");
+      const std::string head = "static constexpr auto vokFields()";
+      const std::string body = entries.empty() ? "return std::tuple<>();" : list("return std::tuple(", entries, ");", 6);
+      fragment_.definition += body.find('\n') == std::string::npos
+                                  ? indented(inlined(head, body), 3)
+                                  : "   " + head + " {\n" + indented(body + "\n", 6) + "   }\n";
    }
 
    void check() {

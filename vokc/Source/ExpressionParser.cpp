@@ -123,6 +123,7 @@ Expression ExpressionParser::primary() {
       tokens_.take();
    } else if (token.kind == TokenKind::string) {
       result.kind = Expression::Kind::string;
+      result.text = TokenStream::unescaped(token.text);
       tokens_.take();
    } else if (token.is("true") || token.is("false")) {
       result.kind = Expression::Kind::boolean;

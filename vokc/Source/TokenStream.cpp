@@ -44,7 +44,16 @@ std::string TokenStream::expectString(std::string_view what) {
    if (peek().kind != TokenKind::string) {
       stop(peek().span, "expected " + std::string(what) + " in double quotes, found " + found());
    }
-   return std::string(take().text);
+   return unescaped(take().text);
+}
+
+std::string TokenStream::unescaped(std::string_view literal) {
+   std::string text;
+   for (std::size_t i = 0; i < literal.size(); ++i) {
+      const bool escape = literal[i] == '\\' && i + 1 < literal.size();
+      text += literal[escape ? ++i : i];
+   }
+   return text;
 }
 
 void TokenStream::expectSemicolon(std::string_view construct) {

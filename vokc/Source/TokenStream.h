@@ -22,6 +22,8 @@ class TokenStream {
    const Token& expect(std::string_view word, std::string_view where);
    Syntax::Word expectName(std::string_view what);
    std::string expectString(std::string_view what);
+   /// The characters that a string literal stands for.
+   static std::string unescaped(std::string_view literal);
    /// Expects the `;` behind a construct. It is reported where it is missing, behind the last token.
    void expectSemicolon(std::string_view construct);
    /// Takes the docs that stand behind the last token taken.

@@ -63,7 +63,8 @@ Model::TypeUse TypeResolver::use(const Syntax::Type& type, const Type& user) con
       diagnostics_.error(type.span, "a function takes and returns values and pointers, no " +
                                         inQuotes(word ? word->word : type.span.text()));
    } else {
-      use.type = value(type, user);
+      const Type* own = symbols_.find(type.name, user.innerScope());
+      use.type = own == &user && own->isValue() ? own : value(type, user); // functions may speak of their own type
    }
    return use;
 }

@@ -366,10 +366,7 @@ std::unique_ptr<Model::Function> ValueResolver::function(const Member& member, c
    default:
       break;
    }
-   // An operation may give what it belongs to: `static operation fromLabel( ... ) : RouteKey`.
-   if (member.type && member.type->name.text() == owner.name && owner.isValue()) {
-      function->result.type = &owner;
-   } else if (member.type) {
+   if (member.type) {
       function->result = types_.use(*member.type, owner);
    }
    return function;
