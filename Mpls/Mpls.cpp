@@ -132,12 +132,12 @@ String routeTail(const AdjacencyKey& adjKey, Source source, const FwdEqvClass& f
 } // namespace
 
 String Route::stringValue() const {
-   return "labelStack: " + routeKey_.labelStack().stringValue() + ", metric: " + Vok::stringValue(metric_) +
+   return "labelStack: " + routeKey_.stringValue() + ", metric: " + Vok::stringValue(metric_) +
           ", " + routeTail(adjKey_, source_, fec_);
 }
 
 String ProtocolRoute::stringValue() const {
-   return "labelStack: " + routeKey_.labelStack().stringValue() + ", " + routeTail(adjKey_, source_, fec_);
+   return "labelStack: " + routeKey_.stringValue() + ", " + routeTail(adjKey_, source_, fec_);
 }
 
 AdjacencyType AdjacencyBase::adjType() const {

@@ -38,10 +38,6 @@ bool RowsReader::reaches(U64 slot, U32 bytes) const {
    return end <= known_ && end <= mapping_.bytes();
 }
 
-bool RowsReader::standsUp(Word guard, U32 slot, const RowCopy& row) const {
-   return guardChecksum(guard) == rowChecksum(seed_, slot, row.stamp, row.payload, wordsFor(row.bytes));
-}
-
 bool RowsReader::fetchJournal(U32 slot, Word guard, RowCopy& row) const {
    const Journal& journal = mapping_.at<Journal>(journalOffset);
    // Partner: RowsWriter::overwrite, which sets the mark to 0 first and to the version last.
@@ -56,7 +52,7 @@ bool RowsReader::fetchJournal(U32 slot, Word guard, RowCopy& row) const {
    if (!shape_.allows(row.bytes))
       return false;
    copyOut(row.payload, journal.payload, wordsFor(row.bytes));
-   return loadAcquire(journal.mark) == mark && standsUp(finalGuard, slot, row);
+   return loadAcquire(journal.mark) == mark && guardChecksum(finalGuard) == checksumOf(row);
 }
 
 Fetch RowsReader::fetch(U32 slot, RowCopy& row) const {
@@ -85,7 +81,7 @@ Fetch RowsReader::fetch(U32 slot, RowCopy& row) const {
          copyOut(row.payload, payload, wordsFor(row.bytes));
       if (loadAcquire(shared.guard) != guard)
          continue;
-      return fits && standsUp(guard, slot, row) ? Fetch::row : Fetch::corrupt;
+      return fits && guardChecksum(guard) == checksumOf(row) ? Fetch::row : Fetch::corrupt;
    }
    return Fetch::corrupt;
 }
@@ -100,23 +96,45 @@ U32 RowsReader::blockBytesAt(U32 slot) const {
    return bytes;
 }
 
-bool RowsReader::walk(U64& slot, RowCopy& row) const {
+U64 RowsReader::tail() const {
    // Partner: TableStore, which raises the tail once the block before it stands.
    const U64 tail = loadAcquire(header().tail);
-   if (slot < tail && !reaches(tail, 0))
+   if (tail > rowsFileBytesMax / granuleBytes || !reaches(tail, 0))
       corrupted(tail, "the table ends beyond its file");
-   while (slot < tail) {
-      const auto at = static_cast<U32>(slot);
-      const Fetch fetched = fetch(at, row);
-      if (fetched == Fetch::corrupt) {
-         slot += blockBytesAt(at) / granuleBytes; // a caller that carries on is not led here again
-         corrupted(at, "the row does not fit its checksum");
-      }
-      slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
+   return tail;
+}
+
+Fetch RowsReader::step(U64& slot, RowCopy& row) const {
+   const auto at = static_cast<U32>(slot);
+   const Fetch fetched = fetch(at, row);
+   slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
+   return fetched;
+}
+
+bool RowsReader::walk(U64& slot, RowCopy& row) const {
+   const U64 end = tail();
+   while (slot < end) {
+      const U64 at = slot;
+      const Fetch fetched = step(slot, row);
       if (fetched == Fetch::row)
          return true;
+      if (fetched == Fetch::corrupt)
+         corrupted(at, "the row does not fit its checksum");
    }
    return false;
+}
+
+bool RowsReader::isBlank(U64 from, U64 to) const {
+   if (!reaches(to, 0))
+      return false;
+   for (U64 at = slotOffset(from) + rowHeadBytes; at < slotOffset(to); at += sizeof(Word))
+      if (loadRelaxed(mapping_.at<Word>(at)) != 0)
+         return false;
+   return true;
+}
+
+U32 RowsReader::checksumOf(const RowCopy& row) const {
+   return rowChecksum(seed_, row.slot, row.stamp, row.payload, wordsFor(row.bytes));
 }
 
 void RowsReader::prefetch(U32 slot) const {

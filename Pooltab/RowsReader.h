@@ -59,8 +59,18 @@ class RowsReader {
    Fetch fetch(U32 slot, RowCopy& row) const;
 
    /// Copies the first row at or after `slot`, in slot order, and sets `slot` to where the walk goes on.
-   /// Returns false at the end. Raises Vok::CorruptionDetectedError where the chain of blocks makes no sense.
+   /// Returns false at the end. Raises Vok::CorruptionDetectedError for a damaged row, `slot` then standing
+   /// behind it, and where the chain of blocks makes no sense.
    bool walk(U64& slot, RowCopy& row) const;
+
+   /// What the block at `slot` holds; sets `slot` to the next block. Raises Vok::CorruptionDetectedError
+   /// where the chain of blocks makes no sense.
+   Fetch step(U64& slot, RowCopy& row) const;
+   /// Where the blocks end. Raises Vok::CorruptionDetectedError when that lies beyond the file.
+   U64 tail() const;
+   /// Whether a free block from one slot to the other holds nothing.
+   bool isBlank(U64 from, U64 to) const;
+   U32 checksumOf(const RowCopy& row) const;
 
    void prefetch(U32 slot) const;
 
@@ -72,7 +82,6 @@ class RowsReader {
    bool reaches(U64 slot, U32 bytes) const;
    const RowHead& head(U32 slot) const { return mapping_.at<RowHead>(slotOffset(slot)); }
    bool fetchJournal(U32 slot, Word guard, RowCopy& row) const;
-   bool standsUp(Word guard, U32 slot, const RowCopy& row) const;
    U32 blockBytesAt(U32 slot) const;
 
    std::string what_;

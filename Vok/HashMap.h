@@ -22,11 +22,6 @@ class HashMap {
    struct Entry {
       K key;
       V value;
-
-     private:
-      friend class HashMap;
-      U32 hash;
-      bool live;
    };
 
    class Walk;
@@ -45,7 +40,7 @@ class HashMap {
 
    /// The value under the key, or null. Valid until the entry is removed.
    const V* find(const K& key) const {
-      const Entry* found = findEntry(key);
+      const Node* found = findEntry(key);
       return found ? &found->value : nullptr;
    }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
@@ -53,7 +48,7 @@ class HashMap {
    /// The value under the key, made by default when there is none; `added` tells which.
    V& obtain(const K& key, bool& added) {
       const U32 hash = hashOf(key);
-      Entry* found = const_cast<Entry*>(findHashed(key, hash));
+      Node* found = const_cast<Node*>(findHashed(key, hash));
       added = found == nullptr;
       return added ? append(key, hash).value : found->value;
    }
@@ -71,10 +66,10 @@ class HashMap {
    /// Removes an entry and its value. Returns false when there was none.
    bool del(const K& key) {
       const U32 hash = hashOf(key);
-      Entry* found = const_cast<Entry*>(findHashed(key, hash));
+      Node* found = const_cast<Node*>(findHashed(key, hash));
       if (!found)
          return false;
-      V removed = std::exchange(found->value, V());
+      [[maybe_unused]] const V removed = std::exchange(found->value, V()); // destroyed when all is in order
       found->live = false;
       --live_;
       if (!index_.empty())
@@ -93,28 +88,32 @@ class HashMap {
    static constexpr U32 firstChunk = 8; ///< entries; each further chunk is twice the one before
    static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
 
+   struct Node : Entry {
+      U32 hash;
+      bool live;
+   };
    struct FreeChunk {
-      void operator()(Entry* chunk) const { std::allocator<Entry>().deallocate(chunk, 0); }
+      void operator()(Node* chunk) const { std::allocator<Node>().deallocate(chunk, 0); }
    };
 
    static U32 chunkOf(U32 at) { return static_cast<U32>(std::bit_width(at / firstChunk + 1)) - 1; }
    static U32 chunkStart(U32 chunk) { return firstChunk * ((U32(1) << chunk) - 1); }
 
-   Entry& entry(U32 at) const {
+   Node& entry(U32 at) const {
       const U32 chunk = chunkOf(at);
       return chunks_[chunk][at - chunkStart(chunk)];
    }
 
-   const Entry* findEntry(const K& key) const {
+   const Node* findEntry(const K& key) const {
       if (live_ == 0)
          return nullptr;
       return findHashed(key, hashOf(key));
    }
 
-   const Entry* findHashed(const K& key, U32 hash) const {
+   const Node* findHashed(const K& key, U32 hash) const {
       if (index_.empty()) {
          for (U32 at = 0; at < used_; ++at) {
-            const Entry& candidate = entry(at);
+            const Node& candidate = entry(at);
             if (candidate.live && candidate.hash == hash && candidate.key == key)
                return &candidate;
          }
@@ -123,20 +122,20 @@ class HashMap {
       for (U64 place = home(hash); index_[place] != 0; place = next(place)) {
          if (static_cast<U32>(index_[place] >> 32) != hash)
             continue;
-         const Entry& candidate = entry(static_cast<U32>(index_[place]) - 1);
+         const Node& candidate = entry(static_cast<U32>(index_[place]) - 1);
          if (candidate.key == key)
             return &candidate;
       }
       return nullptr;
    }
 
-   Entry& append(const K& key, U32 hash) {
+   Node& append(const K& key, U32 hash) {
       if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
          compact();
       const U32 chunk = chunkOf(used_);
       if (chunk == chunks_.size())
-         chunks_.emplace_back(std::allocator<Entry>().allocate(firstChunk << chunk));
-      Entry* added = std::construct_at(&chunks_[chunk][used_ - chunkStart(chunk)]);
+         chunks_.emplace_back(std::allocator<Node>().allocate(firstChunk << chunk));
+      Node* added = std::construct_at(&chunks_[chunk][used_ - chunkStart(chunk)]);
       added->key = key;
       added->hash = hash;
       added->live = true;
@@ -167,7 +166,7 @@ class HashMap {
    }
 
    /// Takes an entry out of the index and closes the gap.
-   void unindex(const Entry* removed) {
+   void unindex(const Node* removed) {
       U64 hole = home(removed->hash);
       while (&entry(static_cast<U32>(index_[hole]) - 1) != removed)
          hole = next(hole);
@@ -206,7 +205,7 @@ class HashMap {
       used_ = 0;
    }
 
-   std::vector<std::unique_ptr<Entry[], FreeChunk>> chunks_;
+   std::vector<std::unique_ptr<Node[], FreeChunk>> chunks_;
    std::vector<U64> index_; ///< hash in the high half, entry number + 1 in the low; 0 is empty
    U32 used_ = 0;           ///< entries made, removed ones included
    U32 live_ = 0;

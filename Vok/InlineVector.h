@@ -11,7 +11,7 @@ namespace Vok {
 /// no destruction. Adding to a full list is the caller's error.
 template <class T, std::size_t Capacity>
 class InlineVector {
- public:
+  public:
    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
 
    InlineVector() = default;
@@ -28,7 +28,7 @@ class InlineVector {
    const T* begin() const { return reinterpret_cast<const T*>(storage_); }
    const T* end() const { return begin() + size_; }
 
- private:
+  private:
    std::size_t size_ = 0;
    alignas(T) std::byte storage_[Capacity * sizeof(T)];
 };

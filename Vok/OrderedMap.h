@@ -15,7 +15,7 @@ namespace Vok {
 /// while they are under way: an entry removed before it was reached is not seen, one added ahead is.
 template <class K, class V>
 class OrderedMap {
- public:
+  public:
    using Key = K;
    using Mapped = V;
    struct Entry {
@@ -81,7 +81,7 @@ class OrderedMap {
       return hash.result();
    }
 
- private:
+  private:
    auto place(const K& key) const {
       return std::lower_bound(entries_.begin(), entries_.end(), key,
                               [](const Entry& entry, const K& wanted) { return entry.key < wanted; });
@@ -93,7 +93,7 @@ class OrderedMap {
 
 template <class K, class V>
 class OrderedMap<K, V>::Walk {
- public:
+  public:
    explicit Walk(const OrderedMap& map) : map_(map), moves_(map.moves_) { remember(); }
    const Entry& operator*() const { return map_.entries_[at_]; }
    Walk& operator++() {
@@ -111,7 +111,7 @@ class OrderedMap<K, V>::Walk {
    }
    bool operator==(std::nullptr_t) const { return !key_; }
 
- private:
+  private:
    /// Keeps the key of the entry it stands on, should that entry go.
    void remember() {
       if (at_ < map_.entries_.size())
@@ -129,10 +129,10 @@ class OrderedMap<K, V>::Walk {
 /// A set that is walked in ascending order, with the same promise.
 template <class K>
 class OrderedSet {
- public:
+  public:
    using Key = K;
    class Walk {
-    public:
+     public:
       explicit Walk(typename OrderedMap<K, bool>::Walk at) : at_(std::move(at)) {}
       const K& operator*() const { return (*at_).key; }
       Walk& operator++() {
@@ -141,7 +141,7 @@ class OrderedSet {
       }
       bool operator==(std::nullptr_t end) const { return at_ == end; }
 
-    private:
+     private:
       typename OrderedMap<K, bool>::Walk at_;
    };
 
@@ -161,7 +161,7 @@ class OrderedSet {
    std::strong_ordering operator<=>(const OrderedSet& other) const { return map_ <=> other.map_; }
    U32 hash() const { return map_.hash(); }
 
- private:
+  private:
    OrderedMap<K, bool> map_;
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Pooltab/Folder.h"
+#include "Pooltab/Status.h"
 #include "Vok/Ptr.h"
 
 #include <memory>
@@ -29,5 +31,11 @@ std::unique_ptr<Lfib> openReader(const std::string& pool);
 /// Makes the pool when it is not there. Raises Failure: unreachable when another process writes the pool
 /// (the message names it) or the directory cannot be written, versionMismatch, corrupt.
 std::unique_ptr<Lfib> openWriter(const std::string& pool);
+
+/// The folder of a pool. Raises Failure for a name that cannot be one.
+std::shared_ptr<Pooltab::Folder> folderOf(const std::string& pool);
+
+/// Raises Failure unless the status is `mounted`; `why` is the table's own word on it.
+void requireMounted(const Pooltab::Folder& folder, Pooltab::MountStatus status, const std::string& why);
 
 } // namespace mplsctl

@@ -1,6 +1,6 @@
 #include "tools/mplsctl/LfibTables.h"
 
-#include "tools/mplsctl/Command.h"
+#include "tools/mplsctl/Lfib.h"
 
 namespace mplsctl {
 
@@ -42,23 +42,6 @@ ViaTablesOf<ViaRow>::Tuple viaTablesOf(Pooltab::PoolReader& pool, const std::var
    return {Pooltab::TableReader<Row>(pool, nameOf(attributeOf<Row>()))...};
 }
 
-[[noreturn]] void unreadable(Pooltab::MountStatus status, const std::string& why, const std::string& where,
-                             const std::string& pool) {
-   switch (status) {
-   case Pooltab::MountStatus::versionMismatch:
-   case Pooltab::MountStatus::fingerprintMismatch:
-      throw Failure(Outcome::versionMismatch, why,
-                    "use the mplsctl of the program that writes these tables, or load them anew");
-   case Pooltab::MountStatus::permissionDenied:
-      throw Failure(Outcome::unreachable, why, "read as the tables' owner or as one of its group");
-   case Pooltab::MountStatus::corrupted:
-      throw Failure(Outcome::corrupt, why, "a new writer makes them anew: remove " + where + " and load again");
-   default:
-      throw Failure(Outcome::unreachable, "no LFIB in pool '" + pool + "' (" + where + ")",
-                    "load one with 'mplsctl load FILE', or name another place with --pool or POOLTAB_DIR");
-   }
-}
-
 } // namespace
 
 LfibTables::LfibTables(std::shared_ptr<Pooltab::Folder> folder)
@@ -77,26 +60,15 @@ std::optional<ViaRow> LfibTables::via(const Mpls::LfibViaKey& key) const {
    return found;
 }
 
-std::unique_ptr<LfibTables> openTables(std::shared_ptr<Pooltab::Folder> folder, const std::string& pool) {
-   const std::string where = folder->where();
+std::unique_ptr<LfibTables> openTables(std::shared_ptr<Pooltab::Folder> folder) {
    auto tables = std::make_unique<LfibTables>(std::move(folder));
    tables->eachTable([&]<class Row>(const Pooltab::TableReader<Row>& table) {
-      const Pooltab::MountStatus status = table.mountStatus();
+      // Without routes and via sets there is no LFIB; a kind of via that was never used may be missing.
       constexpr bool needed = std::is_same_v<Row, Mpls::LfibRoute> || std::is_same_v<Row, Mpls::LfibViaSet>;
-      if (status != Pooltab::MountStatus::mounted && (needed || status != Pooltab::MountStatus::unmounted))
-         unreadable(status, table.mountText(), where, pool);
+      if (needed || table.mountStatus() != Pooltab::MountStatus::unmounted)
+         requireMounted(*tables->pool.folder(), table.mountStatus(), table.mountText());
    });
    return tables;
-}
-
-std::unique_ptr<LfibTables> openTables(const std::string& pool) {
-   std::shared_ptr<Pooltab::Folder> folder;
-   try {
-      folder = Pooltab::sharedFolder(pool);
-   } catch (const Vok::Error& error) {
-      throw Failure(Outcome::usage, error.what());
-   }
-   return openTables(std::move(folder), pool);
 }
 
 } // namespace mplsctl

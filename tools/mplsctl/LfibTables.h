@@ -55,11 +55,8 @@ class LfibTables {
    }
 };
 
-/// Opens the tables of a pool. Raises Failure when the routes or the via sets cannot be read: unreachable,
+/// Opens the tables in a folder. Raises Failure when the routes or the via sets cannot be read: unreachable,
 /// versionMismatch or corrupt, saying what to do next.
-std::unique_ptr<LfibTables> openTables(const std::string& pool);
-
-/// The same for a folder that is at hand; `pool` names it in messages.
-std::unique_ptr<LfibTables> openTables(std::shared_ptr<Pooltab::Folder> folder, const std::string& pool);
+std::unique_ptr<LfibTables> openTables(std::shared_ptr<Pooltab::Folder> folder);
 
 } // namespace mplsctl

@@ -59,32 +59,47 @@ void Output::jsonString(std::string_view text) {
    *this << '"';
 }
 
-void TextTable::print(Output& out) const {
-   std::vector<std::size_t> width;
+TextTable::TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {
    for (const Column& column : columns_)
-      width.push_back(column.title.size());
-   for (const auto& row : rows_)
-      for (std::size_t i = 0; i < row.size(); ++i)
-         width[i] = std::max(width[i], row[i].size());
+      widths_.push_back(column.title.size());
+}
 
-   const auto line = [&](auto&& cell) {
-      for (std::size_t i = 0; i < columns_.size(); ++i) {
-         const bool last = i + 1 == columns_.size();
-         const std::string_view text = cell(i);
-         if (columns_[i].align == Align::right)
-            out.print("{:>{}}", text, width[i]);
-         else
-            out.print("{:<{}}", text, last ? 0 : width[i]);
-         out << (last ? "\n" : "  ");
-      }
-   };
+TextTable& TextTable::cell(std::string_view text) {
+   std::size_t& width = widths_[ends_.size() % columns_.size()];
+   width = std::max(width, text.size());
+   text_ += text;
+   ends_.push_back(text_.size());
+   return *this;
+}
+
+std::string_view TextTable::textOf(std::size_t cell) const {
+   const std::size_t start = cell == 0 ? 0 : ends_[cell - 1];
+   return std::string_view(text_).substr(start, ends_[cell] - start);
+}
+
+void TextTable::printLine(Output& out, std::size_t firstCell) const {
+   for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const bool title = firstCell == titles;
+      const std::string_view text = title ? columns_[i].title : textOf(firstCell + i);
+      const std::size_t rest = widths_[i] - text.size();
+      const bool last = i + 1 == columns_.size();
+      if (columns_[i].align == Align::right)
+         out.blanks(rest);
+      out << text;
+      if (columns_[i].align == Align::left && !last)
+         out.blanks(rest);
+      out << (last ? "\n" : "  ");
+   }
+}
+
+void TextTable::print(Output& out) const {
    if (out.colour())
       out << "\033[1m";
-   line([&](std::size_t i) -> std::string_view { return columns_[i].title; });
+   printLine(out, titles);
    if (out.colour())
       out << "\033[0m";
-   for (const auto& row : rows_)
-      line([&](std::size_t i) -> std::string_view { return row[i]; });
+   for (std::size_t cell = 0; cell + columns_.size() <= ends_.size(); cell += columns_.size())
+      printLine(out, cell);
 }
 
 } // namespace mplsctl

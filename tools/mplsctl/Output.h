@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <concepts>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,11 @@ class Output {
       room(text.size());
       buffer_.append(text.data(), text.data() + text.size());
       return *this;
+   }
+   /// So many blanks.
+   void blanks(std::size_t count) {
+      while (count-- > 0)
+         *this << ' ';
    }
    Output& operator<<(char c) {
       room(1);
@@ -58,25 +64,36 @@ class Output {
    fmt::memory_buffer buffer_;
 };
 
-/// A table for people: every column as wide as its widest cell, two blanks between columns. For tables of
-/// up to some thousand lines; longer ones are laid out by their verb.
+/// A table for people: every column as wide as its widest cell, two blanks between columns. Keeps its cells
+/// in one text, so that a hundred thousand lines cost what they hold.
 class TextTable {
   public:
    enum class Align { left, right };
    struct Column {
-      std::string title;
+      std::string_view title;
       Align align = Align::left;
    };
 
-   explicit TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
-   /// One cell a column.
-   void row(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
-   bool empty() const { return rows_.empty(); }
+   explicit TextTable(std::vector<Column> columns);
+   /// The next cell, line by line from left to right.
+   TextTable& cell(std::string_view text);
+   template <std::integral Number>
+   TextTable& cell(Number number) {
+      return cell(fmt::format_int(number).c_str());
+   }
+   bool empty() const { return ends_.empty(); }
+   /// Prints the titles and all lines.
    void print(Output& out) const;
 
   private:
+   static constexpr std::size_t titles = ~std::size_t(0); ///< in place of a line's first cell
+   std::string_view textOf(std::size_t cell) const;
+   void printLine(Output& out, std::size_t firstCell) const;
+
    std::vector<Column> columns_;
-   std::vector<std::vector<std::string>> rows_;
+   std::vector<std::size_t> widths_;
+   std::string text_;
+   std::vector<std::size_t> ends_; ///< of the cells in text_
 };
 
 } // namespace mplsctl

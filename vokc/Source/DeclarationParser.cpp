@@ -96,17 +96,11 @@ void DeclarationParser::externalHead(Declaration& declaration) {
    }
 }
 
-/// `( name )` or `( key : RouteKey, ... )`; for a row the name of its key field, `( prefix )`.
+/// `( name )`, `( key : RouteKey, ... )` or `( name, key : RouteKey )`; for a row the name of its key field,
+/// `( prefix )`.
 void DeclarationParser::constructorParameters(Declaration& declaration) {
    declaration.hasParentheses = true;
-   if (tokens_.peek(1).kind == TokenKind::identifier && tokens_.peek(2).is(")")) {
-      tokens_.take();
-      declaration.named = true;
-      declaration.parameters.push_back({tokens_.expectName("a name"), {}});
-      tokens_.take();
-      return;
-   }
-   declaration.parameters = expressions_.parameters();
+   declaration.parameters = expressions_.parameters(ExpressionParser::Untyped::allowed);
 }
 
 void DeclarationParser::body(Declaration& declaration) {

@@ -106,7 +106,13 @@ class AttributeEmitter {
       const std::string passed = spelling_.passed(*attribute_.type);
       code_.storage = spelling_.type(*attribute_.type);
       add(passed + " " + name_ + "() const", "return " + member_ + ";");
-      add("void " + name_ + "Is(" + passed + " value)", "vokSet(" + member_ + ", value, " + id_ + ");");
+      if (const Model::Function* handler = ownHandler()) {
+         addOutside("void", name_ + "Is(" + passed + " value)",
+                    "   if (" + member_ + " == value)\n      return;\n   vokSet(" + member_ + ", value, " + id_ + ");\n   " +
+                        handler->name + "();\n");
+      } else {
+         add("void " + name_ + "Is(" + passed + " value)", "vokSet(" + member_ + ", value, " + id_ + ");");
+      }
       if (attribute_.isCounter) {
          const std::string sum = "static_cast<" + code_.storage + ">(" + member_ + " + by)";
          code_.accessors += "/// Adds, modulo the size of the counter, and returns the new value.\n" + code_.storage + " " +
@@ -228,9 +234,38 @@ class AttributeEmitter {
       add("bool " + name_ + "(" + key_ + " key) const", "return " + member_ + ".has(key);");
       readers();
       code_.accessors += "/// Adds the key, or removes it when it is not to be present.\n";
+      if (const Model::Function* handler = ownHandler()) {
+         watchedSet(*handler);
+         return;
+      }
       code_.accessors += "void " + name_ + "Is(" + key_ + " key, bool present = true) {\n   present ? vokSetIs(" + member_ +
                          ", " + id_ + ", key) : vokDel(" + member_ + ", " + id_ + ", key);\n}\n";
       tail();
+      describe("Vok::setAttribute", {"Is", "Del"});
+   }
+
+   /// The function that the machine wants called when this attribute of its own changes.
+   const Model::Function* ownHandler() const {
+      for (const Model::Reactor& reactor : owner_.reactors) {
+         if (!reactor.through && reactor.watched->name == name_) {
+            return reactor.handler;
+         }
+      }
+      return nullptr;
+   }
+
+   void watchedSet(const Model::Function& handler) {
+      const std::string call = handler.name + (handler.parameters.empty() ? "()" : "(changed)");
+      code_.accessors += "void " + name_ + "Is(" + key_ + " key, bool present = true);\n";
+      code_.source = "void " + className(owner_) + "::" + name_ + "Is(" + key_ + " key, bool present) {\n   if (" + member_ +
+                     ".has(key) == present)\n      return;\n   const " + spelling_.type(*attribute_.key) +
+                     " changed = key; // which may stand in the set\n   present ? vokSetIs(" + member_ + ", " + id_ +
+                     ", changed) : vokDel(" + member_ + ", " + id_ + ", changed);\n   " + call + ";\n}\n";
+      add("void " + name_ + "Del(" + key_ + " key)", name_ + "Is(key, false);");
+      addOutside("void", name_ + "DelAll()",
+                 "   for (const auto& key : Vok::Each(this, " + member_ + "))\n      " + name_ + "Del(key);\n");
+      add("void " + name_ + "Notify(" + key_ + " key) const", "vokNotify(" + id_ + ", &key);");
+      add("auto " + name_ + "Each() const", "return Vok::Each(this, " + member_ + ");");
       describe("Vok::setAttribute", {"Is", "Del"});
    }
 

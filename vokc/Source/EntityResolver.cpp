@@ -57,32 +57,27 @@ void EntityResolver::base(const Syntax::Declaration& declaration, Model::Entity&
 }
 
 void EntityResolver::parameters(const Syntax::Declaration& declaration, Model::Entity& type) const {
-   if (declaration.named) {
-      const Syntax::Word& word = declaration.parameters.front().name;
-      if (word.text != "name") {
-         diagnostics_.error(word.span, "the type of parameter " + inQuotes(word.text) + " is missing",
-                            "write '" + word.text + " : <type>', or 'name' for a named entity");
-         return;
-      }
-      type.isNamed = true;
-      Attribute name;
-      name.name = word.text;
-      name.span = word.span;
-      name.type = symbols_.builtin("Name");
-      type.parameters.push_back(std::move(name));
-      return;
-   }
    for (const Syntax::Parameter& parameter : declaration.parameters) {
-      const Model::TypeUse use = types_.use(parameter.type, type);
-      if (use) {
-         Attribute attribute;
-         attribute.name = parameter.name.text;
-         attribute.span = parameter.name.span;
+      Attribute attribute;
+      attribute.name = parameter.name.text;
+      attribute.span = parameter.name.span;
+      if (parameter.type) {
+         const Model::TypeUse use = types_.use(*parameter.type, type);
+         if (!use.type) {
+            continue;
+         }
          attribute.kind = use.form == Model::TypeUse::Form::pointer ? Attribute::Kind::pointer : Attribute::Kind::scalar;
          attribute.type = use.type;
          attribute.isConst = use.isConst;
-         type.parameters.push_back(std::move(attribute));
+      } else if (parameter.name.text == "name") {
+         type.isNamed = true;
+         attribute.type = symbols_.builtin("Name");
+      } else {
+         diagnostics_.error(parameter.name.span, "the type of parameter " + inQuotes(parameter.name.text) + " is missing",
+                            "write '" + parameter.name.text + " : <type>', or 'name' for a named entity");
+         continue;
       }
+      type.parameters.push_back(std::move(attribute));
    }
 }
 
@@ -117,6 +112,7 @@ void EntityResolver::directive(const Syntax::Member& member, Model::Entity& type
 }
 
 void EntityResolver::connect(const Syntax::Declaration& declaration, Model::Entity& type) const {
+   overrideDerived(type);
    for (const Syntax::Member& member : declaration.members) {
       if (member.kind == Kind::attribute) {
          const auto found = std::find_if(type.attributes.begin(), type.attributes.end(), [&](const Attribute& attribute) {
@@ -133,6 +129,19 @@ void EntityResolver::connect(const Syntax::Declaration& declaration, Model::Enti
          }
       } else if (member.kind == Kind::react) {
          reactor(member, type);
+      }
+   }
+}
+
+/// A derived attribute that the base declares too is answered by the most derived entity.
+void EntityResolver::overrideDerived(Model::Entity& type) const {
+   for (auto& function : type.functions) {
+      for (Model::Entity* base = type.base; base && function->kind == Model::Function::Kind::derived; base = base->base) {
+         for (auto& inherited : base->functions) {
+            if (inherited->name == function->name && inherited->kind == function->kind) {
+               function->isOverride = inherited->isVirtual = true;
+            }
+         }
       }
    }
 }
@@ -220,6 +229,11 @@ bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& 
       return false;
    }
    if (path.size() == 1) {
+      const bool isSet = first->kind == Attribute::Kind::set || first->kind == Attribute::Kind::orderedSet;
+      if (!isSet && first->kind != Attribute::Kind::scalar) {
+         diagnostics_.error(path.front().span, "of its own attributes a machine watches values and sets");
+         return false;
+      }
       reactor.watchedType = &type;
       reactor.watched = first;
       return true;
@@ -233,10 +247,10 @@ bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& 
                          "for example 'configDir.entityPtr' or 'config[].route'");
       return false;
    }
-   const bool isPointer = first->kind == Attribute::Kind::pointer || first->kind == Attribute::Kind::optional;
+   const bool isPointer = first->kind == Attribute::Kind::pointer && type.findParameter(first->name) == first;
    const bool isCollection = first->kind == Attribute::Kind::members || first->kind == Attribute::Kind::references;
    if (!isPointer && !isCollection) {
-      diagnostics_.error(path.front().span, inQuotes(first->name) + " holds no entities to watch");
+      diagnostics_.error(path.front().span, inQuotes(first->name) + " is neither an input nor a collection of entities");
       diagnostics_.note(first->span, "it is declared here");
       return false;
    }
@@ -266,6 +280,9 @@ const Model::Function* EntityResolver::handler(const Syntax::Word& name,
    }
    const std::vector<const Model::Function*> known = type.findFunctions(name.text);
    for (const Model::Function* candidate : known) {
+      if (candidate->parameters.empty()) {
+         return candidate; // a handler need not know what changed
+      }
       const bool same = std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
                                    parameters.end(), [](const Model::Parameter& a, const Model::Parameter& b) {
                                       return a.type.type == b.type.type && a.type.form == b.type.form;

@@ -20,6 +20,7 @@ class EntityResolver {
    void parameters(const Syntax::Declaration& declaration, Model::Entity& type) const;
    void attribute(const Syntax::Member& member, Model::Entity& type) const;
    void directive(const Syntax::Member& member, Model::Entity& type) const;
+   void overrideDerived(Model::Entity& type) const;
    void referenceKey(Model::Attribute& attribute, Span span) const;
    void check(const Syntax::Member& member, Model::Attribute& attribute, Model::Entity& type) const;
    void reactor(const Syntax::Member& member, Model::Entity& type) const;

@@ -57,7 +57,7 @@ Syntax::Type ExpressionParser::argument() {
    return argument;
 }
 
-std::vector<Syntax::Parameter> ExpressionParser::parameters() {
+std::vector<Syntax::Parameter> ExpressionParser::parameters(Untyped untyped) {
    std::vector<Syntax::Parameter> parameters;
    tokens_.expect("(", "before the parameters");
    if (tokens_.accept(")")) {
@@ -65,6 +65,10 @@ std::vector<Syntax::Parameter> ExpressionParser::parameters() {
    }
    do {
       Syntax::Word name = tokens_.expectName("the name of a parameter");
+      if (untyped == Untyped::allowed && !tokens_.peek().is(":")) {
+         parameters.push_back({std::move(name), std::nullopt});
+         continue;
+      }
       tokens_.expect(":", "between a parameter's name and its type");
       parameters.push_back({std::move(name), type()});
    } while (tokens_.accept(","));

@@ -12,7 +12,8 @@ class ExpressionParser {
 
    Syntax::Path path(std::string_view what);
    Syntax::Type type();
-   std::vector<Syntax::Parameter> parameters();
+   enum class Untyped { refused, allowed };
+   std::vector<Syntax::Parameter> parameters(Untyped untyped = Untyped::refused);
    /// A comparison of sums, or less: `size <= 1048576 - base`.
    Syntax::Expression expression();
 

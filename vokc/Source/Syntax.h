@@ -48,7 +48,7 @@ struct Expression {
 
 struct Parameter {
    Word name;
-   Type type;
+   std::optional<Type> type; ///< none for the name of a named entity and for the key of a row
 };
 
 /// Anything that stands inside a declaration's braces.
@@ -97,7 +97,6 @@ struct Declaration {
    Word unit;
    std::optional<Type> base; ///< underlying type or base entity
    std::vector<Parameter> parameters;
-   bool named = false;       ///< `entity X( name )`
    bool hasParentheses = false;
    Word externalKind;        ///< `external value X from "header"`
    std::string header;

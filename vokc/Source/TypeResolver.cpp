@@ -73,7 +73,7 @@ std::vector<Model::Parameter> TypeResolver::parameters(const std::vector<Syntax:
                                                        const Type& user) const {
    std::vector<Model::Parameter> resolved;
    for (const Syntax::Parameter& parameter : parameters) {
-      if (const Model::TypeUse type = use(parameter.type, user)) {
+      if (const Model::TypeUse type = use(*parameter.type, user)) {
          resolved.push_back({parameter.name.text, type, parameter.name.span});
       }
    }

@@ -1,0 +1,172 @@
+// The maps behind attributes, against plain models, with walks under way while the maps change.
+#include "Vok/HashMap.h"
+#include "Vok/IndexedArray.h"
+#include "Vok/OrderedMap.h"
+
+#include <gtest/gtest.h>
+
+#include <list>
+#include <map>
+#include <random>
+
+namespace {
+
+using Vok::U32;
+
+/// A model of insertion order: what HashMap promises to be.
+class InsertionOrder {
+  public:
+   bool is(U32 key, int value) {
+      for (auto& entry : entries_) {
+         if (entry.first == key)
+            return std::exchange(entry.second, value) != value;
+      }
+      entries_.emplace_back(key, value);
+      return true;
+   }
+   bool del(U32 key) {
+      return std::erase_if(entries_, [&](const auto& entry) { return entry.first == key; }) > 0;
+   }
+   const std::vector<std::pair<U32, int>>& entries() const { return entries_; }
+
+  private:
+   std::vector<std::pair<U32, int>> entries_;
+};
+
+template <class Map>
+std::vector<std::pair<U32, int>> walked(const Map& map) {
+   std::vector<std::pair<U32, int>> entries;
+   for (const auto& entry : map)
+      entries.emplace_back(entry.key, entry.value);
+   return entries;
+}
+
+TEST(HashMap, EqualsItsModelInContentAndOrder) {
+   for (const U32 keys : {6u, 40u, 400u}) {
+      std::mt19937 random(keys);
+      Vok::HashMap<U32, int> map;
+      InsertionOrder model;
+      for (int step = 0; step < 6000; ++step) {
+         const U32 key = random() % keys;
+         if (random() % 3 != 0) {
+            const int value = static_cast<int>(random() % 3);
+            ASSERT_EQ(map.is(key, value), model.is(key, value));
+         } else {
+            ASSERT_EQ(map.del(key), model.del(key));
+         }
+         ASSERT_EQ(map.size(), model.entries().size());
+         if (step % 97 == 0) {
+            ASSERT_EQ(walked(map), model.entries());
+            for (const auto& [key, value] : model.entries())
+               ASSERT_EQ(*map.find(key), value);
+            ASSERT_EQ(map.find(keys), nullptr);
+         }
+      }
+   }
+}
+
+TEST(OrderedMap, EqualsItsModelInContentAndOrder) {
+   std::mt19937 random(7);
+   Vok::OrderedMap<U32, int> map;
+   std::map<U32, int> model;
+   for (int step = 0; step < 5000; ++step) {
+      const U32 key = random() % 60;
+      if (random() % 2 != 0) {
+         const auto found = model.find(key);
+         ASSERT_EQ(map.is(key, step % 2), found == model.end() || found->second != step % 2);
+         model[key] = step % 2;
+      } else {
+         ASSERT_EQ(map.del(key), model.erase(key) == 1);
+      }
+      ASSERT_EQ(walked(map), (std::vector<std::pair<U32, int>>(model.begin(), model.end())));
+   }
+}
+
+/// Every key that stands in the map from a walk's start to its end is seen exactly once, and one that was
+/// removed before it was reached is never seen, whatever the walk's body does.
+template <class Map>
+void walkWhileChanging(unsigned seed) {
+   std::mt19937 random(seed);
+   Map map;
+   for (U32 key = 0; key < 100; ++key)
+      map.is(key, 0);
+   std::map<U32, bool> stayed; // key -> there all along
+   for (const auto& entry : map)
+      stayed[entry.key] = true;
+   std::map<U32, int> seen;
+   int budget = 300;
+   for (const auto& entry : map) {
+      const U32 here = entry.key;
+      ASSERT_TRUE(map.has(here));
+      ++seen[here];
+      for (int change = 0; change < 3 && budget > 0; ++change, --budget) {
+         const U32 key = random() % 130;
+         if (random() % 2 != 0) {
+            map.is(key, budget);
+         } else {
+            map.del(key);
+            stayed[key] = false;
+         }
+      }
+   }
+   for (const auto& [key, there] : stayed) {
+      if (there) {
+         EXPECT_EQ(seen[key], 1) << key;
+      }
+   }
+}
+
+TEST(Walks, SurviveAnyChange) {
+   for (unsigned seed = 0; seed < 50; ++seed) {
+      walkWhileChanging<Vok::HashMap<U32, int>>(seed);
+      walkWhileChanging<Vok::OrderedMap<U32, int>>(seed);
+   }
+}
+
+TEST(HashMap, ReferencesStayValidWhileAWalkIsUnderWay) {
+   Vok::HashMap<Vok::String, Vok::String> map;
+   for (int i = 0; i < 20; ++i)
+      map.is("key number " + std::to_string(i), "value number " + std::to_string(i));
+   int number = 0;
+   for (const auto& [key, value] : map) {
+      if (number == 20)
+         break;
+      map.del(key);
+      EXPECT_EQ(key, "key number " + std::to_string(number++));
+      map.is("another key " + std::to_string(number), "x");
+   }
+   EXPECT_EQ(map.size(), 20u);
+}
+
+struct Slot : Vok::BoundedNumber<Slot, Vok::U8, 2, 9, 2> {
+   using BoundedNumber::BoundedNumber;
+   static constexpr const char* rangeText = "Slot::value < Slot::min or > Slot::max not allowed";
+};
+
+TEST(IndexedArray, KeepsSlotsCountAndLimit) {
+   Vok::IndexedArray<U32, Slot> array;
+   std::map<int, U32> model; // slot -> value, set ones only
+   std::mt19937 random(3);
+   for (int step = 0; step < 3000; ++step) {
+      const int slot = 2 + static_cast<int>(random() % 8);
+      const U32 value = random() % 3;
+      const U32 before = model.contains(slot) ? model[slot] : 0;
+      ASSERT_EQ(array.is(Slot(slot), value), before != value);
+      if (value == 0)
+         model.erase(slot);
+      else
+         model[slot] = value;
+      ASSERT_EQ(array.size(), model.size());
+      ASSERT_EQ(array.limit(), model.empty() ? 0u : static_cast<unsigned>(model.rbegin()->first - 1));
+      std::map<int, U32> set;
+      for (const auto [index, held] : array)
+         set[index.value()] = held;
+      ASSERT_EQ(set, model);
+      const auto copy = array;
+      ASSERT_TRUE(copy == array);
+   }
+   for (const int outside : {-1, 1, 10, 258})
+      EXPECT_THROW((void)array.get(Slot(outside)), Vok::RangeError) << outside;
+}
+
+} // namespace
