@@ -20,7 +20,8 @@ std::string docs(const Model::Docs& docs);
 std::string literal(std::string_view text);
 /// The docs as one string literal, "" when there are none.
 std::string docLiteral(const Model::Docs& docs);
-/// `head` + items joined by ", " + `tail`. What does not fit in the line goes on below the first item.
+/// `head` + items joined by ", " + `tail`. What does not fit in the line goes on below the first item, or all
+/// items stand below the head where that takes fewer lines.
 /// `column` is how far the text will stand from the margin.
 std::string list(const std::string& head, const std::vector<std::string>& items, const std::string& tail,
                  std::size_t column = 0);

@@ -89,13 +89,14 @@ class AttributeEmitter {
    void describe(const std::string& builder, const std::vector<std::string>& functions,
                  const std::vector<std::string>& more = {}) {
       const std::string owner = className(owner_);
-      std::string head = builder + "<&" + owner + "::" + member_;
+      std::vector<std::string> members = {"&" + owner + "::" + member_};
       for (const std::string& function : functions) {
-         head += function == "nullptr" ? ", nullptr" : ", &" + owner + "::" + name_ + function;
+         members.push_back(function == "nullptr" ? function : "&" + owner + "::" + name_ + function);
       }
       std::vector<std::string> arguments = {literal(name_), id_, docLiteral(attribute_.docs)};
       arguments.insert(arguments.end(), more.begin(), more.end());
-      code_.descriptor = list(head + ">(", arguments, ")", 8);
+      code_.descriptor = list(list(builder + "<", members, ">(", 8), arguments, "),", 8);
+      code_.descriptor.pop_back(); // a comma follows all but the last one
    }
 
    std::string typeName(const std::string& word) const {

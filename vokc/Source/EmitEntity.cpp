@@ -223,7 +223,7 @@ class EntityEmitter {
       }
       std::string attributes;
       for (const AttributeCode& attribute : attributes_) {
-         attributes += (attributes.empty() ? "" : ",\n        ") + attribute.descriptor;
+         attributes += (attributes.empty() ? "" : ",\n") + attribute.descriptor;
       }
       const bool fromName = type_.parameters.size() == 1 && type_.parameters.front().type->name == "Name" &&
                             type_.parameters.front().type->kind == Model::Type::Kind::builtin;
@@ -231,8 +231,13 @@ class EntityEmitter {
       std::string text = "const Vok::EntityType& " + class_ + "::vokType() {\n   static const Vok::EntityType type(\n";
       text += list("       ", {literal(type_.qualifiedName()), kind, docLiteral(type_.docs),
                                type_.base ? "&" + base_ + "::vokType()" : "nullptr"},
-                   ",\n");
-      text += list("       {", parameters, "},\n") + "       {" + attributes + "}";
+                   ",");
+      const std::size_t lineStart = text.rfind('\n') + 1;
+      const std::string list = Code::list("       {", parameters, "},\n");
+      const bool fits = list.find('\n') + 1 == list.size() && text.size() - lineStart + list.size() - 7 <= columnLimit;
+      text += (fits ? " " + list.substr(7) : "\n" + list) + "       {" + indented(attributes, 8).substr(attributes.empty() ? 0 : 8);
+      text.resize(text.size() - (attributes.empty() ? 0 : 1)); // the line break
+      text += "}";
       if (fromName) {
          text += ",\n       [](const Vok::Name& name) -> Vok::Ptr<Vok::Entity> { return Vok::make<" + class_ + ">(name); }";
       }

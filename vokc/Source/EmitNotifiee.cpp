@@ -27,7 +27,7 @@ class NotifieeEmitter {
    NotifieeCode run() {
       NotifieeCode code;
       std::string& out = code.definition;
-      out = "/// Told of changes of a " + type_.name + "; override what matters.\n";
+      out = "/// Told of changes of a watched " + type_.name + "; override what matters.\n";
       out += "class " + class_ + "::Notifiee : public " + base_ + " {\n  public:\n";
       const std::string init = hasBase_ ? base_ : "Vok::Notifiee";
       out += indented(constructor("explicit Notifiee(", {"Vok::Ptr<const " + class_ + "> watched"},

@@ -42,9 +42,9 @@ class ReactorEmitter {
       std::vector<std::string> initializers = {"Vok::Notifiee(std::move(watched))", "sm_(sm)"};
       std::string data = "   " + machine_.name + "& sm_;\n";
       if (first_.everyMember) {
-         parameters.push_back(spelling_.passed(*first_.through->key) + " key");
-         initializers.emplace_back("key_(key)");
-         data += "   " + spelling_.type(*first_.through->key) + " key_;\n";
+         parameters.push_back(spelling_.passed(*first_.through->key) + " member");
+         initializers.emplace_back("member_(member)");
+         data += "   " + spelling_.type(*first_.through->key) + " member_;\n";
       }
       parameters.push_back("Vok::Ptr<const " + watched_ + "> watched");
       std::string text = docs(first_.docs) + "class " + class_ + " : public Vok::Notifiee {\n  public:\n";
@@ -84,6 +84,9 @@ class ReactorEmitter {
    /// Calls what belongs to the attribute. The machine stays alive until the handler returns.
    std::string body(Handler handler) const {
       std::string text = "   const Vok::Ptr<" + machine_.name + "> keepAlive(&sm_);\n";
+      if (first_.everyMember) {
+         text += "   const " + spelling_.type(*first_.through->key) + " member = member_; // the handler may end this reactor\n";
+      }
       for (const Reactor* reactor : group_) {
          if (reactor->*handler) {
             text += "   if (attr == " + watched_ + "::" + reactor->watched->name + "Attr)\n      sm_." +
@@ -97,7 +100,7 @@ class ReactorEmitter {
       if ((reactor.*handler)->parameters.empty()) {
          return {};
       }
-      std::string text = reactor.everyMember ? "key_" : "";
+      std::string text = reactor.everyMember ? "member" : "";
       if (handler == &Reactor::handler && reactor.watched->isCollection()) {
          text += (text.empty() ? "" : ", ") + std::string("*static_cast<const ") + spelling_.type(*reactor.watched->key) +
                  "*>(key)";
