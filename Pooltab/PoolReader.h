@@ -21,9 +21,10 @@ class PoolReader {
    /// deliver() mounts it when it comes.
    TableView& view(const std::string& name, const RowShape& shape);
 
-   /// Readable when there may be something to deliver. Drain it, then deliver until nothing comes.
-   int descriptor() const { return listener_->descriptor(); }
-   void drain() { listener_->drain(); }
+   /// Readable when there may be something to deliver. Drain it, then deliver until nothing comes. Listening
+   /// begins with the first call: deliver once after it.
+   int descriptor();
+   void drain();
 
    /// Mounts what has come, then tells the tables' listeners of up to `max` changes, in the order of writing.
    /// Returns how many it told of; less than `max` means that the reader has caught up. Changes of tables
