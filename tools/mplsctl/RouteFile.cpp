@@ -93,8 +93,11 @@ std::string_view formatName(Format format) {
 
 RouteFile readRoutes(std::string name, std::string_view text) {
    const std::size_t start = text.find_first_not_of(" \t\r\n");
-   if (start == std::string_view::npos)
-      return RouteFile{.name = std::move(name)};
+   if (start == std::string_view::npos) {
+      RouteFile file;
+      file.name = std::move(name);
+      return file;
+   }
    switch (text[start]) {
    case '[':
       return readIpRouteJson(std::move(name), text);
