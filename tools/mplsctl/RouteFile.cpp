@@ -91,6 +91,16 @@ std::string_view formatName(Format format) {
    }
 }
 
+void addRemark(std::vector<Remark>& remarks, Remark::Kind kind, std::uint32_t line, std::string_view what) {
+   for (Remark& known : remarks) {
+      if (known.kind == kind && known.what == what) {
+         ++known.count;
+         return;
+      }
+   }
+   remarks.push_back({kind, std::string(what), line, 1});
+}
+
 RouteFile readRoutes(std::string name, std::string_view text) {
    const std::size_t start = text.find_first_not_of(" \t\r\n");
    if (start == std::string_view::npos) {
