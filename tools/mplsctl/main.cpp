@@ -10,7 +10,7 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {showVerb, watchVerb, verifyVerb, statsVerb, schemaVerb};
+constexpr Verb verbs[] = {loadVerb, routeVerb, showVerb, watchVerb, verifyVerb, statsVerb, schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());
