@@ -52,8 +52,9 @@ void checkRow(const Model::Value& row, Diagnostics& diagnostics) {
       } else if (field.kind != Attribute::Kind::scalar) {
          diagnostics.error(field.span, what + " has no fixed size", "a row holds a collection as an array");
       } else if (!Model::isFixed(*field.type)) {
-         diagnostics.error(field.span, what + " has no fixed size",
-                           field.type->kind == Type::Kind::builtin ? "use a bounded String of at most 255 bytes" : "");
+         diagnostics.error(
+             field.span, what + " has no fixed size",
+             field.type->kind == Type::Kind::builtin ? "use a bounded String of at most 255 bytes" : "");
       }
    }
 }
@@ -61,7 +62,8 @@ void checkRow(const Model::Value& row, Diagnostics& diagnostics) {
 void checkValue(const Model::Value& value, Diagnostics& diagnostics) {
    for (const Attribute& field : value.fields) {
       if (field.kind == Attribute::Kind::array && !isPlain(*field.type)) {
-         diagnostics.error(field.span, "an array holds numbers and values of numbers, no texts or collections");
+         diagnostics.error(field.span,
+                           "an array holds numbers and values of numbers, no texts or collections");
       }
       const bool declared = std::any_of(value.functions.begin(), value.functions.end(),
                                         [&](const auto& function) { return function->name == field.check; });
@@ -85,7 +87,8 @@ void checkReactors(const Model::Entity& machine, Diagnostics& diagnostics) {
    for (const Model::Reactor& reactor : machine.reactors) {
       const auto [first, added] = known.emplace(reactor.name, &reactor);
       if (!added && first->second->through != reactor.through) {
-         diagnostics.error(reactor.span, "reactor " + inQuotes(reactor.name) + " watches two different things");
+         diagnostics.error(reactor.span,
+                           "reactor " + inQuotes(reactor.name) + " watches two different things");
          diagnostics.note(first->second->span, "it is declared here");
       }
    }

@@ -50,8 +50,8 @@ std::string docLiteral(const Model::Docs& docs) {
 namespace {
 
 /// Items broken into lines that start at `start`, of which the first begins at `at`.
-std::string filled(const std::vector<std::string>& items, const std::string& tail, std::size_t at, std::size_t start,
-                   std::size_t column) {
+std::string filled(const std::vector<std::string>& items, const std::string& tail, std::size_t at,
+                   std::size_t start, std::size_t column) {
    std::string result;
    for (std::size_t i = 0; i < items.size(); ++i) {
       const bool last = i + 1 == items.size();
@@ -99,13 +99,17 @@ std::string list(const std::string& head, const std::vector<std::string>& items,
    return better ? head + "\n" + std::string(indent, ' ') + below : head + behind;
 }
 
-std::string assigned(const std::string& head, const std::string& call, const std::vector<std::string>& items) {
+std::string assigned(const std::string& head, const std::string& call,
+                     const std::vector<std::string>& items) {
    const std::string one = list("   " + head + " = " + call + "(", items, ");\n");
-   return one.find('\n') + 1 == one.size() ? one : "   " + head + " =\n" + list("       " + call + "(", items, ");\n");
+   return one.find('\n') + 1 == one.size()
+              ? one
+              : "   " + head + " =\n" + list("       " + call + "(", items, ");\n");
 }
 
 std::string constructor(const std::string& head, const std::vector<std::string>& parameters,
-                        const std::vector<std::string>& initializers, const std::string& tail, std::size_t column) {
+                        const std::vector<std::string>& initializers, const std::string& tail,
+                        std::size_t column) {
    const std::string front = list(head, parameters, ")", column);
    if (initializers.empty()) {
       return front + tail;
@@ -222,7 +226,8 @@ std::string Spelling::value(const Model::Expression& expression, const Type& exp
    } else if (expression.number && expression.kind != Kind::number) {
       text = Model::numberText(*expression.number);
    }
-   if (expression.kind == Kind::number && expression.number > Model::Number(INT64_MAX) && !text.starts_with("0x")) {
+   if (expression.kind == Kind::number && expression.number > Model::Number(INT64_MAX) &&
+       !text.starts_with("0x")) {
       text += "u";
    }
    const bool wrapped = expected.kind == Type::Kind::bounded && expression.type != &expected;
@@ -240,7 +245,8 @@ std::string Spelling::condition(const Model::Expression& expression) const {
    case Kind::field:
       return stored(expression.field->name);
    case Kind::binary:
-      return condition(expression.operands[0]) + " " + expression.text + " " + condition(expression.operands[1]);
+      return condition(expression.operands[0]) + " " + expression.text + " " +
+             condition(expression.operands[1]);
    case Kind::negative:
       return "-" + condition(expression.operands[0]);
    case Kind::enumerator:

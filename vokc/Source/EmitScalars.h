@@ -13,7 +13,8 @@ Code::Fragment emitFlags(const Model::Flags& type, const Code::Spelling& spellin
 /// One line of a table of constants, `Vok::constant("min", min)`.
 std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants);
 /// The declarations of constants inside a class.
-std::string constantDeclarations(const std::vector<Model::Constant>& constants, const Code::Spelling& spelling);
+std::string constantDeclarations(const std::vector<Model::Constant>& constants,
+                                 const Code::Spelling& spelling);
 /// Constants that are values stand behind a function.
 bool hasAccessor(const Model::Constant& constant);
 

@@ -12,24 +12,26 @@ namespace {
 
 bool isReserved(const std::string& name) {
    static const std::set<std::string, std::less<>> words = {
-       "alignas",  "alignof",   "and",       "and_eq",       "asm",        "auto",          "bitand",    "bitor",
-       "bool",     "break",     "case",      "catch",        "char",       "char8_t",       "char16_t",  "char32_t",
-       "class",    "co_await",  "co_return", "co_yield",     "compl",      "concept",       "const",     "consteval",
-       "continue", "constexpr", "constinit", "const_cast",   "decltype",   "default",       "delete",    "do",
-       "double",   "dynamic_cast", "else",   "enum",         "explicit",   "export",        "extern",    "false",
-       "float",    "for",       "friend",    "goto",         "if",         "inline",        "int",       "long",
-       "mutable",  "namespace", "new",       "noexcept",     "not",        "not_eq",        "nullptr",   "operator",
-       "or",       "or_eq",     "private",   "protected",    "public",     "register",      "reinterpret_cast",
-       "requires", "return",    "short",     "signed",       "sizeof",     "static",        "static_assert",
-       "static_cast", "struct", "switch",    "template",     "this",       "thread_local",  "throw",     "true",
-       "try",      "typedef",   "typeid",    "typename",     "union",      "unsigned",      "using",     "virtual",
-       "void",     "volatile",  "wchar_t",   "while",        "xor",        "xor_eq"};
+       "alignas",     "alignof",  "and",       "and_eq",    "asm",       "auto",         "bitand",
+       "bitor",       "bool",     "break",     "case",      "catch",     "char",         "char8_t",
+       "char16_t",    "char32_t", "class",     "co_await",  "co_return", "co_yield",     "compl",
+       "concept",     "const",    "consteval", "continue",  "constexpr", "constinit",    "const_cast",
+       "decltype",    "default",  "delete",    "do",        "double",    "dynamic_cast", "else",
+       "enum",        "explicit", "export",    "extern",    "false",     "float",        "for",
+       "friend",      "goto",     "if",        "inline",    "int",       "long",         "mutable",
+       "namespace",   "new",      "noexcept",  "not",       "not_eq",    "nullptr",      "operator",
+       "or",          "or_eq",    "private",   "protected", "public",    "register",     "reinterpret_cast",
+       "requires",    "return",   "short",     "signed",    "sizeof",    "static",       "static_assert",
+       "static_cast", "struct",   "switch",    "template",  "this",      "thread_local", "throw",
+       "true",        "try",      "typedef",   "typeid",    "typename",  "union",        "unsigned",
+       "using",       "virtual",  "void",      "volatile",  "wchar_t",   "while",        "xor",
+       "xor_eq"};
    return words.contains(name) || name.find("__") != std::string::npos || name.starts_with("_");
 }
 
 /// The members of one class.
 class Members {
- public:
+  public:
    explicit Members(Diagnostics& diagnostics) : diagnostics_(diagnostics) {}
 
    void word(const std::string& name, Span span) {
@@ -50,12 +52,16 @@ class Members {
       if (added || known->second.span.begin == span.begin) {
          return;
       }
+      if (known->second.source == source && name != source) {
+         return; // reported with the name itself
+      }
       if (known->second.source == source) {
          diagnostics_.error(span, inQuotes(source) + " is declared twice");
       } else {
          const std::string& owner = name == source ? known->second.source : source;
-         diagnostics_.error(span, inQuotes(name == source ? name : source) + " clashes with " +
-                                      inQuotes(name == source ? owner : known->second.source),
+         diagnostics_.error(span,
+                            inQuotes(name == source ? name : source) + " clashes with " +
+                                inQuotes(name == source ? owner : known->second.source),
                             inQuotes(owner) + " brings a member " + inQuotes(name) + " along");
       }
       diagnostics_.note(known->second.span, inQuotes(known->second.source) + " is declared here");
@@ -96,7 +102,8 @@ class Members {
       }
       const auto [known, added] = functions_.emplace(signature, function.span);
       if (!added) {
-         diagnostics_.error(function.span, inQuotes(function.name) + " is declared twice with the same parameters");
+         diagnostics_.error(function.span,
+                            inQuotes(function.name) + " is declared twice with the same parameters");
          diagnostics_.note(known->second, "the first declaration is here");
       } else if (!names_.contains(function.name)) {
          names_.insert(function.name);
@@ -104,7 +111,7 @@ class Members {
       }
    }
 
- private:
+  private:
    struct Member {
       std::string source;
       Span span;
@@ -202,11 +209,12 @@ void checkEnumeratorConstants(const Model::Schema& schema, Diagnostics& diagnost
          continue;
       }
       for (const Model::Enumerator& enumerator : enumeration->enumerators) {
-         const auto [known, added] = constants.emplace(std::pair(type->scope, enumerator.name),
-                                                       Known{enumeration, enumerator.span});
+         const auto [known, added] =
+             constants.emplace(std::pair(type->scope, enumerator.name), Known{enumeration, enumerator.span});
          if (!added && known->second.type != enumeration) {
-            diagnostics.error(enumerator.span, "the namespace has another enumerator " + inQuotes(enumerator.name) +
-                                                   ", of " + inQuotes(known->second.type->name),
+            diagnostics.error(enumerator.span,
+                              "the namespace has another enumerator " + inQuotes(enumerator.name) + ", of " +
+                                  inQuotes(known->second.type->name),
                               "both would be the constant '" + enumerator.name + "_'");
             diagnostics.note(known->second.span, "it is declared here");
          }

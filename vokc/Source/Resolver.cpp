@@ -52,7 +52,7 @@ std::string headerOf(const Syntax::File& file, const std::string& unit) {
 
 /// Makes the types of a run and enters their names.
 class Declarer {
- public:
+  public:
    Declarer(Model::Schema& schema, SymbolTable& symbols, Diagnostics& diagnostics)
        : schema_(schema), symbols_(symbols), diagnostics_(diagnostics) {}
 
@@ -65,7 +65,7 @@ class Declarer {
       return std::move(entries_);
    }
 
- private:
+  private:
    void declare(const Syntax::File& file, const Syntax::Declaration& declaration, const std::string& unit,
                 Model::Type* parent) {
       std::unique_ptr<Model::Type> owned = makeType(declaration);
@@ -80,9 +80,9 @@ class Declarer {
       symbols_.add(type, diagnostics_);
       for (const Syntax::Declaration& inner : declaration.nested) {
          if (!mayNest(declaration.kind, inner.kind)) {
-            diagnostics_.error(inner.span, inQuotes(inner.name.text) + " cannot be declared inside " +
-                                               inQuotes(type.name),
-                               "only values and entities can, inside an entity or a machine");
+            diagnostics_.error(
+                inner.span, inQuotes(inner.name.text) + " cannot be declared inside " + inQuotes(type.name),
+                "only values and entities can, inside an entity or a machine");
             continue;
          }
          declare(file, inner, unit, &type);
@@ -94,7 +94,8 @@ class Declarer {
    }
 
    static bool mayNest(Kind outer, Kind inner) {
-      return (outer == Kind::entity || outer == Kind::machine) && (inner == Kind::value || inner == Kind::entity);
+      return (outer == Kind::entity || outer == Kind::machine) &&
+             (inner == Kind::value || inner == Kind::entity);
    }
 
    Model::Schema& schema_;
@@ -123,7 +124,8 @@ void resolveBody(const Entry& entry, const ValueResolver& values, const EntityRe
 
 } // namespace
 
-Model::Schema resolve(const std::vector<Syntax::File>& files, SymbolTable& symbols, Diagnostics& diagnostics) {
+Model::Schema resolve(const std::vector<Syntax::File>& files, SymbolTable& symbols,
+                      Diagnostics& diagnostics) {
    Model::Schema schema;
    const std::vector<Entry> entries = Declarer(schema, symbols, diagnostics).run(files);
    const ValueResolver values(symbols, diagnostics);

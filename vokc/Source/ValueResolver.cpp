@@ -41,14 +41,15 @@ bool isNear(const Model::Attribute* field) {
 
 /// A value may have constants of its own type: they stand behind accessors, made on first use.
 bool isOfOwner(const Member& member, const Type& owner) {
-   return member.kind == Kind::constant && member.type && owner.isValue() && member.type->name.text() == owner.name;
+   return member.kind == Kind::constant && member.type && owner.isValue() &&
+          member.type->name.text() == owner.name;
 }
 
 std::string_view kindWord(Kind kind) {
    static constexpr std::array<std::string_view, 14> words = {
-       "an enumerator", "a constant",  "an attribute", "a derived attribute", "an invariant", "a range",
-       "a length",      "a default",   "an operation", "a handler",           "a constructor", "a reactor",
-       "a type",       "a phrase"};
+       "an enumerator", "a constant", "an attribute", "a derived attribute", "an invariant",  "a range",
+       "a length",      "a default",  "an operation", "a handler",           "a constructor", "a reactor",
+       "a type",        "a phrase"};
    return words[static_cast<std::size_t>(kind)];
 }
 
@@ -64,13 +65,14 @@ std::string phrase(const Member& member) {
 
 void reportMisplaced(const Member& member, std::string_view where, Diagnostics& diagnostics) {
    static const std::vector<std::string> known = {
-       "unhashable",   "unordered",  "order by hand", "hash by hand",  "equality by hand", "text by hand",
-       "text none",    "text bare",  "log unchecked", "near",          "no factory",       "constant",
-       "derived",      "invariant",  "range",         "length",        "default",          "operation",
-       "constructor",  "react",      "handler"};
+       "unhashable",  "unordered", "order by hand", "hash by hand", "equality by hand", "text by hand",
+       "text none",   "text bare", "log unchecked", "near",         "no factory",       "constant",
+       "derived",     "invariant", "range",         "length",       "default",          "operation",
+       "constructor", "react",     "handler"};
    if (member.kind == Kind::directive) {
       const std::string text = phrase(member);
-      const bool isKnown = std::find(known.begin(), known.end(), text) != known.end() || text.starts_with("near ");
+      const bool isKnown =
+          std::find(known.begin(), known.end(), text) != known.end() || text.starts_with("near ");
       if (isKnown) {
          diagnostics.error(member.span, inQuotes(text) + " says nothing about " + std::string(where));
       } else {
@@ -78,7 +80,8 @@ void reportMisplaced(const Member& member, std::string_view where, Diagnostics& 
       }
       return;
    }
-   diagnostics.error(member.span, std::string(kindWord(member.kind)) + " cannot stand in " + std::string(where));
+   diagnostics.error(member.span,
+                     std::string(kindWord(member.kind)) + " cannot stand in " + std::string(where));
 }
 
 const Model::Builtin* ValueResolver::storage(const Declaration& declaration, const Type& owner,
@@ -125,8 +128,8 @@ void ValueResolver::resolve(const Declaration& declaration, Model::Bounded& type
       diagnostics_.error(type.span, "the type that " + inQuotes(type.name) + " bounds is missing",
                          "write 'bounded " + type.name + " : U32'");
    } else if (!type.storage->isNumber() && type.storage->sort != Model::Builtin::Sort::string) {
-      diagnostics_.error(declaration.base->span, "numbers and String can be bounded, not " +
-                                                     inQuotes(type.storage->name));
+      diagnostics_.error(declaration.base->span,
+                         "numbers and String can be bounded, not " + inQuotes(type.storage->name));
       type.storage = symbols_.builtin("U32");
    }
    for (const Member& member : declaration.members) {
@@ -135,7 +138,8 @@ void ValueResolver::resolve(const Declaration& declaration, Model::Bounded& type
          const Type* own = member.type ? types_.value(*member.type, type) : number;
          auto value = own ? expressions_.value(*member.value, type, *own) : nullptr;
          if (value) {
-            type.constants.push_back({member.name.text, member.docs, member.name.span, own, std::move(value)});
+            type.constants.push_back(
+                {member.name.text, member.docs, member.name.span, own, std::move(value)});
          }
       }
    }
@@ -157,7 +161,8 @@ void ValueResolver::boundedNumber(const Declaration& declaration, Model::Bounded
       }
    }
    if (!hasRange) {
-      diagnostics_.error(type.span, inQuotes(type.name) + " has no bounds", "write 'range <lowest> to <highest>;'");
+      diagnostics_.error(type.span, inQuotes(type.name) + " has no bounds",
+                         "write 'range <lowest> to <highest>;'");
    }
    if (!type.lower || !type.upper) {
       type.lower.reset();
@@ -168,8 +173,8 @@ void ValueResolver::boundedNumber(const Declaration& declaration, Model::Bounded
       diagnostics_.error(type.upper->span, "the range ends at " + numberText(*type.upper->number) +
                                                ", below its start " + numberText(*type.lower->number));
    }
-   type.message = type.name + "::value < " + boundText(*type.lower, type) + " or > " + boundText(*type.upper, type) +
-                  " not allowed";
+   type.message = type.name + "::value < " + boundText(*type.lower, type) + " or > " +
+                  boundText(*type.upper, type) + " not allowed";
    if (byDefault) {
       type.byDefault = expressions_.value(*byDefault->value, type, type);
    }
@@ -316,15 +321,18 @@ void ValueResolver::check(const Member& member, Model::Attribute& field) const {
    field.check = member.target.text;
    field.checkBy = member.targetBy.text;
    const auto* element = dynamic_cast<const Model::Value*>(field.key ? field.key : field.type);
-   if (member.targetBy && (field.kind == Model::Attribute::Kind::array || !element || !element->find(field.checkBy))) {
-      diagnostics_.error(member.targetBy.span, "what " + inQuotes(field.name) + " holds has no field " +
-                                                   inQuotes(field.checkBy));
+   if (member.targetBy &&
+       (field.kind == Model::Attribute::Kind::array || !element || !element->find(field.checkBy))) {
+      diagnostics_.error(member.targetBy.span,
+                         "what " + inQuotes(field.name) + " holds has no field " + inQuotes(field.checkBy));
    }
 }
 
-void ValueResolver::constant(const Member& member, const Type& owner, std::vector<Model::Constant>& constants) const {
+void ValueResolver::constant(const Member& member, const Type& owner,
+                             std::vector<Model::Constant>& constants) const {
    if (!member.type) {
-      diagnostics_.error(member.name.span, "the type of constant " + inQuotes(member.name.text) + " is missing",
+      diagnostics_.error(member.name.span,
+                         "the type of constant " + inQuotes(member.name.text) + " is missing",
                          "write 'constant " + member.name.text + " : U32 = ...'");
       return;
    }
@@ -380,8 +388,8 @@ void ValueResolver::invariant(const Member& member, Model::Value& type) const {
    std::string message = member.message.value_or("");
    if (!member.message) {
       message = type.name + "::" + std::string(condition->operands[0].span.text()) + " " +
-                std::string(Model::negated(condition->text)) + " " + std::string(condition->operands[1].span.text()) +
-                " not allowed";
+                std::string(Model::negated(condition->text)) + " " +
+                std::string(condition->operands[1].span.text()) + " not allowed";
    }
    type.invariants.push_back({member.span, std::move(condition), std::move(message)});
 }
@@ -408,8 +416,9 @@ void ValueResolver::directive(const Member& member, Model::Value& type) const {
    } else if (member.words.size() == 2 && member.words.front().text == "near") {
       const Model::Attribute* field = type.find(member.words[1].text);
       if (!isNear(field)) {
-         diagnostics_.error(member.words[1].span, "'near' names a field that is a 32-bit number, or a value that "
-                                                  "has such a field");
+         diagnostics_.error(member.words[1].span,
+                            "'near' names a field that is a 32-bit number, or a value that "
+                            "has such a field");
          return;
       }
       type.nearName = field->name;

@@ -7,9 +7,10 @@ namespace vokc {
 
 /// Fills the model of enumerations, bounded types, flag sets, values and rows from what was written.
 class ValueResolver {
- public:
+  public:
    ValueResolver(const SymbolTable& symbols, Diagnostics& diagnostics)
-       : diagnostics_(diagnostics), symbols_(symbols), types_(symbols, diagnostics), expressions_(symbols, diagnostics) {}
+       : diagnostics_(diagnostics), symbols_(symbols), types_(symbols, diagnostics),
+         expressions_(symbols, diagnostics) {}
 
    void resolve(const Syntax::Declaration& declaration, Model::Enumeration& type) const;
    void resolve(const Syntax::Declaration& declaration, Model::Bounded& type) const;
@@ -17,11 +18,12 @@ class ValueResolver {
    void resolve(const Syntax::Declaration& declaration, Model::Value& type) const;
 
    /// A constant of a value, an entity or an external type.
-   void constant(const Syntax::Member& member, const Model::Type& owner, std::vector<Model::Constant>& constants) const;
+   void constant(const Syntax::Member& member, const Model::Type& owner,
+                 std::vector<Model::Constant>& constants) const;
    /// An operation, handler, derived attribute or extra constructor.
    std::unique_ptr<Model::Function> function(const Syntax::Member& member, const Model::Type& owner) const;
 
- private:
+  private:
    const Model::Builtin* storage(const Syntax::Declaration& declaration, const Model::Type& owner,
                                  std::string_view byDefault) const;
    std::optional<Model::Number> number(const Syntax::Member& member, const Model::Type& owner,
