@@ -18,7 +18,8 @@ RedisServer::RedisServer(const std::string& directory) : socket_(directory + "/r
       dup2(nowhere, STDOUT_FILENO);
       dup2(nowhere, STDERR_FILENO);
       execlp("redis-server", "redis-server", "--port", "0", "--unixsocket", socket_.c_str(), "--dir",
-             directory.c_str(), "--save", "", "--appendonly", "no", nullptr);
+             directory.c_str(), "--save", "", "--appendonly", "no", "--client-output-buffer-limit", "pubsub 0 0 0",
+             nullptr);
       _exit(127);
    }
 }

@@ -8,7 +8,7 @@ namespace Bench {
 
 namespace {
 
-constexpr auto source = Mpls::LFib::Source::lfibSourceStatic;
+constexpr auto source = Mpls::LFib::Source::lfibSourceStaticMpls;
 
 Mpls::FwdEqvClass fecOf(U64 number) {
    const auto address = Kinet::IpGenAddr::fromIpv4(0x0a000000 + static_cast<U32>(number));

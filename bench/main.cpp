@@ -12,7 +12,8 @@ struct Group {
 };
 
 constexpr Group groups[] = {
-   {"tables", Bench::runTables},
+   {"tables", Bench::runTables}, {"busy", Bench::runBusy},       {"stream", Bench::runStream},
+   {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"entity", Bench::runEntity},
 };
 
 void run(const Bench::Options& options, Bench::Report& report) {
