@@ -117,8 +117,8 @@ void checkNextWriter(const TestRoot& root, const Model& before, const Model& aft
 }
 
 TEST(Step, WriterStoppedAfterEveryStore) {
-   if (!Stepped::isPossible())
-      GTEST_SKIP() << "this system does not allow a process to trace its child";
+   if (!Stepped::isPossible() || !Stepped::isQuick)
+      GTEST_SKIP() << "needs a system that lets a process trace its child, and a build without sanitizers";
    const auto is = [](const TestKey& key, unsigned length) {
       return [=](TableWriter<VariableRow>& table) { table.is(VariableRow::make(key, length, 77)); };
    };
@@ -246,8 +246,8 @@ class MovingKeys {
 };
 
 TEST(Step, KeyThatMovesPastTheReaderIsNotMissed) {
-   if (!Stepped::isPossible())
-      GTEST_SKIP() << "this system does not allow a process to trace its child";
+   if (!Stepped::isPossible() || !Stepped::isQuick)
+      GTEST_SKIP() << "needs a system that lets a process trace its child, and a build without sanitizers";
    MovingKeys keys;
    constexpr int never = 1 << 30;
    // The move that costs the reader most is one that its first look misses.

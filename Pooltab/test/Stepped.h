@@ -32,6 +32,12 @@ class Stepped {
    }
    Stepped(const Stepped&) = delete;
 
+   /// Sanitizers put tens of instructions where the program has one: too many to stop at each.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+   static constexpr bool isQuick = false;
+#else
+   static constexpr bool isQuick = true;
+#endif
    /// False where tracing is not allowed.
    static bool isPossible() {
       return Stepped([] {}, [] { return 0; }).isRunning();

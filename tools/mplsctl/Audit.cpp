@@ -80,8 +80,10 @@ class GraphWalk {
 
    bool stillLists(const Mpls::LfibViaSetKey& viaSetKey, const Mpls::LfibViaKey& wanted) const {
       const Mpls::LfibViaSet viaSet = tables_.viaSet.lookup(viaSetKey);
-      return std::ranges::any_of(viaSet.viaKeyEach().begin(), viaSet.viaKeyEach().end(),
-                                 [&](const auto& entry) { return entry.value == wanted; });
+      for (const auto [slot, key] : viaSet.viaKeyEach())
+         if (key == wanted)
+            return true;
+      return false;
    }
 
    void walkRoutes() {
@@ -119,6 +121,12 @@ class GraphWalk {
    std::vector<Finding> findings_;
 };
 
+/// In the middle of a change, sums and counts differ and blocks are not what they will be; rows are whole at
+/// every moment.
+bool explainedByChange(const Pooltab::TableReport& checked) {
+   return checked.busy && checked.tornRows == 0;
+}
+
 void checkTables(const LfibTables& tables, AuditReport& report) {
    const Pooltab::Folder& folder = *tables.pool.folder();
    tables.eachTable([&]<class Row>(const Pooltab::TableReader<Row>& table) {
@@ -126,9 +134,10 @@ void checkTables(const LfibTables& tables, AuditReport& report) {
       Pooltab::TableReport checked = Pooltab::verifyTable<Row>(folder, name);
       if (checked.status == Pooltab::MountStatus::unmounted)
          return;
-      for (const std::string& finding : checked.findings)
-         report.findings.push_back({Finding::Kind::table, name + ": " + finding});
-      report.tables.push_back({name, std::move(checked)});
+      if (!explainedByChange(checked))
+         for (const std::string& finding : checked.findings)
+            report.findings.push_back({Finding::Kind::table, name + ": " + finding});
+      report.tables.push_back({name, std::move(checked), folder.isLocked()});
    });
 }
 
@@ -137,6 +146,12 @@ void checkTables(const LfibTables& tables, AuditReport& report) {
 std::string_view stringValue(Finding::Kind kind) {
    constexpr std::string_view words[] = {"dangling", "orphaned", "wrong type", "table"};
    return words[static_cast<std::size_t>(kind)];
+}
+
+std::string_view AuditReport::Table::state() const {
+   if (explainedByChange(report))
+      return writerAlive ? "changing" : "half done";
+   return report.isClean() ? "clean" : "damaged";
 }
 
 bool AuditReport::isDamaged() const {

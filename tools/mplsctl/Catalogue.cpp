@@ -21,8 +21,10 @@ void append(std::vector<const T*>& list, std::span<const T* const> unit) {
 
 /// Enters a type that a field or attribute names, if it is worth a description and not there yet.
 void enterReferenced(std::vector<const Vok::Type*>& types, const Vok::Type* type) {
-   if (type && type->kind() == Vok::Kind::value && std::ranges::find(types, type) == types.end())
-      types.push_back(type);
+   if (!type || type->kind() == Vok::Kind::scalar || type->kind() == Vok::Kind::array ||
+       type->kind() == Vok::Kind::collection || std::ranges::find(types, type) != types.end())
+      return;
+   types.push_back(type);
 }
 
 } // namespace

@@ -13,7 +13,8 @@ struct Catalogue {
    std::vector<const Vok::EntityType*> entities; ///< entities and machines
 };
 
-/// Joins the generated lists of all units; and, behind them, the types written by hand that occur in them.
+/// Joins the generated lists of the library's units; and, behind them, the types of other rooms that occur
+/// in them.
 Catalogue catalogue();
 
 } // namespace mplsctl

@@ -32,6 +32,14 @@ VokPooltab::MountInfo mountInfo(const std::string& pool) {
    return info;
 }
 
+/// Raises Failure unless the routes and the via sets are mounted.
+void requireTables(const Lfib& lfib, const std::string& pool) {
+   const auto folder = folderOf(pool);
+   for (const Pooltab::CollectionControl* table :
+        {&lfib.status()->lfibRouteControl(), &lfib.status()->viaSetControl()})
+      requireMounted(*folder, table->mountStatus(), table->mountText());
+}
+
 } // namespace
 
 std::shared_ptr<Pooltab::Folder> folderOf(const std::string& pool) {
@@ -64,10 +72,14 @@ void requireMounted(const Pooltab::Folder& folder, Pooltab::MountStatus status, 
 
 std::unique_ptr<Lfib> openReader(const std::string& pool) {
    auto lfib = std::make_unique<MountedLfib<VokPooltab::ReaderMount>>(mountInfo(pool));
-   const auto folder = folderOf(pool);
-   for (const Pooltab::CollectionControl* table :
-        {&lfib->status()->lfibRouteControl(), &lfib->status()->viaSetControl()})
-      requireMounted(*folder, table->mountStatus(), table->mountText());
+   requireTables(*lfib, pool);
+   return lfib;
+}
+
+std::unique_ptr<Lfib> openForDryRun(const std::string& pool) {
+   auto lfib = std::make_unique<MountedLfib<VokPooltab::ReaderMount>>(mountInfo(pool));
+   if (lfib->status()->lfibRouteControl().mountStatus() != Pooltab::MountStatus::unmounted)
+      requireTables(*lfib, pool);
    return lfib;
 }
 

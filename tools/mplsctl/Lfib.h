@@ -28,6 +28,9 @@ class Lfib {
 /// Raises Failure: unreachable when there is no such pool or no right to it, versionMismatch, corrupt.
 std::unique_ptr<Lfib> openReader(const std::string& pool);
 
+/// As openReader, but tables that are not there yet are empty ones: to tell what a writer would do.
+std::unique_ptr<Lfib> openForDryRun(const std::string& pool);
+
 /// Makes the pool when it is not there. Raises Failure: unreachable when another process writes the pool
 /// (the message names it) or the directory cannot be written, versionMismatch, corrupt.
 std::unique_ptr<Lfib> openWriter(const std::string& pool);

@@ -61,10 +61,17 @@ void RouteBuilder::dropEqualHops() {
    }
 }
 
+void RouteBuilder::dropExcessHops() {
+   constexpr Vok::U32 limit = Mpls::LfibViaIndexRange::range;
+   for (; hops() > limit; file_.hops.pop_back())
+      skipped(route_.line, "next hop beyond the 128 of a via set");
+}
+
 /// What follows from the next hops only when all are known.
 void RouteBuilder::settleHops() {
    if (hops() > 1)
       dropEqualHops();
+   dropExcessHops();
    const auto hops = openHops();
    if (ttlMode_ != Mpls::TtlMode::undefinedTtlMode)
       for (Mpls::LfibMplsVia& hop : hops)
@@ -110,23 +117,13 @@ void RouteBuilder::bad(std::uint32_t line, std::string what) {
    bad_ = true;
 }
 
-void RouteBuilder::remark(Remark::Kind kind, std::uint32_t line, std::string_view what) {
-   for (Remark& known : file_.remarks) {
-      if (known.kind == kind && known.what == what) {
-         ++known.count;
-         return;
-      }
-   }
-   file_.remarks.push_back({kind, std::string(what), line, 1});
-}
-
 RouteFile RouteBuilder::take(Format format) {
    finish();
    file_.format = format;
    if (hasHoles_)
       std::erase_if(file_.routes, [](const FileRoute& route) { return route.label == goneLabel; });
    for (const FileRoute& route : file_.routes)
-      file_.sources.set(static_cast<std::size_t>(route.source));
+      file_.sources |= withInet6(route.source);
    std::ranges::stable_sort(file_.badLines, {}, &BadLine::line);
    return std::move(file_);
 }

@@ -42,16 +42,20 @@ class RouteBuilder {
 
    /// A bad line. The open route, if any, is bad with it.
    void bad(std::uint32_t line, std::string what);
-   void skipped(std::uint32_t line, std::string_view what) { remark(Remark::Kind::skipped, line, what); }
-   void note(std::uint32_t line, std::string_view what) { remark(Remark::Kind::note, line, what); }
+   void skipped(std::uint32_t line, std::string_view what) {
+      addRemark(file_.remarks, Remark::Kind::skipped, line, what);
+   }
+   void note(std::uint32_t line, std::string_view what) {
+      addRemark(file_.remarks, Remark::Kind::note, line, what);
+   }
    void broken() { file_.broken = true; }
 
    /// The file; the builder is done with.
    RouteFile take(Format format);
 
   private:
-   void remark(Remark::Kind kind, std::uint32_t line, std::string_view what);
    void dropEqualHops();
+   void dropExcessHops();
    void settleHops();
 
    RouteFile file_;

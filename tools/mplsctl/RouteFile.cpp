@@ -91,10 +91,23 @@ std::string_view formatName(Format format) {
    }
 }
 
+void addRemark(std::vector<Remark>& remarks, Remark::Kind kind, std::uint32_t line, std::string_view what) {
+   for (Remark& known : remarks) {
+      if (known.kind == kind && known.what == what) {
+         ++known.count;
+         return;
+      }
+   }
+   remarks.push_back({kind, std::string(what), line, 1});
+}
+
 RouteFile readRoutes(std::string name, std::string_view text) {
    const std::size_t start = text.find_first_not_of(" \t\r\n");
-   if (start == std::string_view::npos)
-      return RouteFile{.name = std::move(name)};
+   if (start == std::string_view::npos) {
+      RouteFile file;
+      file.name = std::move(name);
+      return file;
+   }
    switch (text[start]) {
    case '[':
       return readIpRouteJson(std::move(name), text);

@@ -43,6 +43,9 @@ struct Remark {
    std::uint32_t count;
 };
 
+/// Counts one more of a kind.
+void addRemark(std::vector<Remark>& remarks, Remark::Kind kind, std::uint32_t line, std::string_view what);
+
 struct RouteFile {
    std::string name; ///< as errors name it
    Format format = Format::empty;

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <utility>
 
 namespace mplsctl {
 
@@ -57,6 +58,11 @@ constexpr Protocol protocols[] = {
     {"ospf", "188", {Source::lfibSourceIsisSrV4Prefix, ospfNote}},
     {"srte", "198", {Source::lfibSourceSrTePolicy, {}}},
     {"rsvp", "rsvp", {Source::lfibSourceRsvp, {}}},
+};
+
+constexpr std::pair<Source, Source> inet6Forms[] = {
+    {Source::lfibSourceIsisSrV4Prefix, Source::lfibSourceIsisSrV6Prefix},
+    {Source::lfibSourceIsisSrV4Adj, Source::lfibSourceIsisSrV6Adj},
 };
 
 std::optional<SourceName> findProtocol(std::string_view word) {
@@ -181,14 +187,22 @@ Source sourceOption(const std::string& word) {
 }
 
 Source sourceForInet6(Source source) {
-   switch (source) {
-   case Source::lfibSourceIsisSrV4Prefix:
-      return Source::lfibSourceIsisSrV6Prefix;
-   case Source::lfibSourceIsisSrV4Adj:
-      return Source::lfibSourceIsisSrV6Adj;
-   default:
-      return source;
+   for (const auto& [inet, inet6] : inet6Forms)
+      if (source == inet)
+         return inet6;
+   return source;
+}
+
+SourceSet withInet6(Source source) {
+   SourceSet sources;
+   sources.set(static_cast<std::size_t>(source));
+   for (const auto& [inet, inet6] : inet6Forms) {
+      if (source == inet || source == inet6) {
+         sources.set(static_cast<std::size_t>(inet));
+         sources.set(static_cast<std::size_t>(inet6));
+      }
    }
+   return sources;
 }
 
 } // namespace mplsctl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Mpls/MplsLfib.h"
+#include "tools/mplsctl/RouteFile.h"
 
 #include <stdexcept>
 #include <string>
@@ -69,5 +69,7 @@ Mpls::LFib::Source sourceOption(const std::string& word);
 
 /// The source that stands for the same protocol with IPv6 next hops; the source itself when there is none.
 Mpls::LFib::Source sourceForInet6(Mpls::LFib::Source source);
+/// The source and its form for IPv6, or the one that it is the form of: a table that names one tells both.
+SourceSet withInet6(Mpls::LFib::Source source);
 
 } // namespace mplsctl

@@ -82,6 +82,12 @@ void writeType(Json& json, const Vok::Type& type) {
    json.end();
 }
 
+/// Every table has a companion: its control.
+constexpr std::string_view controlType = "Pooltab::CollectionControl";
+std::string controlOf(const Vok::Attribute& table) {
+   return std::string(table.name) + "Control";
+}
+
 void writeEntity(Json& json, const Vok::EntityType& type) {
    json.object().field("name", type.name()).field("kind", stringValue(type.kind()));
    writeDoc(json, type.doc());
@@ -97,6 +103,8 @@ void writeEntity(Json& json, const Vok::EntityType& type) {
          json.field("default", attribute.defaultText);
       writeDoc(json, attribute.doc);
       json.end();
+      if (attribute.kind == Vok::AttributeKind::table)
+         json.object().field("name", controlOf(attribute)).field("type", controlType).end();
    }
    json.end().end();
 }
@@ -141,8 +149,11 @@ void printEntity(Output& out, const Vok::EntityType& type) {
    writeHeading(out, stringValue(type.kind()), type.name(), type.doc());
    for (const Vok::Parameter& parameter : type.parameters())
       writeLine(out, parameter.name, "parameter " + parameter.typeName, "", "");
-   for (const Vok::Attribute& attribute : type.attributes())
+   for (const Vok::Attribute& attribute : type.attributes()) {
       writeLine(out, attribute.name, attribute.typeName, attribute.defaultText, attribute.doc);
+      if (attribute.kind == Vok::AttributeKind::table)
+         writeLine(out, controlOf(attribute), controlType, "", "");
+   }
    out << '\n';
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {showVerb, watchVerb, verifyVerb, statsVerb, schemaVerb};
+constexpr Verb verbs[] = {loadVerb, routeVerb, showVerb, watchVerb, verifyVerb, statsVerb, schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());
@@ -22,7 +22,7 @@ int report(const Failure& failure) {
 } // namespace
 
 int main(int argc, char** argv) {
-   std::signal(SIGPIPE, SIG_IGN); // `mplsctl ... | head` ends quietly
+   std::signal(SIGPIPE, SIG_IGN); // "mplsctl ... | head" ends quietly
    Session session;
    CLI::App program("Load, read, watch and check the MPLS forwarding tables in shared memory.", "mplsctl");
    program.footer("Exit status: 0 done, 1 not found or differs, 2 wrong usage, 3 unreachable, 4 corrupt, "
