@@ -47,7 +47,7 @@ TEST_F(Show, RoutesAsAlignedLinesInKeyOrder) {
 TEST_F(Show, RoutesAsJsonKeyedByLabel) {
    const json shown =
        json::parse(printed([&](Output& out) { showRoutes(tables, {}, Format::json, out); }));
-   const json expected = json::parse(R"({
+   const json expected = json::parse(R"json({
       "0": {"inLabel": 0, "installed": true, "nexthops": []},
       "16": {"inLabel": 16, "installed": true, "nexthops": [
          {"type": "Static", "outLabel": 17, "installed": true, "nexthop": "10.0.0.2"},
@@ -56,7 +56,7 @@ TEST_F(Show, RoutesAsJsonKeyedByLabel) {
          {"type": "SR (IS-IS)", "outLabel": 3, "installed": true, "interface": "vrf-red"}]},
       "24019/7": {"inLabel": 24019, "inLabelStack": [24019, 7], "installed": true, "nexthops": [
          {"type": "LDP", "outLabel": 24019, "outLabelStack": [24019, 24011], "installed": true,
-          "nexthop": "2001:db8::1"}]}})");
+          "nexthop": "2001:db8::1"}]}})json");
    EXPECT_EQ(shown, expected) << json::diff(expected, shown).dump(1);
 
    RouteFilter filter;
