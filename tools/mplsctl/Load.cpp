@@ -1,4 +1,5 @@
 #include "tools/mplsctl/Command.h"
+#include "tools/mplsctl/Leftovers.h"
 #include "tools/mplsctl/Lfib.h"
 #include "tools/mplsctl/LoadPlan.h"
 #include "tools/mplsctl/RouteReport.h"
@@ -40,15 +41,26 @@ struct LoadResult {
    bool published = false;
 };
 
-LoadResult load(const LoadOptions& options, RouteFile& file, SourceSet sources, const std::string& pool) {
-   const auto lfib = options.dryRun ? openForDryRun(pool) : openWriter(pool);
-   const LoadPlan plan(file, sources, *lfib->status());
-   if (!options.dryRun) {
-      plan.apply(*Mpls::lfibWriterFactory(lfib->status()));
-      lfib->publish();
-   }
+LoadResult outcomeOf(const LoadPlan& plan, RouteFile& file, bool published) {
    file.remarks.insert(file.remarks.end(), plan.remarks().begin(), plan.remarks().end());
-   return {plan.added(), plan.changed(), plan.removed(), plan.unchanged(), !options.dryRun};
+   return {plan.added(), plan.changed(), plan.removed(), plan.unchanged(), published};
+}
+
+LoadResult preview(RouteFile& file, SourceSet sources, const std::string& pool) {
+   const auto lfib = openForDryRun(pool);
+   return outcomeOf(LoadPlan(file, sources, *lfib->status()), file, false);
+}
+
+LoadResult load(RouteFile& file, SourceSet sources, const std::string& pool) {
+   const auto lfib = openWriter(pool);
+   const auto writer = Mpls::lfibWriterFactory(lfib->status());
+   if (const Vok::U32 leftovers = removeLeftovers(*writer))
+      file.remarks.push_back(
+          {Remark::Kind::note, "row that a writer left behind when it died: removed", 0, leftovers});
+   const LoadPlan plan(file, sources, *lfib->status());
+   plan.apply(*writer);
+   lfib->publish();
+   return outcomeOf(plan, file, true);
 }
 
 void printResult(Output& out, const LoadOptions& options, const RouteFile& file, const LoadResult& result) {
@@ -80,7 +92,9 @@ Outcome run(const LoadOptions& options, const std::string& pool) {
    printBadLines(file);
    const SourceSet sources = sourcesOf(options, file);
    const bool refused = file.broken || (!file.badLines.empty() && !options.keepGoing);
-   const LoadResult result = refused ? LoadResult() : load(options, file, sources, pool);
+   const LoadResult result = refused          ? LoadResult()
+                             : options.dryRun ? preview(file, sources, pool)
+                                              : load(file, sources, pool);
    Output out;
    if (options.json)
       writeResult(out, file, sources, result);
