@@ -190,10 +190,11 @@ class ValueEmitter {
          line("Vok::String stringValue() const;");
          line("static void parseText(Vok::TextParser& parser, " + type_.name + "& value);");
       }
-      if (!type_.constants.empty()) {
+      const std::vector<std::string> reflected = constantEntries(type_.constants, type_);
+      if (!reflected.empty()) {
          line("static std::vector<Vok::Constant> vokConstants();");
          source("std::vector<Vok::Constant> " + class_ + "::vokConstants() {\n" +
-                list("   return {", constantEntries(type_.constants), "};\n") + "}\n");
+                list("   return {", reflected, "};\n") + "}\n");
       }
       if (!type_.nearName.empty()) {
          const auto at = std::find_if(type_.fields.begin(), type_.fields.end(),
