@@ -70,6 +70,11 @@ class ChangeCursor {
    Next next(Change& change);
    /// The number of the last change that was delivered or skipped.
    U64 position() const { return position_; }
+   /// Goes on behind that change. If the ring has lost what follows, or never had it, next() says lapped.
+   void positionIs(U64 position) {
+      position_ = position;
+      seenHead_ = head();
+   }
    U64 head() const { return loadAcquire(header_->head); }
 
   private:

@@ -1,23 +1,30 @@
 #include "Pooltab/PoolReader.h"
 
-#include <algorithm>
-
 namespace Pooltab {
 
-PoolReader::PoolReader(std::shared_ptr<Folder> folder)
-    : folder_(std::move(folder)), listener_(folder_->listen()) {
+PoolReader::PoolReader(std::shared_ptr<Folder> folder) : folder_(std::move(folder)) {
    refreshControl();
 }
 
+int PoolReader::descriptor() {
+   if (!listener_)
+      listener_ = folder_->listen();
+   return listener_->descriptor();
+}
+
+void PoolReader::drain() {
+   if (listener_)
+      listener_->drain();
+}
+
 TableView& PoolReader::view(const std::string& name, const RowShape& shape) {
-   auto& view = views_[name];
-   if (!view) {
-      // The cursor stands before the rows are looked at: what changes from here on is told.
-      refreshControl();
-      view = std::make_unique<TableView>(folder_, name, shape);
-      numberTables();
-   }
-   return *view;
+   if (const auto known = views_.find(name); known != views_.end())
+      return *known->second;
+   // The cursor stands before the rows are looked at: what changes from here on is told.
+   refreshControl();
+   TableView& view = *(views_[name] = std::make_unique<TableView>(folder_, name, shape));
+   numberTables();
+   return view;
 }
 
 void PoolReader::numberTables() {

@@ -21,9 +21,10 @@ class PoolReader {
    /// deliver() mounts it when it comes.
    TableView& view(const std::string& name, const RowShape& shape);
 
-   /// Readable when there may be something to deliver. Drain it, then deliver until nothing comes.
-   int descriptor() const { return listener_->descriptor(); }
-   void drain() { listener_->drain(); }
+   /// Readable when there may be something to deliver. Drain it, then deliver until nothing comes. Listening
+   /// begins with the first call: deliver once after it.
+   int descriptor();
+   void drain();
 
    /// Mounts what has come, then tells the tables' listeners of up to `max` changes, in the order of writing.
    /// Returns how many it told of; less than `max` means that the reader has caught up. Changes of tables
@@ -32,6 +33,12 @@ class PoolReader {
 
    /// The number of the last change delivered, and of the last announced.
    U64 position() const { return cursor_.position(); }
+   /// Goes on behind that change: for readers that know how far they came in an earlier life. Where the log
+   /// has lost what follows, deliver() tells of whole collections.
+   void positionIs(U64 position) {
+      if (control_)
+         cursor_.positionIs(position);
+   }
    U64 logPosition() const { return control_ ? control_.head() : 0; }
    const std::shared_ptr<Folder>& folder() const { return folder_; }
    /// Names and fingerprints of the tables that the pool has.

@@ -26,16 +26,16 @@ TableStore& PoolWriter::store(const std::string& name, const RowShape& shape) {
       throw Vok::Error(folder_->where() + ": table '" + name + "': a row takes " +
                        std::to_string(shape.rowBytesMax) + " bytes with a key of " +
                        std::to_string(shape.keyBytes) + "; the most is " + std::to_string(payloadBytesMax));
-   auto& table = tables_[name];
-   if (!table) {
-      const U8 number = control_->tableNumber(name, shape);
-      table = std::make_unique<TableStore>(folder_, name, shape, number, control_->log(), epoch());
-      folder_->ring(); // for readers that wait for this table
-   } else if (table->shape().fingerprint != shape.fingerprint) {
-      throw Vok::Error(folder_->where() + ": table '" + name +
-                       "' is open already, with rows declared otherwise");
+   if (const auto open = tables_.find(name); open != tables_.end()) {
+      if (open->second->shape().fingerprint != shape.fingerprint)
+         throw Vok::Error(folder_->where() + ": table '" + name +
+                          "' is open already, with rows declared otherwise");
+      return *open->second;
    }
-   return *table;
+   const U8 number = control_->tableNumber(name, shape);
+   auto table = std::make_unique<TableStore>(folder_, name, shape, number, control_->log(), epoch());
+   folder_->ring(); // for readers that wait for this table
+   return *(tables_[name] = std::move(table));
 }
 
 void PoolWriter::flush() {

@@ -3,6 +3,7 @@
 #include "Pooltab/Status.h"
 
 #include "Pooltab/RowPacking.h"
+#include "Pooltab/Status.h"
 
 #include <functional>
 #include <string>

@@ -54,7 +54,7 @@ class ReaderMount {
 
    Pooltab::PoolReader& pool() { return pool_; }
    /// Readable when there may be something to deliver.
-   int descriptor() const { return pool_.descriptor(); }
+   int descriptor() { return pool_.descriptor(); }
    void drain() { pool_.drain(); }
    /// Notifies the entity's observers of up to `max` changes; less means that it has caught up.
    std::size_t deliver(std::size_t max) { return pool_.deliver(max); }

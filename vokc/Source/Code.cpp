@@ -47,15 +47,15 @@ std::string docLiteral(const Model::Docs& docs) {
    return literal(text);
 }
 
-std::string list(const std::string& head, const std::vector<std::string>& items, const std::string& tail,
-                 std::size_t column) {
-   const std::size_t lastLine = head.rfind('\n') + 1; // 0 when the head is a single line
-   const std::size_t start = column + head.size() - lastLine;
-   std::string result = head;
-   std::size_t at = start;
+namespace {
+
+/// Items broken into lines that start at `start`, of which the first begins at `at`.
+std::string filled(const std::vector<std::string>& items, const std::string& tail, std::size_t at,
+                   std::size_t start, std::size_t column) {
+   std::string result;
    for (std::size_t i = 0; i < items.size(); ++i) {
       const bool last = i + 1 == items.size();
-      const std::size_t end = items[i].size() + (last ? tail.size() : 1);
+      const std::size_t end = items[i].size() + (last ? tail.size() - tail.ends_with('\n') : 1);
       if (i != 0 && at + 1 + end > columnLimit) {
          result += "\n" + std::string(start - column, ' ');
          at = start;
@@ -69,13 +69,47 @@ std::string list(const std::string& head, const std::vector<std::string>& items,
    return result + tail;
 }
 
-std::string assigned(const std::string& head, const std::string& call, const std::vector<std::string>& items) {
+/// How many lines a text takes, and whether one of them is too long; `at` is where the first one begins.
+std::pair<std::size_t, bool> extent(const std::string& text, std::size_t at, std::size_t column) {
+   std::size_t lines = 0;
+   bool tooLong = false;
+   for (std::size_t begin = 0; begin < text.size(); ++lines) {
+      const std::size_t end = std::min(text.find('\n', begin), text.size());
+      tooLong = tooLong || (lines == 0 ? at : column) + end - begin > columnLimit;
+      begin = end + 1;
+   }
+   return {lines, tooLong};
+}
+
+} // namespace
+
+std::string list(const std::string& head, const std::vector<std::string>& items, const std::string& tail,
+                 std::size_t column) {
+   const std::size_t lastLine = head.rfind('\n') + 1; // 0 when the head is a single line
+   const std::size_t start = column + head.size() - lastLine;
+   const std::string behind = filled(items, tail, start, start, column);
+   const bool opens = head.ends_with('(') || head.ends_with('{');
+   const auto [lines, tooLong] = extent(behind, start, column);
+   if (lines < 2 || !opens) {
+      return head + behind;
+   }
+   const std::size_t indent = std::min(head.find_first_not_of(" \n", lastLine) - lastLine, head.size()) + 4;
+   const std::string below = filled(items, tail, column + indent, column + indent, column);
+   const bool better = tooLong || extent(below, column + indent, column).first + 1 < lines;
+   return better ? head + "\n" + std::string(indent, ' ') + below : head + behind;
+}
+
+std::string assigned(const std::string& head, const std::string& call,
+                     const std::vector<std::string>& items) {
    const std::string one = list("   " + head + " = " + call + "(", items, ");\n");
-   return one.find('\n') + 1 == one.size() ? one : "   " + head + " =\n" + list("       " + call + "(", items, ");\n");
+   return one.find('\n') + 1 == one.size()
+              ? one
+              : "   " + head + " =\n" + list("       " + call + "(", items, ");\n");
 }
 
 std::string constructor(const std::string& head, const std::vector<std::string>& parameters,
-                        const std::vector<std::string>& initializers, const std::string& tail, std::size_t column) {
+                        const std::vector<std::string>& initializers, const std::string& tail,
+                        std::size_t column) {
    const std::string front = list(head, parameters, ")", column);
    if (initializers.empty()) {
       return front + tail;
@@ -192,7 +226,8 @@ std::string Spelling::value(const Model::Expression& expression, const Type& exp
    } else if (expression.number && expression.kind != Kind::number) {
       text = Model::numberText(*expression.number);
    }
-   if (expression.kind == Kind::number && expression.number > Model::Number(INT64_MAX) && !text.starts_with("0x")) {
+   if (expression.kind == Kind::number && expression.number > Model::Number(INT64_MAX) &&
+       !text.starts_with("0x")) {
       text += "u";
    }
    const bool wrapped = expected.kind == Type::Kind::bounded && expression.type != &expected;
@@ -210,7 +245,8 @@ std::string Spelling::condition(const Model::Expression& expression) const {
    case Kind::field:
       return stored(expression.field->name);
    case Kind::binary:
-      return condition(expression.operands[0]) + " " + expression.text + " " + condition(expression.operands[1]);
+      return condition(expression.operands[0]) + " " + expression.text + " " +
+             condition(expression.operands[1]);
    case Kind::negative:
       return "-" + condition(expression.operands[0]);
    case Kind::enumerator:

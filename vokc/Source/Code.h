@@ -20,7 +20,8 @@ std::string docs(const Model::Docs& docs);
 std::string literal(std::string_view text);
 /// The docs as one string literal, "" when there are none.
 std::string docLiteral(const Model::Docs& docs);
-/// `head` + items joined by ", " + `tail`. What does not fit in the line goes on below the first item.
+/// `head` + items joined by ", " + `tail`. What does not fit in the line goes on below the first item, or all
+/// items stand below the head where that takes fewer lines.
 /// `column` is how far the text will stand from the margin.
 std::string list(const std::string& head, const std::vector<std::string>& items, const std::string& tail,
                  std::size_t column = 0);
@@ -28,7 +29,8 @@ std::string list(const std::string& head, const std::vector<std::string>& items,
 std::string assigned(const std::string& head, const std::string& call, const std::vector<std::string>& items);
 /// A constructor with its initializers; `tail` starts with its body.
 std::string constructor(const std::string& head, const std::vector<std::string>& parameters,
-                        const std::vector<std::string>& initializers, const std::string& tail, std::size_t column);
+                        const std::vector<std::string>& initializers, const std::string& tail,
+                        std::size_t column);
 /// A function in a class: on one line where it fits.
 std::string inlined(const std::string& head, const std::string& body);
 /// `name` with its first letter in upper or lower case.
@@ -39,8 +41,9 @@ std::string stored(const std::string& name);
 
 /// Writes types and values as they read in one namespace of the generated code.
 class Spelling {
- public:
-   Spelling(const SymbolTable& symbols, std::vector<std::string> scope) : symbols_(symbols), scope_(std::move(scope)) {}
+  public:
+   Spelling(const SymbolTable& symbols, std::vector<std::string> scope)
+       : symbols_(symbols), scope_(std::move(scope)) {}
 
    /// "bool", "Vok::U32", "Kinet::MplsLabel"
    std::string type(const Model::Type& type) const;
@@ -59,7 +62,7 @@ class Spelling {
    /// " = 0" and the like behind a data member; empty for what needs none.
    std::string initializer(const Model::Attribute& attribute) const;
 
- private:
+  private:
    const SymbolTable& symbols_;
    std::vector<std::string> scope_;
 };

@@ -7,9 +7,9 @@
 namespace vokc {
 
 struct Compilation {
-   std::vector<OutputFile> outputs;             ///< empty when there were errors
-   std::vector<std::filesystem::path> inputs;   ///< every file read, the compiled one first
-   std::string messages;                        ///< what is wrong, ready to print
+   std::vector<OutputFile> outputs;           ///< empty when there were errors
+   std::vector<std::filesystem::path> inputs; ///< every file read, the compiled one first
+   std::string messages;                      ///< what is wrong, ready to print
    std::size_t errors = 0;
 };
 

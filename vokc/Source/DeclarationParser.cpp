@@ -23,7 +23,9 @@ constexpr std::array<std::pair<std::string_view, Declaration::Kind>, 8> declarat
 }};
 
 /// Stands before the name of an attribute.
-bool isModifier(const Token& token) { return token.is("logChecked") || token.is("counter"); }
+bool isModifier(const Token& token) {
+   return token.is("logChecked") || token.is("counter");
+}
 
 bool isDeclarationWord(std::string_view word) {
    for (const auto& [known, kind] : declarationWords) {
@@ -78,8 +80,8 @@ void DeclarationParser::head(Declaration& declaration) {
 void DeclarationParser::externalHead(Declaration& declaration) {
    declaration.externalKind = tokens_.expectName("'value' or 'entity' after 'external'");
    if (declaration.externalKind.text != "value" && declaration.externalKind.text != "entity") {
-      tokens_.stop(declaration.externalKind.span,
-                   "expected 'value' or 'entity' after 'external', found '" + declaration.externalKind.text + "'");
+      tokens_.stop(declaration.externalKind.span, "expected 'value' or 'entity' after 'external', found '" +
+                                                      declaration.externalKind.text + "'");
    }
    declaration.name = tokens_.expectName("the name of the type");
    declaration.span = declaration.name.span;

@@ -7,12 +7,12 @@ namespace vokc {
 /// Declarations of types and what stands in their braces. A member that cannot be read is reported and left
 /// out; the rest of its declaration stands.
 class DeclarationParser {
- public:
+  public:
    explicit DeclarationParser(TokenStream& tokens) : tokens_(tokens), expressions_(tokens) {}
 
    Syntax::Declaration declaration();
 
- private:
+  private:
    void head(Syntax::Declaration& declaration);
    void externalHead(Syntax::Declaration& declaration);
    void constructorParameters(Syntax::Declaration& declaration);

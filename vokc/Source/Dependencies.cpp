@@ -9,7 +9,7 @@ using Model::Type;
 namespace {
 
 class Collector {
- public:
+  public:
    explicit Collector(const Model::Unit& unit) : unit_(unit) {}
 
    Dependencies run() {
@@ -28,13 +28,14 @@ class Collector {
       return std::move(result_);
    }
 
- private:
+  private:
    void use(const Type* type) {
       if (!type || type->kind == Type::Kind::builtin) {
          return;
       }
       const bool sameFile = type->span.file == unit_.types.front()->span.file;
-      const bool isExternal = type->kind == Type::Kind::externalValue || type->kind == Type::Kind::externalEntity;
+      const bool isExternal =
+          type->kind == Type::Kind::externalValue || type->kind == Type::Kind::externalEntity;
       if (isExternal || !sameFile || (type->unit != unit_.name && type->order < unit_.types.front()->order)) {
          result_.headers.insert(type->header);
       } else if (type->isEntity() && !type->parent &&
@@ -91,6 +92,8 @@ class Collector {
 
 } // namespace
 
-Dependencies dependenciesOf(const Model::Unit& unit) { return unit.types.empty() ? Dependencies() : Collector(unit).run(); }
+Dependencies dependenciesOf(const Model::Unit& unit) {
+   return unit.types.empty() ? Dependencies() : Collector(unit).run();
+}
 
 } // namespace vokc

@@ -6,7 +6,8 @@
 
 namespace vokc {
 
-/// What the header of a unit needs: headers of what it holds by value, and the entities that it only points to.
+/// What the header of a unit needs: headers of what it holds by value, and the entities that it only points
+/// to.
 struct Dependencies {
    std::set<std::string> headers;
    std::vector<const Model::Type*> forward; ///< entities to declare, in reading order

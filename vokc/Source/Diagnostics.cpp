@@ -1,7 +1,6 @@
 #include "vokc/Source/Diagnostics.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace vokc {
 
@@ -76,27 +75,31 @@ void Diagnostics::write(std::string& out, const char* kind, const Message& messa
 
 namespace {
 
-/// Insertions, removals and replacements between two words.
+/// Insertions, removals, replacements and swaps of neighbours between two words.
 std::size_t distance(std::string_view a, std::string_view b) {
-   std::vector<std::size_t> row(b.size() + 1);
-   std::iota(row.begin(), row.end(), 0);
-   for (std::size_t i = 1; i <= a.size(); ++i) {
-      std::size_t diagonal = row[0];
-      row[0] = i;
-      for (std::size_t j = 1; j <= b.size(); ++j) {
-         const std::size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-         diagonal = row[j];
-         row[j] = std::min({row[j] + 1, row[j - 1] + 1, replaced});
+   std::vector<std::vector<std::size_t>> steps(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+   for (std::size_t i = 0; i <= a.size(); ++i) {
+      for (std::size_t j = 0; j <= b.size(); ++j) {
+         if (i == 0 || j == 0) {
+            steps[i][j] = i + j;
+            continue;
+         }
+         const std::size_t replaced = steps[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+         steps[i][j] = std::min({steps[i - 1][j] + 1, steps[i][j - 1] + 1, replaced});
+         if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+            steps[i][j] = std::min(steps[i][j], steps[i - 2][j - 2] + 1);
+         }
       }
    }
-   return row[b.size()];
+   return steps[a.size()][b.size()];
 }
 
 } // namespace
 
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
    std::string best;
-   std::size_t bestDistance = std::max<std::size_t>(1, word.size() / 3) + 1;
+   // A third of the word may be wrong, but something of it must be right.
+   std::size_t bestDistance = std::min(std::max<std::size_t>(1, word.size() / 3) + 1, word.size());
    for (const std::string& candidate : candidates) {
       const std::size_t d = distance(word, candidate);
       if (d < bestDistance) {
@@ -107,7 +110,9 @@ std::string nearest(std::string_view word, const std::vector<std::string>& candi
    return best;
 }
 
-std::string inQuotes(std::string_view text) { return "'" + std::string(text) + "'"; }
+std::string inQuotes(std::string_view text) {
+   return "'" + std::string(text) + "'";
+}
 
 std::string didYouMean(std::string_view word, const std::vector<std::string>& candidates) {
    const std::string best = nearest(word, candidates);

@@ -9,7 +9,7 @@ namespace vokc {
 
 /// Collects what is wrong with the input, so that one run reports every mistake and not only the first.
 class Diagnostics {
- public:
+  public:
    /// Reports an error at `span`. `mend` says what to do about it and follows the text after a semicolon.
    void error(Span span, std::string text, std::string mend = {});
    /// Points from the error before it to the place that it speaks of.
@@ -22,7 +22,7 @@ class Diagnostics {
    /// line and a caret line below it. Notes stay with their error.
    std::string text() const;
 
- private:
+  private:
    struct Message {
       Span span;
       std::string text;

@@ -24,15 +24,17 @@ std::vector<const Model::Reactor*> memberReactors(const Attribute& attribute, co
    return found;
 }
 
-std::string reactorStorage(const Model::Reactor& reactor) { return stored(lower(reactor.name)); }
+std::string reactorStorage(const Model::Reactor& reactor) {
+   return stored(lower(reactor.name));
+}
 
 namespace {
 
 class AttributeEmitter {
- public:
+  public:
    AttributeEmitter(const Attribute& attribute, const Model::Entity& owner, const Spelling& spelling)
-       : attribute_(attribute), owner_(owner), spelling_(spelling), name_(attribute.name), member_(stored(name_)),
-         id_(name_ + "Attr"), below_(isDeclaredBelow(attribute, owner)) {
+       : attribute_(attribute), owner_(owner), spelling_(spelling), name_(attribute.name),
+         member_(stored(name_)), id_(name_ + "Attr"), below_(isDeclaredBelow(attribute, owner)) {
       if (attribute.key) {
          key_ = spelling.passed(*attribute.key);
       }
@@ -72,7 +74,7 @@ class AttributeEmitter {
       return std::move(code_);
    }
 
- private:
+  private:
    /// A function that can stand in the class.
    void add(const std::string& head, const std::string& body) { code_.accessors += inlined(head, body); }
 
@@ -83,23 +85,26 @@ class AttributeEmitter {
 
    void addOutside(const std::string& result, const std::string& head, const std::string& body) {
       code_.accessors += result + " " + head + ";\n";
-      code_.source += (code_.source.empty() ? "" : "\n") + result + " " + className(owner_) + "::" + head + " {\n" + body + "}\n";
+      code_.source += (code_.source.empty() ? "" : "\n") + result + " " + className(owner_) + "::" + head +
+                      " {\n" + body + "}\n";
    }
 
    void describe(const std::string& builder, const std::vector<std::string>& functions,
                  const std::vector<std::string>& more = {}) {
       const std::string owner = className(owner_);
-      std::string head = builder + "<&" + owner + "::" + member_;
+      std::vector<std::string> members = {"&" + owner + "::" + member_};
       for (const std::string& function : functions) {
-         head += function == "nullptr" ? ", nullptr" : ", &" + owner + "::" + name_ + function;
+         members.push_back(function == "nullptr" ? function : "&" + owner + "::" + name_ + function);
       }
       std::vector<std::string> arguments = {literal(name_), id_, docLiteral(attribute_.docs)};
       arguments.insert(arguments.end(), more.begin(), more.end());
-      code_.descriptor = list(head + ">(", arguments, ")", 8);
+      code_.descriptor = list(list(builder + "<", members, ">(", 8), arguments, "),", 8);
+      code_.descriptor.pop_back(); // a comma follows all but the last one
    }
 
    std::string typeName(const std::string& word) const {
-      return literal(word + "<" + (attribute_.isConst ? "const " : "") + attribute_.type->qualifiedName() + ">");
+      return literal(word + "<" + (attribute_.isConst ? "const " : "") + attribute_.type->qualifiedName() +
+                     ">");
    }
 
    void scalar() {
@@ -108,16 +113,16 @@ class AttributeEmitter {
       add(passed + " " + name_ + "() const", "return " + member_ + ";");
       if (const Model::Function* handler = ownHandler()) {
          addOutside("void", name_ + "Is(" + passed + " value)",
-                    "   if (" + member_ + " == value)\n      return;\n   vokSet(" + member_ + ", value, " + id_ + ");\n   " +
-                        handler->name + "();\n");
+                    "   if (" + member_ + " == value)\n      return;\n   vokSet(" + member_ + ", value, " +
+                        id_ + ");\n   " + handler->name + "();\n");
       } else {
          add("void " + name_ + "Is(" + passed + " value)", "vokSet(" + member_ + ", value, " + id_ + ");");
       }
       if (attribute_.isCounter) {
          const std::string sum = "static_cast<" + code_.storage + ">(" + member_ + " + by)";
-         code_.accessors += "/// Adds, modulo the size of the counter, and returns the new value.\n" + code_.storage + " " +
-                            name_ + "Inc(" + code_.storage + " by = 1) {\n   vokSet(" + member_ + ", " + sum + ", " + id_ +
-                            ");\n   return " + member_ + ";\n}\n";
+         code_.accessors += "/// Adds, modulo the size of the counter, and returns the new value.\n" +
+                            code_.storage + " " + name_ + "Inc(" + code_.storage + " by = 1) {\n   vokSet(" +
+                            member_ + ", " + sum + ", " + id_ + ");\n   return " + member_ + ";\n}\n";
       }
       const std::string initial = spelling_.initializer(attribute_);
       describe("Vok::scalarAttribute", {"Is"}, {initial.starts_with(" = ") ? initial.substr(3) : "{}"});
@@ -153,7 +158,8 @@ class AttributeEmitter {
       code_.accessors += "/// Null when there is none.\n";
       add("const " + pointer_ + "& " + name_ + "() const", "return " + member_ + ";");
       code_.accessors += "/// Creates it, or returns the one that is there.\n";
-      addComplete(pointer_, list(name_ + "Is(", parameters, ")"), "return vokChildIs(" + member_ + ", " + id_ + arguments + ");");
+      addComplete(pointer_, list(name_ + "Is(", parameters, ")"),
+                  "return vokChildIs(" + member_ + ", " + id_ + arguments + ");");
       addComplete("void", name_ + "Del()", "vokChildDel(" + member_ + ", " + id_ + ");");
       describe("Vok::childAttribute", {"Del"}, {typeName("optional")});
    }
@@ -178,17 +184,19 @@ class AttributeEmitter {
       for (const Model::Reactor* reactor : reactors) {
          body += "   " + reactorStorage(*reactor) + ".del(removed);\n";
       }
-      addOutside("void", name_ + "Del(" + key_ + " key)", body + "   " + del + "(" + member_ + ", " + id_ + ", removed);\n");
+      addOutside("void", name_ + "Del(" + key_ + " key)",
+                 body + "   " + del + "(" + member_ + ", " + id_ + ", removed);\n");
       addOutside("void", name_ + "DelAll()",
-                 "   for (const auto& entry : Vok::Each(this, " + member_ + "))\n      " + name_ + "Del(entry.key);\n");
+                 "   for (const auto& entry : Vok::Each(this, " + member_ + "))\n      " + name_ +
+                     "Del(entry.key);\n");
    }
 
    void map() {
       const std::string value = spelling_.type(*attribute_.type);
       const bool ordered = attribute_.kind == Kind::orderedMap;
       const bool keyed = attribute_.kind == Kind::values;
-      code_.storage = "Vok::" + std::string(ordered ? "OrderedMap<" : "HashMap<") + spelling_.type(*attribute_.key) + ", " +
-                      value + ">";
+      code_.storage = "Vok::" + std::string(ordered ? "OrderedMap<" : "HashMap<") +
+                      spelling_.type(*attribute_.key) + ", " + value + ">";
       code_.accessors += "/// The default value when there is none.\n";
       add(value + " " + name_ + "(" + key_ + " key) const", "return vokGet(" + member_ + ", key);");
       readers();
@@ -215,22 +223,24 @@ class AttributeEmitter {
    void mapOfPointers() {
       const bool ordered = attribute_.kind == Kind::orderedMap;
       const std::string word = ordered ? "ordered map<" : "map<";
-      code_.storage = "Vok::" + std::string(ordered ? "OrderedMap<" : "HashMap<") + spelling_.type(*attribute_.key) + ", " +
-                      pointer_ + ">";
+      code_.storage = "Vok::" + std::string(ordered ? "OrderedMap<" : "HashMap<") +
+                      spelling_.type(*attribute_.key) + ", " + pointer_ + ">";
       code_.accessors += "/// Null when there is none.\n";
       addComplete(pointer_, name_ + "(" + key_ + " key) const", "return vokGet(" + member_ + ", key);");
       readers();
       addComplete("void", name_ + "Is(" + key_ + " key, const " + pointer_ + "& value)",
                   "vokMapIs(" + member_ + ", " + id_ + ", key, value);");
       tail();
-      const std::string pointee = std::string(attribute_.isConst ? "const " : "") + attribute_.type->qualifiedName();
+      const std::string pointee =
+          std::string(attribute_.isConst ? "const " : "") + attribute_.type->qualifiedName();
       describe("Vok::referencesAttribute", {"Del"},
                {literal(word + attribute_.key->qualifiedName() + ", pointer<" + pointee + ">>")});
    }
 
    void set() {
-      code_.storage = "Vok::" + std::string(attribute_.kind == Kind::orderedSet ? "OrderedSet<" : "HashSet<") +
-                      spelling_.type(*attribute_.key) + ">";
+      code_.storage =
+          "Vok::" + std::string(attribute_.kind == Kind::orderedSet ? "OrderedSet<" : "HashSet<") +
+          spelling_.type(*attribute_.key) + ">";
       add("bool " + name_ + "(" + key_ + " key) const", "return " + member_ + ".has(key);");
       readers();
       code_.accessors += "/// Adds the key, or removes it when it is not to be present.\n";
@@ -238,8 +248,9 @@ class AttributeEmitter {
          watchedSet(*handler);
          return;
       }
-      code_.accessors += "void " + name_ + "Is(" + key_ + " key, bool present = true) {\n   present ? vokSetIs(" + member_ +
-                         ", " + id_ + ", key) : vokDel(" + member_ + ", " + id_ + ", key);\n}\n";
+      code_.accessors += "void " + name_ + "Is(" + key_ +
+                         " key, bool present = true) {\n   present ? vokSetIs(" + member_ + ", " + id_ +
+                         ", key) : vokDel(" + member_ + ", " + id_ + ", key);\n}\n";
       tail();
       describe("Vok::setAttribute", {"Is", "Del"});
    }
@@ -257,13 +268,15 @@ class AttributeEmitter {
    void watchedSet(const Model::Function& handler) {
       const std::string call = handler.name + (handler.parameters.empty() ? "()" : "(changed)");
       code_.accessors += "void " + name_ + "Is(" + key_ + " key, bool present = true);\n";
-      code_.source = "void " + className(owner_) + "::" + name_ + "Is(" + key_ + " key, bool present) {\n   if (" + member_ +
-                     ".has(key) == present)\n      return;\n   const " + spelling_.type(*attribute_.key) +
-                     " changed = key; // which may stand in the set\n   present ? vokSetIs(" + member_ + ", " + id_ +
-                     ", changed) : vokDel(" + member_ + ", " + id_ + ", changed);\n   " + call + ";\n}\n";
+      code_.source =
+          "void " + className(owner_) + "::" + name_ + "Is(" + key_ + " key, bool present) {\n   if (" +
+          member_ + ".has(key) == present)\n      return;\n   const " + spelling_.type(*attribute_.key) +
+          " changed = key; // which may stand in the set\n   present ? vokSetIs(" + member_ + ", " + id_ +
+          ", changed) : vokDel(" + member_ + ", " + id_ + ", changed);\n   " + call + ";\n}\n";
       add("void " + name_ + "Del(" + key_ + " key)", name_ + "Is(key, false);");
       addOutside("void", name_ + "DelAll()",
-                 "   for (const auto& key : Vok::Each(this, " + member_ + "))\n      " + name_ + "Del(key);\n");
+                 "   for (const auto& key : Vok::Each(this, " + member_ + "))\n      " + name_ +
+                     "Del(key);\n");
       add("void " + name_ + "Notify(" + key_ + " key) const", "vokNotify(" + id_ + ", &key);");
       add("auto " + name_ + "Each() const", "return Vok::Each(this, " + member_ + ");");
       describe("Vok::setAttribute", {"Is", "Del"});
@@ -279,16 +292,17 @@ class AttributeEmitter {
       addComplete(pointer_, name_ + "(" + key_ + " key) const", "return vokGet(" + member_ + ", key);");
       readers();
       code_.accessors += "/// Creates the member, or returns the one that is there.\n";
-      const std::string made = "vokMemberIs<" + spelling_.type(*attribute_.type) + ">(" + member_ + ", " + id_ + ", key" +
-                               arguments + ")";
+      const std::string made = "vokMemberIs<" + spelling_.type(*attribute_.type) + ">(" + member_ + ", " +
+                               id_ + ", key" + arguments + ")";
       const std::vector<const Model::Reactor*> reactors = memberReactors(attribute_, owner_);
       const std::string head = list(name_ + "Is(", parameters, ")");
       if (reactors.empty()) {
          addComplete(pointer_, head, "return " + made + ";");
       } else {
          addOutside(pointer_, head,
-                    "   const bool added = !" + member_ + ".has(key);\n   const " + pointer_ + " member = " + made +
-                        ";\n   if (added) {\n" + indented(reactorCreation(reactors, "key", "member"), 3) +
+                    "   const bool added = !" + member_ + ".has(key);\n   const " + pointer_ +
+                        " member = " + made + ";\n   if (added) {\n" +
+                        indented(reactorCreation(reactors, "key", "member"), 3) +
                         "   }\n   return member;\n");
       }
       tail("vokMemberDel");
@@ -300,12 +314,15 @@ class AttributeEmitter {
       code_.accessors += "/// Null when there is none.\n";
       addComplete(pointer_, name_ + "(" + key_ + " key) const", "return vokGet(" + member_ + ", key);");
       readers();
-      code_.accessors += "/// Stores the pointer under the key of its entity. Raises Vok::RangeError for null.\n";
-      const std::string message = "null _" + name_ + " parameter to mutator for " + owner_.qualifiedName() + "::" + name_ +
-                                  " not allowed\"";
+      code_.accessors +=
+          "/// Stores the pointer under the key of its entity. Raises Vok::RangeError for null.\n";
+      const std::string message = "null _" + name_ + " parameter to mutator for " + owner_.qualifiedName() +
+                                  "::" + name_ + " not allowed\"";
       std::string body = "   if (!" + name_ + ")\n";
       const std::string one = "      throw Vok::RangeError(" + literal(message) + ");\n";
-      body += one.size() - 1 <= columnLimit ? one : "      throw Vok::RangeError(\n          " + literal(message) + ");\n";
+      body += one.size() - 1 <= columnLimit
+                  ? one
+                  : "      throw Vok::RangeError(\n          " + literal(message) + ");\n";
       const std::vector<const Model::Reactor*> reactors = memberReactors(attribute_, owner_);
       const std::string key = name_ + "->" + attribute_.keyName + "()";
       if (!reactors.empty()) {
@@ -321,14 +338,15 @@ class AttributeEmitter {
    }
 
    /// The reactor of a new member, and its start handler.
-   static std::string reactorCreation(const std::vector<const Model::Reactor*>& reactors, const std::string& key,
-                                      const std::string& member) {
+   static std::string reactorCreation(const std::vector<const Model::Reactor*>& reactors,
+                                      const std::string& key, const std::string& member) {
       std::string text;
       for (const Model::Reactor* reactor : reactors) {
-         text += "   " + reactorStorage(*reactor) + ".is(" + key + ", std::make_unique<" + reactor->name + ">(*this, " + key +
-                 ", " + member + "));\n";
+         text += "   " + reactorStorage(*reactor) + ".is(" + key + ", std::make_unique<" + reactor->name +
+                 ">(*this, " + key + ", " + member + "));\n";
          if (reactor->start) {
-            text += "   " + reactor->start->name + "(" + (reactor->start->parameters.empty() ? "" : key) + ");\n";
+            text +=
+                "   " + reactor->start->name + "(" + (reactor->start->parameters.empty() ? "" : key) + ");\n";
          }
       }
       return text;
@@ -337,10 +355,12 @@ class AttributeEmitter {
    void table() {
       const std::string row = spelling_.type(*attribute_.type);
       const std::string& check = attribute_.check;
-      const std::string afterRow = check.empty() ? "" : check + "(" + (attribute_.checkBy == "row" ? "row" : "row.rowKey()") + ");";
+      const std::string afterRow =
+          check.empty() ? "" : check + "(" + (attribute_.checkBy == "row" ? "row" : "row.rowKey()") + ");";
       const std::string afterKey = check.empty() ? "" : check + "(key);";
       const auto change = [&](const std::string& head, const std::string& call, const std::string& after) {
-         code_.accessors += after.empty() ? inlined(head, call) : head + " {\n   " + call + "\n   " + after + "\n}\n";
+         code_.accessors +=
+             after.empty() ? inlined(head, call) : head + " {\n   " + call + "\n   " + after + "\n}\n";
       };
       code_.storage = "Pooltab::Collection<" + row + ">";
       code_.accessors += "/// The default row when there is none.\n";
@@ -348,8 +368,14 @@ class AttributeEmitter {
       readers();
       change("void " + name_ + "Is(const " + row + "& row)", member_ + ".is(row);", afterRow);
       code_.accessors += "/// Writes only a row that differs; returns whether it did.\n";
-      code_.accessors += "bool " + name_ + "Commit(const " + row + "& row) {\n   const bool written = " + member_ +
-                         ".commit(row);\n" + (check.empty() ? "" : "   " + afterRow + "\n") + "   return written;\n}\n";
+      const std::string commit = member_ + ".commit(row);";
+      if (check.empty()) {
+         add("bool " + name_ + "Commit(const " + row + "& row)", "return " + commit);
+      } else {
+         code_.accessors += "bool " + name_ + "Commit(const " + row +
+                            "& row) {\n   const bool written = " + commit + "\n   " + afterRow +
+                            "\n   return written;\n}\n";
+      }
       change("void " + name_ + "Del(" + key_ + " key)", member_ + ".del(key);", afterKey);
       add("void " + name_ + "DelAll()", member_ + ".delAll();");
       add("auto " + name_ + "Each() const", "return " + member_ + ".each();");
@@ -372,7 +398,8 @@ class AttributeEmitter {
 
 } // namespace
 
-AttributeCode emitAttribute(const Attribute& attribute, const Model::Entity& owner, const Spelling& spelling) {
+AttributeCode emitAttribute(const Attribute& attribute, const Model::Entity& owner,
+                            const Spelling& spelling) {
    return AttributeEmitter(attribute, owner, spelling).run();
 }
 

@@ -19,7 +19,8 @@ AttributeCode emitAttribute(const Model::Attribute& attribute, const Model::Enti
 bool isDeclaredBelow(const Model::Attribute& attribute, const Model::Entity& owner);
 
 /// The reactors of a machine that watch the members of one collection.
-std::vector<const Model::Reactor*> memberReactors(const Model::Attribute& attribute, const Model::Entity& owner);
+std::vector<const Model::Reactor*> memberReactors(const Model::Attribute& attribute,
+                                                  const Model::Entity& owner);
 
 /// The data member that holds the reactors of one name.
 std::string reactorStorage(const Model::Reactor& reactor);

@@ -17,7 +17,7 @@ using Kind = Model::Attribute::Kind;
 namespace {
 
 class EntityEmitter {
- public:
+  public:
    EntityEmitter(const Model::Entity& type, const SymbolTable& symbols)
        : type_(type), symbols_(symbols), spelling_(symbols, namespaceOf(type)), class_(className(type)),
          reactors_(emitReactors(type, spelling_)) {
@@ -41,9 +41,12 @@ class EntityEmitter {
       constructors();
       parameters();
       identifiers();
-      for (const AttributeCode& attribute : attributes_) {
-         out += indented(attribute.accessors, 3);
-         source(attribute.source);
+      for (std::size_t i = 0; i < attributes_.size(); ++i) {
+         const bool apart =
+             type_.attributes[i].isCollection() || (i != 0 && type_.attributes[i - 1].isCollection());
+         separate(i != 0 && apart);
+         out += indented(attributes_[i].accessors, 3);
+         source(attributes_[i].source);
       }
       separate(!attributes_.empty() && !type_.functions.empty());
       for (const auto& function : type_.functions) {
@@ -59,7 +62,7 @@ class EntityEmitter {
       return std::move(fragment_);
    }
 
- private:
+  private:
    static std::vector<std::string> namespaceOf(const Model::Type& type) {
       return type.parent ? namespaceOf(*type.parent) : type.scope;
    }
@@ -74,8 +77,9 @@ class EntityEmitter {
 
    void nested() {
       for (const Model::Type* inner : type_.nested) {
-         const Fragment fragment = inner->isEntity() ? emitEntity(static_cast<const Model::Entity&>(*inner), symbols_)
-                                                     : emitValue(static_cast<const Model::Value&>(*inner), spelling_);
+         const Fragment fragment = inner->isEntity()
+                                       ? emitEntity(static_cast<const Model::Entity&>(*inner), symbols_)
+                                       : emitValue(static_cast<const Model::Value&>(*inner), spelling_);
          fragment_.definition += indented(fragment.definition, 3) + "\n";
          fragment_.after += fragment.after;
          source(fragment.source);
@@ -83,7 +87,9 @@ class EntityEmitter {
    }
 
    bool holdsEntities() const {
-      const auto isEntity = [](const Attribute& attribute) { return attribute.type && attribute.type->isEntity(); };
+      const auto isEntity = [](const Attribute& attribute) {
+         return attribute.type && attribute.type->isEntity();
+      };
       return std::any_of(type_.attributes.begin(), type_.attributes.end(), isEntity) ||
              std::any_of(type_.parameters.begin(), type_.parameters.end(), isEntity);
    }
@@ -108,7 +114,8 @@ class EntityEmitter {
       if (type_.base) {
          std::vector<std::string> arguments;
          for (const Attribute& inherited : type_.base->parameters) {
-            const std::string byDefault = inherited.kind == Kind::pointer ? "nullptr" : spelling_.type(*inherited.type) + "()";
+            const std::string byDefault =
+                inherited.kind == Kind::pointer ? "nullptr" : spelling_.type(*inherited.type) + "()";
             arguments.push_back(type_.findParameter(inherited.name) ? inherited.name : byDefault);
          }
          all.push_back(list(type_.base->name + "(", arguments, ")"));
@@ -128,9 +135,10 @@ class EntityEmitter {
             body.push_back(stored(attribute.name) + ".ownerIs(*this, " + attribute.name + "Attr);");
          }
       }
-      const bool starts = std::any_of(type_.functions.begin(), type_.functions.end(), [](const auto& function) {
-         return function->name == "handleInitialized" && function->kind == Model::Function::Kind::handler;
-      });
+      const bool starts =
+          std::any_of(type_.functions.begin(), type_.functions.end(), [](const auto& function) {
+             return function->name == "handleInitialized" && function->kind == Model::Function::Kind::handler;
+          });
       if (starts) {
          body.emplace_back("handleInitialized();");
       }
@@ -169,9 +177,11 @@ class EntityEmitter {
    void parameters() {
       separate(!own_.empty());
       for (const Attribute* item : own_) {
-         const std::string type = item->kind == Kind::pointer ? "const " + spelling_.pointer(*item->type, item->isConst) + "&"
-                                                               : spelling_.passed(*item->type);
-         fragment_.definition += indented(inlined(type + " " + item->name + "() const", "return " + stored(item->name) + ";"), 3);
+         const std::string type = item->kind == Kind::pointer
+                                      ? "const " + spelling_.pointer(*item->type, item->isConst) + "&"
+                                      : spelling_.passed(*item->type);
+         fragment_.definition +=
+             indented(inlined(type + " " + item->name + "() const", "return " + stored(item->name) + ";"), 3);
       }
    }
 
@@ -187,7 +197,8 @@ class EntityEmitter {
          line("static constexpr Vok::AttrId " + attribute.name + "Attr = " + start + "::vokAttrEnd + " +
               std::to_string(number++) + ";");
       }
-      line("static constexpr Vok::AttrId vokAttrEnd = " + start + "::vokAttrEnd + " + std::to_string(number) + ";");
+      line("static constexpr Vok::AttrId vokAttrEnd = " + start + "::vokAttrEnd + " + std::to_string(number) +
+           ";");
       separate(true);
    }
 
@@ -211,7 +222,8 @@ class EntityEmitter {
       fragment_.definition += indented(list("void vokCheckParameters(", allParameters(), ") const;\n", 3), 3);
       std::string body;
       for (const Attribute& item : type_.parameters) {
-         body += "   Vok::checkParameter(*this, " + literal(item.name) + ", this->" + item.name + "(), " + item.name + ");\n";
+         body += "   Vok::checkParameter(*this, " + literal(item.name) + ", this->" + item.name + "(), " +
+                 item.name + ");\n";
       }
       source(list("void " + class_ + "::vokCheckParameters(", allParameters(), ") const {\n") + body + "}\n");
    }
@@ -223,18 +235,28 @@ class EntityEmitter {
       }
       std::string attributes;
       for (const AttributeCode& attribute : attributes_) {
-         attributes += (attributes.empty() ? "" : ",\n        ") + attribute.descriptor;
+         attributes += (attributes.empty() ? "" : ",\n") + attribute.descriptor;
       }
       const bool fromName = type_.parameters.size() == 1 && type_.parameters.front().type->name == "Name" &&
                             type_.parameters.front().type->kind == Model::Type::Kind::builtin;
       const std::string kind = type_.isMachine ? "Vok::Kind::machine" : "Vok::Kind::entity";
-      std::string text = "const Vok::EntityType& " + class_ + "::vokType() {\n   static const Vok::EntityType type(\n";
-      text += list("       ", {literal(type_.qualifiedName()), kind, docLiteral(type_.docs),
-                               type_.base ? "&" + base_ + "::vokType()" : "nullptr"},
-                   ",\n");
-      text += list("       {", parameters, "},\n") + "       {" + attributes + "}";
+      std::string text =
+          "const Vok::EntityType& " + class_ + "::vokType() {\n   static const Vok::EntityType type(\n";
+      text += list("       ",
+                   {literal(type_.qualifiedName()), kind, docLiteral(type_.docs),
+                    type_.base ? "&" + base_ + "::vokType()" : "nullptr"},
+                   ",");
+      const std::size_t lineStart = text.rfind('\n') + 1;
+      const std::string list = Code::list("       {", parameters, "},\n");
+      const bool fits =
+          list.find('\n') + 1 == list.size() && text.size() - lineStart + list.size() - 7 <= columnLimit;
+      text += (fits ? " " + list.substr(7) : "\n" + list) + "       {" +
+              indented(attributes, 8).substr(attributes.empty() ? 0 : 8);
+      text.resize(text.size() - (attributes.empty() ? 0 : 1)); // the line break
+      text += "}";
       if (fromName) {
-         text += ",\n       [](const Vok::Name& name) -> Vok::Ptr<Vok::Entity> { return Vok::make<" + class_ + ">(name); }";
+         text += ",\n       [](const Vok::Name& name) -> Vok::Ptr<Vok::Entity> { return Vok::make<" + class_ +
+                 ">(name); }";
       }
       return text + ");\n   return type;\n}\n";
    }
@@ -243,13 +265,15 @@ class EntityEmitter {
       const std::string name = literal(item.name);
       const Attribute* inherited = type_.base ? type_.base->findParameter(item.name) : nullptr;
       if (inherited) {
-         return base_ + "::vokType().parameters()[" + std::to_string(inherited - type_.base->parameters.data()) + "]";
+         return base_ + "::vokType().parameters()[" +
+                std::to_string(inherited - type_.base->parameters.data()) + "]";
       }
       if (item.kind == Kind::pointer) {
          const std::string pointee = (item.isConst ? "const " : "") + item.type->qualifiedName();
          return "Vok::pointerParameter(" + name + ", " + literal("pointer<" + pointee + ">") + ")";
       }
-      if (item.name == "name" && item.type->name == "Name" && std::find(own_.begin(), own_.end(), &item) == own_.end()) {
+      if (item.name == "name" && item.type->name == "Name" &&
+          std::find(own_.begin(), own_.end(), &item) == own_.end()) {
          return "Vok::nameParameter<" + class_ + ">()";
       }
       return "Vok::parameter<&" + class_ + "::" + stored(item.name) + ">(" + name + ")";
@@ -263,7 +287,7 @@ class EntityEmitter {
       std::string members;
       for (const Attribute* item : own_) {
          const std::string type = item->kind == Kind::pointer ? spelling_.pointer(*item->type, item->isConst)
-                                                               : spelling_.type(*item->type);
+                                                              : spelling_.type(*item->type);
          members += type + " " + stored(item->name) + ";\n";
       }
       for (std::size_t i = 0; i < attributes_.size(); ++i) {
@@ -286,13 +310,14 @@ class EntityEmitter {
       if (!type_.hasFactory || type_.parent) {
          return;
       }
-      const std::string head = list("Vok::Ptr<" + type_.name + "> " + lower(type_.name) + "Factory(", allParameters(), ")");
+      const std::string head =
+          list("Vok::Ptr<" + type_.name + "> " + lower(type_.name) + "Factory(", allParameters(), ")");
       std::string arguments;
       for (const Attribute& item : type_.parameters) {
          arguments += (arguments.empty() ? "" : ", ") + item.name;
       }
-      fragment_.after += (fragment_.after.empty() ? "" : "\n") + std::string("/// Makes a new ") + type_.name +
-                         ".\n" + head + ";\n";
+      fragment_.after += (fragment_.after.empty() ? "" : "\n") + std::string("/// Makes a new ") +
+                         type_.name + ".\n" + head + ";\n";
       source(head + " {\n   return Vok::make<" + type_.name + ">(" + arguments + ");\n}\n");
    }
 
@@ -309,6 +334,8 @@ class EntityEmitter {
 
 } // namespace
 
-Fragment emitEntity(const Model::Entity& type, const SymbolTable& symbols) { return EntityEmitter(type, symbols).run(); }
+Fragment emitEntity(const Model::Entity& type, const SymbolTable& symbols) {
+   return EntityEmitter(type, symbols).run();
+}
 
 } // namespace vokc

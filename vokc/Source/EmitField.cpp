@@ -40,8 +40,9 @@ FieldCode scalar(const Attribute& field, const Model::Value& owner, const std::s
       return code;
    }
    code.accessors += "void " + name + head + ";\n";
-   code.source = "void " + className + "::" + name + head + " {\n   " + owner.name + " changed = *this;\n   changed." +
-                 member + " = " + name + ";\n   changed.vokCheck();\n   *this = changed;\n}\n";
+   code.source = "void " + className + "::" + name + head + " {\n   " + owner.name +
+                 " changed = *this;\n   changed." + member + " = " + name +
+                 ";\n   changed.vokCheck();\n   *this = changed;\n}\n";
    return code;
 }
 
@@ -51,11 +52,13 @@ FieldCode array(const Attribute& field, const Spelling& spelling) {
    const std::string index = spelling.passed(*field.key) + " index";
    const std::string checked = field.check.empty() ? "" : field.check + "(index);";
    const auto change = [&](const std::string& head, const std::string& call) {
-      return checked.empty() ? inlined(head, call + ";") : head + " {\n   if (" + call + ")\n      " + checked + "\n}\n";
+      return checked.empty() ? inlined(head, call + ";")
+                             : head + " {\n   if (" + call + ")\n      " + checked + "\n}\n";
    };
    FieldCode code;
    std::string& out = code.accessors;
-   out += inlined(spelling.type(*field.type) + " " + name + "(" + index + ") const", "return " + member + ".get(index);");
+   out += inlined(spelling.type(*field.type) + " " + name + "(" + index + ") const",
+                  "return " + member + ".get(index);");
    out += inlined("bool " + name + "Has(" + index + ") const", "return " + member + ".has(index);");
    out += inlined("Vok::U32 " + name + "s() const", "return static_cast<Vok::U32>(" + member + ".size());");
    out += change("void " + name + "Is(" + index + ", " + spelling.passed(*field.type) + " value)",
@@ -63,7 +66,8 @@ FieldCode array(const Attribute& field, const Spelling& spelling) {
    out += change("void " + name + "Del(" + index + ")", member + ".del(index)");
    out += inlined("void " + name + "DelAll()", member + ".delAll();");
    out += "/// The set slots, in order.\n";
-   out += inlined("const " + fieldStorage(field, spelling) + "& " + name + "Each() const", "return " + member + ";");
+   out += inlined("const " + fieldStorage(field, spelling) + "& " + name + "Each() const",
+                  "return " + member + ";");
    return code;
 }
 
@@ -96,7 +100,8 @@ FieldCode collection(const Attribute& field, const Spelling& spelling) {
    out += inlined("void " + name + "Del(" + key + " key)", member + ".del(key);");
    out += inlined("void " + name + "DelAll()", member + ".delAll();");
    out += "/// The entries, in key order.\n";
-   out += inlined("const " + fieldStorage(field, spelling) + "& " + name + "Each() const", "return " + member + ";");
+   out += inlined("const " + fieldStorage(field, spelling) + "& " + name + "Each() const",
+                  "return " + member + ";");
    return code;
 }
 

@@ -10,7 +10,7 @@ using Model::Attribute;
 namespace {
 
 class NotifieeEmitter {
- public:
+  public:
    NotifieeEmitter(const Model::Entity& type, const Spelling& spelling)
        : type_(type), spelling_(spelling), class_(className(type)) {
       // A base without attributes has no notifiee of its own.
@@ -27,7 +27,7 @@ class NotifieeEmitter {
    NotifieeCode run() {
       NotifieeCode code;
       std::string& out = code.definition;
-      out = "/// Told of changes of a " + type_.name + "; override what matters.\n";
+      out = "/// Told of changes of a watched " + type_.name + "; override what matters.\n";
       out += "class " + class_ + "::Notifiee : public " + base_ + " {\n  public:\n";
       const std::string init = hasBase_ ? base_ : "Vok::Notifiee";
       out += indented(constructor("explicit Notifiee(", {"Vok::Ptr<const " + class_ + "> watched"},
@@ -54,10 +54,10 @@ class NotifieeEmitter {
       return code;
    }
 
- private:
+  private:
    std::string otherwise(const std::string& function, const std::string& arguments) const {
-      return std::string("   default:\n      return") + (hasBase_ ? " " + base_ + "::" + function + arguments : "") +
-             ";\n   }\n}\n";
+      return std::string("   default:\n      return") +
+             (hasBase_ ? " " + base_ + "::" + function + arguments : "") + ";\n   }\n}\n";
    }
 
    std::string changes() const {
@@ -66,18 +66,22 @@ class NotifieeEmitter {
       std::string text = "void " + class_ + "::Notifiee::vokOnChange(Vok::AttrId attr, const void*" +
                          (usesKey ? " key" : "") + ") {\n   switch (attr) {\n";
       for (const Attribute& attribute : type_.attributes) {
-         const std::string argument =
-             attribute.isCollection() ? "*static_cast<const " + spelling_.type(*attribute.key) + "*>(key)" : "";
-         text += "   case " + attribute.name + "Attr:\n      return on" + upper(attribute.name) + "(" + argument + ");\n";
+         const std::string argument = attribute.isCollection()
+                                          ? "*static_cast<const " + spelling_.type(*attribute.key) + "*>(key)"
+                                          : "";
+         text += "   case " + attribute.name + "Attr:\n      return on" + upper(attribute.name) + "(" +
+                 argument + ");\n";
       }
       return text + otherwise("vokOnChange", "(attr, key)");
    }
 
    std::string tables(const std::string& function, const std::string& suffix) const {
-      std::string text = "\nvoid " + class_ + "::Notifiee::" + function + "(Vok::AttrId attr) {\n   switch (attr) {\n";
+      std::string text =
+          "\nvoid " + class_ + "::Notifiee::" + function + "(Vok::AttrId attr) {\n   switch (attr) {\n";
       for (const Attribute& attribute : type_.attributes) {
          if (attribute.kind == Attribute::Kind::table) {
-            text += "   case " + attribute.name + "Attr:\n      return on" + upper(attribute.name) + suffix + "();\n";
+            text += "   case " + attribute.name + "Attr:\n      return on" + upper(attribute.name) + suffix +
+                    "();\n";
          }
       }
       return text + otherwise(function, "(attr)");

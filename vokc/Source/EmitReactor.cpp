@@ -20,8 +20,9 @@ std::vector<Group> groups(const Model::Entity& type) {
       if (!reactor.through) {
          continue; // the machine's own attribute: its mutators call the handler
       }
-      const auto known = std::find_if(found.begin(), found.end(),
-                                      [&](const Group& group) { return group.front()->name == reactor.name; });
+      const auto known = std::find_if(found.begin(), found.end(), [&](const Group& group) {
+         return group.front()->name == reactor.name;
+      });
       if (known == found.end()) {
          found.push_back({&reactor});
       } else {
@@ -32,7 +33,7 @@ std::vector<Group> groups(const Model::Entity& type) {
 }
 
 class ReactorEmitter {
- public:
+  public:
    ReactorEmitter(const Group& group, const Model::Entity& machine, const Spelling& spelling)
        : group_(group), first_(*group.front()), machine_(machine), spelling_(spelling),
          class_(className(machine) + "::" + first_.name), watched_(spelling.type(*first_.watchedType)) {}
@@ -42,9 +43,9 @@ class ReactorEmitter {
       std::vector<std::string> initializers = {"Vok::Notifiee(std::move(watched))", "sm_(sm)"};
       std::string data = "   " + machine_.name + "& sm_;\n";
       if (first_.everyMember) {
-         parameters.push_back(spelling_.passed(*first_.through->key) + " key");
-         initializers.emplace_back("key_(key)");
-         data += "   " + spelling_.type(*first_.through->key) + " key_;\n";
+         parameters.push_back(spelling_.passed(*first_.through->key) + " member");
+         initializers.emplace_back("member_(member)");
+         data += "   " + spelling_.type(*first_.through->key) + " member_;\n";
       }
       parameters.push_back("Vok::Ptr<const " + watched_ + "> watched");
       std::string text = docs(first_.docs) + "class " + class_ + " : public Vok::Notifiee {\n  public:\n";
@@ -63,16 +64,18 @@ class ReactorEmitter {
                  (usesKey() ? "const void* key" : "const void*") + ") {\n" + body(&Reactor::handler) + "}\n";
       }
       if (any(&Reactor::handlerOfAll)) {
-         text += "\nvoid " + class_ + "::vokOnCollection(Vok::AttrId attr) {\n" + body(&Reactor::handlerOfAll) + "}\n";
+         text += "\nvoid " + class_ + "::vokOnCollection(Vok::AttrId attr) {\n" +
+                 body(&Reactor::handlerOfAll) + "}\n";
       }
       return text;
    }
 
- private:
+  private:
    using Handler = const Model::Function* Reactor::*;
 
    bool any(Handler handler) const {
-      return std::any_of(group_.begin(), group_.end(), [&](const Reactor* reactor) { return reactor->*handler; });
+      return std::any_of(group_.begin(), group_.end(),
+                         [&](const Reactor* reactor) { return reactor->*handler; });
    }
 
    bool usesKey() const {
@@ -84,6 +87,10 @@ class ReactorEmitter {
    /// Calls what belongs to the attribute. The machine stays alive until the handler returns.
    std::string body(Handler handler) const {
       std::string text = "   const Vok::Ptr<" + machine_.name + "> keepAlive(&sm_);\n";
+      if (first_.everyMember) {
+         text += "   const " + spelling_.type(*first_.through->key) +
+                 " member = member_; // the handler may end this reactor\n";
+      }
       for (const Reactor* reactor : group_) {
          if (reactor->*handler) {
             text += "   if (attr == " + watched_ + "::" + reactor->watched->name + "Attr)\n      sm_." +
@@ -97,10 +104,10 @@ class ReactorEmitter {
       if ((reactor.*handler)->parameters.empty()) {
          return {};
       }
-      std::string text = reactor.everyMember ? "key_" : "";
+      std::string text = reactor.everyMember ? "member" : "";
       if (handler == &Reactor::handler && reactor.watched->isCollection()) {
-         text += (text.empty() ? "" : ", ") + std::string("*static_cast<const ") + spelling_.type(*reactor.watched->key) +
-                 "*>(key)";
+         text += (text.empty() ? "" : ", ") + std::string("*static_cast<const ") +
+                 spelling_.type(*reactor.watched->key) + "*>(key)";
       }
       return text;
    }
@@ -124,8 +131,8 @@ ReactorCode emitReactors(const Model::Entity& type, const Spelling& spelling) {
       code.declarations += "class " + reactor.name + ";\n";
       const std::string member = reactorStorage(reactor);
       if (reactor.everyMember) {
-         members += "Vok::HashMap<" + spelling.type(*reactor.through->key) + ", std::unique_ptr<" + reactor.name + ">> " +
-                    member + ";\n";
+         members += "Vok::HashMap<" + spelling.type(*reactor.through->key) + ", std::unique_ptr<" +
+                    reactor.name + ">> " + member + ";\n";
       } else {
          members += "std::unique_ptr<" + reactor.name + "> " + member + ";\n";
          code.constructor.push_back(member + " = std::make_unique<" + reactor.name + ">(*this, " +

@@ -10,8 +10,10 @@ namespace {
 std::string table(const std::vector<Model::Enumerator>& enumerators) {
    std::string text;
    for (const Model::Enumerator& enumerator : enumerators) {
-      text += list("       {", {literal(enumerator.name), Model::numberText(enumerator.number), docLiteral(enumerator.docs)},
-                   "},\n");
+      text +=
+          list("       {",
+               {literal(enumerator.name), Model::numberText(enumerator.number), docLiteral(enumerator.docs)},
+               "},\n");
    }
    return text;
 }
@@ -34,16 +36,18 @@ Fragment emitEnum(const Model::Enumeration& type, const Spelling& spelling) {
    }
    out += "};\n";
    for (const Model::Enumerator& enumerator : type.enumerators) {
-      out += "inline constexpr " + name + " " + enumerator.name + "_ = " + name + "::" + enumerator.name + ";\n";
+      out +=
+          "inline constexpr " + name + " " + enumerator.name + "_ = " + name + "::" + enumerator.name + ";\n";
    }
    out += "const Vok::EnumType& vokEnum(" + name + ");\n";
    out += "/// The enumerator with a number or a name. Raise Vok::RangeError when there is none.\n";
    for (const std::string from : {"Vok::U32 number", "std::string_view name"}) {
       const std::string argument = from.substr(from.find(' ') + 1);
-      out += "inline " + name + " " + name + "Instance(" + from + ") {\n   return Vok::enumInstance<" + name + ">(" +
-             argument + ");\n}\n";
+      out += "inline " + name + " " + name + "Instance(" + from + ") {\n   return Vok::enumInstance<" + name +
+             ">(" + argument + ");\n}\n";
    }
-   fragment.source = "const Vok::EnumType& vokEnum(" + name + ") {\n   static constexpr Vok::Enumerator enumerators[] = {\n" +
+   fragment.source = "const Vok::EnumType& vokEnum(" + name +
+                     ") {\n   static constexpr Vok::Enumerator enumerators[] = {\n" +
                      table(type.enumerators) + "   };\n" +
                      assigned("static const Vok::EnumType type", "Vok::describeEnum<" + name + ">",
                               {literal(type.qualifiedName()), docLiteral(type.docs), "enumerators"}) +
@@ -52,12 +56,17 @@ Fragment emitEnum(const Model::Enumeration& type, const Spelling& spelling) {
 }
 
 bool hasAccessor(const Model::Constant& constant) {
-   return constant.type->kind == Model::Type::Kind::value || constant.type->kind == Model::Type::Kind::externalValue;
+   return constant.type->kind == Model::Type::Kind::value ||
+          constant.type->kind == Model::Type::Kind::externalValue;
 }
 
-std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants) {
+std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants,
+                                         const Model::Type& owner) {
    std::vector<std::string> entries;
    for (const Model::Constant& constant : constants) {
+      if (constant.type == &owner) {
+         continue;
+      }
       const auto* text = dynamic_cast<const Model::Builtin*>(constant.type);
       std::string value = constant.name + (hasAccessor(constant) ? "()" : "");
       if (text && text->isText()) {
@@ -77,8 +86,8 @@ std::string constantDeclarations(const std::vector<Model::Constant>& constants, 
       if (hasAccessor(constant)) {
          out += "   static const " + spelling.type(*constant.type) + "& " + constant.name + "();\n";
       } else if ((builtin && builtin->isText()) || (bounded && bounded->isText())) {
-         out += "   static constexpr const char* " + constant.name + " = " + spelling.value(*constant.value, *constant.type) +
-                ";\n";
+         out += "   static constexpr const char* " + constant.name + " = " +
+                spelling.value(*constant.value, *constant.type) + ";\n";
       } else {
          out += "   static constexpr " + spelling.type(*constant.type) + " " + constant.name + " = " +
                 spelling.value(*constant.value, *constant.type) + ";\n";
@@ -116,17 +125,19 @@ Fragment emitBounded(const Model::Bounded& type, const Spelling& spelling) {
 
    std::vector<std::string> description = {literal(type.qualifiedName()), docLiteral(type.docs)};
    if (!type.constants.empty()) {
-      description.push_back(list("{", constantEntries(type.constants), "}", 7));
+      description.push_back(list("{", constantEntries(type.constants, type), "}", 7));
    }
-   fragment.source = "const Vok::BoundedType& " + name + "::vokType() {\n" +
-                     assigned("static const Vok::BoundedType type", "Vok::describeBounded<" + name + ">", description) +
-                     "   return type;\n}\n";
+   fragment.source =
+       "const Vok::BoundedType& " + name + "::vokType() {\n" +
+       assigned("static const Vok::BoundedType type", "Vok::describeBounded<" + name + ">", description) +
+       "   return type;\n}\n";
    return fragment;
 }
 
 Fragment emitFlags(const Model::Flags& type, const Spelling&) {
    const std::string& name = type.name;
-   const std::string mask = type.message.substr(type.message.find("0x"), type.message.rfind(" not") - type.message.find("0x"));
+   const std::string mask =
+       type.message.substr(type.message.find("0x"), type.message.rfind(" not") - type.message.find("0x"));
    Fragment fragment;
    std::string& out = fragment.definition;
    out += docs(type.docs) + "class " + name + " : public Vok::FlagSet<" + name + ", " + mask + "> {\n";
@@ -137,7 +148,8 @@ Fragment emitFlags(const Model::Flags& type, const Spelling&) {
       out += indented(docs(flag.docs), 3);
       out += "   constexpr bool " + flag.name + "() const { return bit(" + bit + "); }\n";
       out += "   constexpr void " + flag.name + "_(bool on) { bitIs(" + bit + ", on); }\n";
-      out += "   static constexpr " + name + " " + flag.name + "_() { return " + name + "(Vok::U32(1) << " + bit + "); }\n";
+      out += "   static constexpr " + name + " " + flag.name + "_() { return " + name + "(Vok::U32(1) << " +
+             bit + "); }\n";
    }
    out += "\n   static const Vok::FlagsType& vokType();\n};\n";
 
@@ -148,10 +160,11 @@ Fragment emitFlags(const Model::Flags& type, const Spelling&) {
    if (type.logUnchecked) {
       description.push_back("Vok::FlagsLog::unchecked");
    }
-   fragment.source = "const Vok::FlagsType& " + name + "::vokType() {\n   static constexpr Vok::Flag flags[] = {\n" +
-                     table(type.flags) + "   };\n" +
-                     assigned("static const Vok::FlagsType type", "Vok::describeFlags<" + name + ">", description) +
-                     "   return type;\n}\n";
+   fragment.source =
+       "const Vok::FlagsType& " + name + "::vokType() {\n   static constexpr Vok::Flag flags[] = {\n" +
+       table(type.flags) + "   };\n" +
+       assigned("static const Vok::FlagsType type", "Vok::describeFlags<" + name + ">", description) +
+       "   return type;\n}\n";
    return fragment;
 }
 

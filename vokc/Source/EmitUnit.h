@@ -14,6 +14,7 @@ struct OutputFile {
 };
 
 /// The header and the source of one unit.
-std::vector<OutputFile> emitUnit(const Model::Unit& unit, const Model::Schema& schema, const SymbolTable& symbols);
+std::vector<OutputFile> emitUnit(const Model::Unit& unit, const Model::Schema& schema,
+                                 const SymbolTable& symbols);
 
 } // namespace vokc

@@ -15,7 +15,7 @@ namespace {
 
 /// Writes the parts of one class, in the order in which they stand in it.
 class ValueEmitter {
- public:
+  public:
    ValueEmitter(const Model::Value& type, const Spelling& spelling)
        : type_(type), spelling_(spelling), class_(className(type)) {
       for (const Attribute& field : type.fields) {
@@ -45,14 +45,15 @@ class ValueEmitter {
       return std::move(fragment_);
    }
 
- private:
+  private:
    void line(const std::string& text) { fragment_.definition += text.empty() ? "\n" : "   " + text + "\n"; }
    void source(const std::string& text) { fragment_.source += (fragment_.source.empty() ? "" : "\n") + text; }
 
    void constructors() {
-      const bool byHand = std::any_of(type_.functions.begin(), type_.functions.end(), [](const auto& function) {
-         return function->kind == Model::Function::Kind::constructor;
-      });
+      const bool byHand =
+          std::any_of(type_.functions.begin(), type_.functions.end(), [](const auto& function) {
+             return function->kind == Model::Function::Kind::constructor;
+          });
       if (scalars_.empty() && !byHand) {
          return;
       }
@@ -72,8 +73,8 @@ class ValueEmitter {
    bool replacedByHand() const {
       return std::any_of(type_.functions.begin(), type_.functions.end(), [&](const auto& function) {
          return function->kind == Model::Function::Kind::constructor &&
-                std::equal(function->parameters.begin(), function->parameters.end(), scalars_.begin(), scalars_.end(),
-                           [](const Model::Parameter& parameter, const Attribute* field) {
+                std::equal(function->parameters.begin(), function->parameters.end(), scalars_.begin(),
+                           scalars_.end(), [](const Model::Parameter& parameter, const Attribute* field) {
                               return parameter.type.type == field->type;
                            });
       });
@@ -87,17 +88,23 @@ class ValueEmitter {
       }
       const std::string one = scalars_.size() == 1 ? "explicit " : "";
       if (type_.invariants.empty()) {
-         fragment_.definition += indented(constructor(one + type_.name + "(", parameters, initializers, " {}\n", 3), 3);
+         fragment_.definition +=
+             indented(constructor(one + type_.name + "(", parameters, initializers, " {}\n", 3), 3);
          return;
       }
       line("/// Raises Vok::RangeError when an invariant does not hold.");
       fragment_.definition += indented(list(one + type_.name + "(", parameters, ");\n", 3), 3);
-      source(constructor(class_ + "::" + type_.name + "(", parameters, initializers, " {\n   vokCheck();\n}\n", 0));
+      source(constructor(class_ + "::" + type_.name + "(", parameters, initializers,
+                         " {\n   vokCheck();\n}\n", 0));
    }
 
    void fields() {
       for (const Attribute& field : type_.fields) {
-         FieldCode code = emitField(field, type_, class_, spelling_);
+         const bool first = &field == &type_.fields.front();
+         if (!first && (field.isCollection() || (&field - 1)->isCollection())) {
+            line("");
+         }
+         const FieldCode code = emitField(field, type_, class_, spelling_);
          fragment_.definition += indented(docs(field.docs) + code.accessors, 3);
          if (!code.source.empty()) {
             source(code.source);
@@ -108,7 +115,8 @@ class ValueEmitter {
    void functions() {
       bool first = !type_.fields.empty();
       for (const auto& function : type_.functions) {
-         const bool given = type_.text == By::hand && function->name == "stringValue" && function->parameters.empty();
+         const bool given =
+             type_.text == By::hand && function->name == "stringValue" && function->parameters.empty();
          if (function->kind == Model::Function::Kind::constructor || given) {
             continue;
          }
@@ -130,7 +138,8 @@ class ValueEmitter {
          if (hasAccessor(constant)) {
             const std::string name = spelling_.type(*constant.type);
             source("const " + name + "& " + class_ + "::" + constant.name + "() {\n   static const " + name +
-                   " value = " + spelling_.value(*constant.value, *constant.type) + ";\n   return value;\n}\n");
+                   " value = " + spelling_.value(*constant.value, *constant.type) +
+                   ";\n   return value;\n}\n");
          }
       }
    }
@@ -152,7 +161,8 @@ class ValueEmitter {
          source("Vok::U32 " + class_ + "::hash() const {\n   throw Vok::UnhashableError(" +
                 literal(type_.qualifiedName()) + ");\n}\n");
       } else if (type_.hash == By::generated) {
-         fragment_.after = "inline Vok::U32 " + class_ + "::hash() const {\n   return Vok::hashFields(*this);\n}\n";
+         fragment_.after =
+             "inline Vok::U32 " + class_ + "::hash() const {\n   return Vok::hashFields(*this);\n}\n";
       }
       line("Vok::U32 hash() const;");
    }
@@ -180,10 +190,11 @@ class ValueEmitter {
          line("Vok::String stringValue() const;");
          line("static void parseText(Vok::TextParser& parser, " + type_.name + "& value);");
       }
-      if (!type_.constants.empty()) {
+      const std::vector<std::string> reflected = constantEntries(type_.constants, type_);
+      if (!reflected.empty()) {
          line("static std::vector<Vok::Constant> vokConstants();");
          source("std::vector<Vok::Constant> " + class_ + "::vokConstants() {\n" +
-                list("   return {", constantEntries(type_.constants), "};\n") + "}\n");
+                list("   return {", reflected, "};\n") + "}\n");
       }
       if (!type_.nearName.empty()) {
          const auto at = std::find_if(type_.fields.begin(), type_.fields.end(),
@@ -197,7 +208,8 @@ class ValueEmitter {
          entries.push_back(entry + (field.docs.empty() ? ")" : ", " + docLiteral(field.docs) + ")"));
       }
       const std::string head = "static constexpr auto vokFields()";
-      const std::string body = entries.empty() ? "return std::tuple<>();" : list("return std::tuple(", entries, ");", 6);
+      const std::string body =
+          entries.empty() ? "return std::tuple<>();" : list("return std::tuple(", entries, ");", 6);
       fragment_.definition += body.find('\n') == std::string::npos
                                   ? indented(inlined(head, body), 3)
                                   : "   " + head + " {\n" + indented(body + "\n", 6) + "   }\n";
@@ -233,6 +245,8 @@ class ValueEmitter {
 
 } // namespace
 
-Fragment emitValue(const Model::Value& type, const Spelling& spelling) { return ValueEmitter(type, spelling).run(); }
+Fragment emitValue(const Model::Value& type, const Spelling& spelling) {
+   return ValueEmitter(type, spelling).run();
+}
 
 } // namespace vokc

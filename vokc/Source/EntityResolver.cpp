@@ -1,5 +1,7 @@
 #include "vokc/Source/EntityResolver.h"
 
+#include "vokc/Source/Phrases.h"
+
 #include <algorithm>
 
 namespace vokc {
@@ -47,7 +49,8 @@ void EntityResolver::base(const Syntax::Declaration& declaration, Model::Entity&
       return;
    }
    if (!found->isEntity()) {
-      diagnostics_.error(declaration.base->span, inQuotes(found->name) + " is a value, and no base of an entity");
+      diagnostics_.error(declaration.base->span,
+                         inQuotes(found->name) + " is a value, and no base of an entity");
    } else if (found == &type || (found->span.file == type.span.file && found->order > type.order)) {
       diagnostics_.error(declaration.base->span, "a base entity is declared above");
       diagnostics_.note(found->span, "it is declared here");
@@ -66,14 +69,16 @@ void EntityResolver::parameters(const Syntax::Declaration& declaration, Model::E
          if (!use.type) {
             continue;
          }
-         attribute.kind = use.form == Model::TypeUse::Form::pointer ? Attribute::Kind::pointer : Attribute::Kind::scalar;
+         attribute.kind =
+             use.form == Model::TypeUse::Form::pointer ? Attribute::Kind::pointer : Attribute::Kind::scalar;
          attribute.type = use.type;
          attribute.isConst = use.isConst;
       } else if (parameter.name.text == "name") {
          type.isNamed = true;
          attribute.type = symbols_.builtin("Name");
       } else {
-         diagnostics_.error(parameter.name.span, "the type of parameter " + inQuotes(parameter.name.text) + " is missing",
+         diagnostics_.error(parameter.name.span,
+                            "the type of parameter " + inQuotes(parameter.name.text) + " is missing",
                             "write '" + parameter.name.text + " : <type>', or 'name' for a named entity");
          continue;
       }
@@ -98,7 +103,8 @@ void EntityResolver::attribute(const Syntax::Member& member, Model::Entity& type
          diagnostics_.error(member.words.front().span, "a counter is a number");
       }
    } else if (!member.words.empty()) {
-      diagnostics_.error(member.words.front().span, inQuotes(member.words.front().text) + " is for fields of values");
+      diagnostics_.error(member.words.front().span,
+                         inQuotes(member.words.front().text) + " is for fields of values");
    }
    type.attributes.push_back(std::move(attribute));
 }
@@ -115,9 +121,10 @@ void EntityResolver::connect(const Syntax::Declaration& declaration, Model::Enti
    overrideDerived(type);
    for (const Syntax::Member& member : declaration.members) {
       if (member.kind == Kind::attribute) {
-         const auto found = std::find_if(type.attributes.begin(), type.attributes.end(), [&](const Attribute& attribute) {
-            return attribute.span.begin == member.name.span.begin;
-         });
+         const auto found =
+             std::find_if(type.attributes.begin(), type.attributes.end(), [&](const Attribute& attribute) {
+                return attribute.span.begin == member.name.span.begin;
+             });
          if (found == type.attributes.end()) {
             continue;
          }
@@ -136,7 +143,8 @@ void EntityResolver::connect(const Syntax::Declaration& declaration, Model::Enti
 /// A derived attribute that the base declares too is answered by the most derived entity.
 void EntityResolver::overrideDerived(Model::Entity& type) const {
    for (auto& function : type.functions) {
-      for (Model::Entity* base = type.base; base && function->kind == Model::Function::Kind::derived; base = base->base) {
+      for (Model::Entity* base = type.base; base && function->kind == Model::Function::Kind::derived;
+           base = base->base) {
          for (auto& inherited : base->functions) {
             if (inherited->name == function->name && inherited->kind == function->kind) {
                function->isOverride = inherited->isVirtual = true;
@@ -149,9 +157,10 @@ void EntityResolver::overrideDerived(Model::Entity& type) const {
 /// The key of references is a parameter of their entity, so that it cannot change under them.
 void EntityResolver::referenceKey(Attribute& attribute, Span span) const {
    const auto& entity = static_cast<const Model::Entity&>(*attribute.type);
-   const auto parameter = std::find_if(entity.parameters.begin(), entity.parameters.end(), [&](const Attribute& other) {
-      return other.name == attribute.keyName && other.kind == Attribute::Kind::scalar;
-   });
+   const auto parameter =
+       std::find_if(entity.parameters.begin(), entity.parameters.end(), [&](const Attribute& other) {
+          return other.name == attribute.keyName && other.kind == Attribute::Kind::scalar;
+       });
    if (parameter != entity.parameters.end()) {
       attribute.key = parameter->type;
       return;
@@ -160,7 +169,8 @@ void EntityResolver::referenceKey(Attribute& attribute, Span span) const {
    for (const Attribute& candidate : entity.parameters) {
       names.push_back(candidate.name);
    }
-   diagnostics_.error(span, inQuotes(entity.name) + " has no constructor parameter " + inQuotes(attribute.keyName),
+   diagnostics_.error(span,
+                      inQuotes(entity.name) + " has no constructor parameter " + inQuotes(attribute.keyName),
                       didYouMean(attribute.keyName, names));
    diagnostics_.note(entity.span, "it is declared here");
 }
@@ -222,7 +232,8 @@ void EntityResolver::reactor(const Syntax::Member& member, Model::Entity& type) 
 }
 
 /// `attribute`, `pointer.attribute` or `collection[].attribute`.
-bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& type, Model::Reactor& reactor) const {
+bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& type,
+                             Model::Reactor& reactor) const {
    const std::vector<Syntax::Word>& path = member.watched;
    const Attribute* first = find(path.front(), type);
    if (!first) {
@@ -242,21 +253,25 @@ bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& 
    const std::size_t last = reactor.everyMember ? 2 : 1;
    const Span whole = joined(path.front().span, path.back().span);
    if (path.size() != last + 1 || path[last].text == "[]") {
-      diagnostics_.error(whole, "a reactor watches an attribute of this machine, of an entity it points to, or of "
-                                "every member of a collection",
+      diagnostics_.error(whole,
+                         "a reactor watches an attribute of this machine, of an entity it points to, or of "
+                         "every member of a collection",
                          "for example 'configDir.entityPtr' or 'config[].route'");
       return false;
    }
    const bool isPointer = first->kind == Attribute::Kind::pointer && type.findParameter(first->name) == first;
-   const bool isCollection = first->kind == Attribute::Kind::members || first->kind == Attribute::Kind::references;
+   const bool isCollection =
+       first->kind == Attribute::Kind::members || first->kind == Attribute::Kind::references;
    if (!isPointer && !isCollection) {
-      diagnostics_.error(path.front().span, inQuotes(first->name) + " is neither an input nor a collection of entities");
+      diagnostics_.error(path.front().span,
+                         inQuotes(first->name) + " is neither an input nor a collection of entities");
       diagnostics_.note(first->span, "it is declared here");
       return false;
    }
    if (isCollection != reactor.everyMember) {
       const std::string attribute = "." + path[last].text + "'";
-      diagnostics_.error(whole, inQuotes(first->name) + (isCollection ? " is a collection" : " is a single entity"),
+      diagnostics_.error(whole,
+                         inQuotes(first->name) + (isCollection ? " is a collection" : " is a single entity"),
                          "write '" + first->name + (isCollection ? "[]" : "") + attribute);
       return false;
    }
@@ -283,10 +298,11 @@ const Model::Function* EntityResolver::handler(const Syntax::Word& name,
       if (candidate->parameters.empty()) {
          return candidate; // a handler need not know what changed
       }
-      const bool same = std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
-                                   parameters.end(), [](const Model::Parameter& a, const Model::Parameter& b) {
-                                      return a.type.type == b.type.type && a.type.form == b.type.form;
-                                   });
+      const bool same =
+          std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
+                     parameters.end(), [](const Model::Parameter& a, const Model::Parameter& b) {
+                        return a.type.type == b.type.type && a.type.form == b.type.form;
+                     });
       if (same) {
          return candidate;
       }

@@ -7,7 +7,7 @@ namespace vokc {
 /// Fills the model of entities and machines from what was written, in two steps: what an entity has, and,
 /// when all entities are known, what it refers to and reacts to.
 class EntityResolver {
- public:
+  public:
    EntityResolver(const SymbolTable& symbols, const ValueResolver& values, Diagnostics& diagnostics)
        : symbols_(symbols), values_(values), diagnostics_(diagnostics), types_(symbols, diagnostics),
          expressions_(symbols, diagnostics) {}
@@ -15,7 +15,7 @@ class EntityResolver {
    void resolve(const Syntax::Declaration& declaration, Model::Entity& type) const;
    void connect(const Syntax::Declaration& declaration, Model::Entity& type) const;
 
- private:
+  private:
    void base(const Syntax::Declaration& declaration, Model::Entity& type) const;
    void parameters(const Syntax::Declaration& declaration, Model::Entity& type) const;
    void attribute(const Syntax::Member& member, Model::Entity& type) const;

@@ -7,7 +7,7 @@ namespace vokc {
 /// Types, names with `::`, parameter lists and expressions. Every function raises ParseStop after it has
 /// reported what it could not read.
 class ExpressionParser {
- public:
+  public:
    explicit ExpressionParser(TokenStream& tokens) : tokens_(tokens) {}
 
    Syntax::Path path(std::string_view what);
@@ -17,7 +17,7 @@ class ExpressionParser {
    /// A comparison of sums, or less: `size <= 1048576 - base`.
    Syntax::Expression expression();
 
- private:
+  private:
    Syntax::Type argument();
    Syntax::Expression sum();
    Syntax::Expression product();

@@ -67,8 +67,8 @@ std::optional<Number> compute(std::string_view operation, Number left, Number ri
 }
 
 bool isComparison(std::string_view operation) {
-   return operation == "<=" || operation == ">=" || operation == "<" || operation == ">" || operation == "==" ||
-          operation == "!=";
+   return operation == "<=" || operation == ">=" || operation == "<" || operation == ">" ||
+          operation == "==" || operation == "!=";
 }
 
 } // namespace
@@ -116,7 +116,8 @@ std::unique_ptr<Expression> ExpressionResolver::condition(const Syntax::Expressi
    return result;
 }
 
-ExpressionResolver::Result ExpressionResolver::resolve(const Syntax::Expression& expression, const Place& place) const {
+ExpressionResolver::Result ExpressionResolver::resolve(const Syntax::Expression& expression,
+                                                       const Place& place) const {
    switch (expression.kind) {
    case SyntaxKind::number:
       return number(expression);
@@ -150,7 +151,11 @@ ExpressionResolver::Result ExpressionResolver::number(const Syntax::Expression& 
       const bool isHexDigit = std::isxdigit(static_cast<unsigned char>(c)) != 0;
       bad = bad || !(isHex ? isHexDigit : isDigit);
       const int digit = isDigit ? c - '0' : std::tolower(static_cast<unsigned char>(c)) - 'a' + 10;
-      value = std::min<Number>(value * base + digit, Number(1) << 100);
+      value = std::min<Number>(value * base + digit, Number(1) << 64);
+   }
+   if (value >> 64 != 0 && !bad) {
+      diagnostics_.error(expression.span, inQuotes(text) + " is larger than any number type holds");
+      return std::nullopt;
    }
    bad = bad || (!isHex && text.size() > 1 && text[0] == '0'); // C++ would read it as octal
    if (bad) {
@@ -163,7 +168,8 @@ ExpressionResolver::Result ExpressionResolver::number(const Syntax::Expression& 
 }
 
 /// A name: a field, a constant of the owner, an enumerator of the expected type, or `Type::member`.
-ExpressionResolver::Result ExpressionResolver::path(const Syntax::Expression& expression, const Place& place) const {
+ExpressionResolver::Result ExpressionResolver::path(const Syntax::Expression& expression,
+                                                    const Place& place) const {
    const Syntax::Path& path = expression.path;
    const std::string& name = path.words.back().text;
    if (path.words.size() > 1) {
@@ -263,7 +269,8 @@ ExpressionResolver::Result ExpressionResolver::arithmetic(const Syntax::Expressi
       result.operands.push_back(std::move(*resolved));
    }
    if (std::all_of(numbers.begin(), numbers.end(), [](const auto& number) { return number.has_value(); })) {
-      result.number = isNegative ? std::optional(-*numbers[0]) : compute(expression.text, *numbers[0], *numbers[1]);
+      result.number =
+          isNegative ? std::optional(-*numbers[0]) : compute(expression.text, *numbers[0], *numbers[1]);
    } else if (!place.fields) {
       diagnostics_.error(expression.span, "only numbers can be computed with");
       return std::nullopt;
@@ -271,10 +278,11 @@ ExpressionResolver::Result ExpressionResolver::arithmetic(const Syntax::Expressi
    return result;
 }
 
-ExpressionResolver::Result ExpressionResolver::tuple(const Syntax::Expression& expression, const Place& place) const {
-   const auto* value =
-       place.expected && place.expected->kind == Type::Kind::value ? static_cast<const Model::Value*>(place.expected)
-                                                                    : nullptr;
+ExpressionResolver::Result ExpressionResolver::tuple(const Syntax::Expression& expression,
+                                                     const Place& place) const {
+   const auto* value = place.expected && place.expected->kind == Type::Kind::value
+                           ? static_cast<const Model::Value*>(place.expected)
+                           : nullptr;
    if (!value && expression.operands.size() == 1) {
       return resolve(expression.operands.front(), place); // a parenthesis
    }
@@ -283,8 +291,9 @@ ExpressionResolver::Result ExpressionResolver::tuple(const Syntax::Expression& e
       return std::nullopt;
    }
    if (expression.operands.size() != value->fields.size()) {
-      diagnostics_.error(expression.span, inQuotes(value->name) + " has " + std::to_string(value->fields.size()) +
-                                              " fields, and " + std::to_string(expression.operands.size()) +
+      diagnostics_.error(expression.span, inQuotes(value->name) + " has " +
+                                              std::to_string(value->fields.size()) + " fields, and " +
+                                              std::to_string(expression.operands.size()) +
                                               " values are given");
       diagnostics_.note(value->span, "it is declared here");
       return std::nullopt;
@@ -307,9 +316,10 @@ ExpressionResolver::Result ExpressionResolver::tuple(const Syntax::Expression& e
 }
 
 bool ExpressionResolver::fits(const Expression& value, const Type& expected) const {
-   const auto* storage = expected.kind == Type::Kind::builtin   ? static_cast<const Model::Builtin*>(&expected)
-                         : expected.kind == Type::Kind::bounded ? static_cast<const Model::Bounded&>(expected).storage
-                                                                : nullptr;
+   const auto* storage = expected.kind == Type::Kind::builtin ? static_cast<const Model::Builtin*>(&expected)
+                         : expected.kind == Type::Kind::bounded
+                             ? static_cast<const Model::Bounded&>(expected).storage
+                             : nullptr;
    bool matches = false;
    switch (value.kind) {
    case Expression::Kind::string:
@@ -329,7 +339,8 @@ bool ExpressionResolver::fits(const Expression& value, const Type& expected) con
                 (storage && storage->sort == Model::Builtin::Sort::floating);
    }
    if (!matches) {
-      diagnostics_.error(value.span, inQuotes(value.span.text()) + " is no value of " + inQuotes(expected.name));
+      diagnostics_.error(value.span,
+                         inQuotes(value.span.text()) + " is no value of " + inQuotes(expected.name));
       return false;
    }
    return withinBounds(value, expected);
@@ -338,15 +349,16 @@ bool ExpressionResolver::fits(const Expression& value, const Type& expected) con
 bool ExpressionResolver::withinBounds(const Expression& value, const Type& expected) const {
    const std::optional<Bounds> bounds = boundsOf(expected);
    if (value.number && bounds && (*value.number < bounds->lowest || *value.number > bounds->highest)) {
-      diagnostics_.error(value.span, numberText(*value.number) + " does not fit " + inQuotes(expected.name) + " (" +
-                                         numberText(bounds->lowest) + " to " + numberText(bounds->highest) + ")");
+      diagnostics_.error(value.span, numberText(*value.number) + " does not fit " + inQuotes(expected.name) +
+                                         " (" + numberText(bounds->lowest) + " to " +
+                                         numberText(bounds->highest) + ")");
       return false;
    }
    const auto* bounded = dynamic_cast<const Model::Bounded*>(&expected);
    if (value.kind == Expression::Kind::string && bounded && bounded->length &&
        Number(value.text.size()) > *bounded->length->number) {
-      diagnostics_.error(value.span, inQuotes(value.text) + " is longer than " + inQuotes(expected.name) + " allows (" +
-                                         numberText(*bounded->length->number) + " bytes)");
+      diagnostics_.error(value.span, inQuotes(value.text) + " is longer than " + inQuotes(expected.name) +
+                                         " allows (" + numberText(*bounded->length->number) + " bytes)");
       return false;
    }
    return true;

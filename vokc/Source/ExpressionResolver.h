@@ -8,7 +8,7 @@ namespace vokc {
 
 /// Looks up what an expression names and computes what can be computed.
 class ExpressionResolver {
- public:
+  public:
    ExpressionResolver(const SymbolTable& symbols, Diagnostics& diagnostics)
        : symbols_(symbols), diagnostics_(diagnostics) {}
 
@@ -21,7 +21,7 @@ class ExpressionResolver {
    std::unique_ptr<Model::Expression> condition(const Syntax::Expression& expression,
                                                 const Model::Value& owner) const;
 
- private:
+  private:
    struct Place {
       const Model::Type& owner;
       const Model::Type* expected;
@@ -32,7 +32,8 @@ class ExpressionResolver {
    Result resolve(const Syntax::Expression& expression, const Place& place) const;
    Result number(const Syntax::Expression& expression) const;
    Result path(const Syntax::Expression& expression, const Place& place) const;
-   Result member(const Syntax::Expression& expression, const Model::Type& type, const std::string& name) const;
+   Result member(const Syntax::Expression& expression, const Model::Type& type,
+                 const std::string& name) const;
    Result arithmetic(const Syntax::Expression& expression, const Place& place) const;
    Result tuple(const Syntax::Expression& expression, const Place& place) const;
    void reportUnknown(const Syntax::Expression& expression, const Place& place) const;

@@ -6,11 +6,15 @@
 namespace vokc {
 namespace {
 
-bool isWordStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) || c == '_'; }
-bool isWord(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+bool isWordStart(char c) {
+   return std::isalpha(static_cast<unsigned char>(c)) || c == '_';
+}
+bool isWord(char c) {
+   return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+}
 
 class Lexer {
- public:
+  public:
    Lexer(const SourceFile& file, Diagnostics& diagnostics)
        : file_(file), text_(file.text()), diagnostics_(diagnostics) {}
 
@@ -34,7 +38,7 @@ class Lexer {
       return std::move(tokens_);
    }
 
- private:
+  private:
    bool startsWith(std::string_view prefix) const { return text_.substr(at_).starts_with(prefix); }
 
    void skipBlanks() {
@@ -107,7 +111,8 @@ class Lexer {
 
    void number(std::uint32_t begin) {
       skipWord();
-      if (at_ + 1 < text_.size() && text_[at_] == '.' && std::isdigit(static_cast<unsigned char>(text_[at_ + 1]))) {
+      if (at_ + 1 < text_.size() && text_[at_] == '.' &&
+          std::isdigit(static_cast<unsigned char>(text_[at_ + 1]))) {
          ++at_;
          skipWord();
       }
@@ -121,7 +126,8 @@ class Lexer {
       }
       if (at_ >= text_.size() || text_[at_] != '"') {
          at_ = static_cast<std::uint32_t>(std::min<std::size_t>(at_, text_.size()));
-         diagnostics_.error({&file_, begin, at_}, "string does not end", "close it with '\"' on the same line");
+         diagnostics_.error({&file_, begin, at_}, "string does not end",
+                            "close it with '\"' on the same line");
          add(TokenKind::string, begin);
          tokens_.back().text = tokens_.back().text.substr(1);
          return;
@@ -132,7 +138,8 @@ class Lexer {
    }
 
    void symbol(std::uint32_t begin) {
-      static constexpr std::array<std::string_view, 8> pairs = {"::", "->", "<=", ">=", "==", "!=", "<<", "&&"};
+      static constexpr std::array<std::string_view, 8> pairs = {
+          "::", "->", "<=", ">=", "==", "!=", "<<", "&&"};
       for (const std::string_view pair : pairs) {
          if (startsWith(pair)) {
             at_ += 2;
@@ -146,8 +153,8 @@ class Lexer {
          while (at_ < text_.size() && (text_[at_] & 0xc0) == 0x80) {
             ++at_; // the rest of a UTF-8 character
          }
-         diagnostics_.error({&file_, begin, at_}, "'" + std::string(text_.substr(begin, at_ - begin)) +
-                                                      "' has no meaning here");
+         diagnostics_.error({&file_, begin, at_},
+                            "'" + std::string(text_.substr(begin, at_ - begin)) + "' has no meaning here");
          return;
       }
       add(TokenKind::symbol, begin);

@@ -34,7 +34,9 @@ Loader::Loader(std::vector<std::filesystem::path> roots, Diagnostics& diagnostic
    add("<built in>", prelude);
 }
 
-void Loader::load(const std::string& name) { load(name, Span()); }
+void Loader::load(const std::string& name) {
+   load(name, Span());
+}
 
 void Loader::load(const std::string& name, Span importedAt) {
    const std::string normal = std::filesystem::path(name).lexically_normal().generic_string();

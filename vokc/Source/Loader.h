@@ -12,7 +12,7 @@ namespace vokc {
 
 /// Reads a file and all that it imports, each once.
 class Loader {
- public:
+  public:
    Loader(std::vector<std::filesystem::path> roots, Diagnostics& diagnostics);
 
    /// Loads `name`, a path from one of the roots. What cannot be read is reported.
@@ -23,7 +23,7 @@ class Loader {
    /// Where the files were found, for the build's list of dependencies.
    const std::vector<std::filesystem::path>& paths() const { return paths_; }
 
- private:
+  private:
    enum class State { reading, read };
    void load(const std::string& name, Span importedAt);
    void reportCycle(const std::string& name, Span importedAt);

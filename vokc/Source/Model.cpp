@@ -8,7 +8,8 @@ namespace {
 
 template <class Items>
 auto findNamed(const Items& items, std::string_view name) -> const typename Items::value_type* {
-   const auto found = std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.name == name; });
+   const auto found =
+       std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.name == name; });
    return found == items.end() ? nullptr : &*found;
 }
 
@@ -51,7 +52,9 @@ std::vector<std::string> Type::innerScope() const {
    return inner;
 }
 
-const Enumerator* Enumeration::find(std::string_view name) const { return findNamed(enumerators, name); }
+const Enumerator* Enumeration::find(std::string_view name) const {
+   return findNamed(enumerators, name);
+}
 
 std::uint32_t Flags::mask() const {
    std::uint32_t mask = 0;
@@ -61,10 +64,13 @@ std::uint32_t Flags::mask() const {
    return mask;
 }
 
-const Attribute* Value::find(std::string_view name) const { return findNamed(fields, name); }
+const Attribute* Value::find(std::string_view name) const {
+   return findNamed(fields, name);
+}
 
 bool Value::hasCollection() const {
-   return std::any_of(fields.begin(), fields.end(), [](const Attribute& field) { return field.isCollection(); });
+   return std::any_of(fields.begin(), fields.end(),
+                      [](const Attribute& field) { return field.isCollection(); });
 }
 
 bool isFixed(const Type& type) {
@@ -116,7 +122,9 @@ const Attribute* Entity::find(std::string_view name) const {
    return nullptr;
 }
 
-const Attribute* Entity::findParameter(std::string_view name) const { return findNamed(parameters, name); }
+const Attribute* Entity::findParameter(std::string_view name) const {
+   return findNamed(parameters, name);
+}
 
 std::vector<const Function*> Entity::findFunctions(std::string_view name) const {
    std::vector<const Function*> found;

@@ -37,8 +37,9 @@ struct Type {
 
    Kind kind;
    std::string name;
-   std::vector<std::string> scope; ///< enclosing namespaces, and for a nested type its entity; outermost first
-   const Type* parent = nullptr;   ///< of a nested type: the entity it lives in
+   std::vector<std::string>
+       scope;                    ///< enclosing namespaces, and for a nested type its entity; outermost first
+   const Type* parent = nullptr; ///< of a nested type: the entity it lives in
    Docs docs;
    Span span;
    std::string header; ///< what to include for it; empty for the built-in types
@@ -158,7 +159,9 @@ struct Attribute {
       references, ///< entities owned elsewhere, keyed by `keyName`
       table,      ///< rows of `type` in shared memory
    };
-   bool isCollection() const { return kind != Kind::scalar && kind != Kind::pointer && kind != Kind::optional; }
+   bool isCollection() const {
+      return kind != Kind::scalar && kind != Kind::pointer && kind != Kind::optional;
+   }
    bool hasText() const { return kind == Kind::scalar || kind == Kind::array; }
 
    Kind kind = Kind::scalar;
@@ -171,10 +174,10 @@ struct Attribute {
    bool isConst = false;
    bool logChecked = false;
    std::unique_ptr<Expression> byDefault;
-   bool isCounter = false;   ///< a number that also gets an Inc
-   bool ofPointers = false;  ///< a map whose values are pointers to entities
-   std::string check;        ///< function that runs with every change
-   std::string checkBy;      ///< what it gets: "row", or a field of what is stored
+   bool isCounter = false;  ///< a number that also gets an Inc
+   bool ofPointers = false; ///< a map whose values are pointers to entities
+   std::string check;       ///< function that runs with every change
+   std::string checkBy;     ///< what it gets: "row", or a field of what is stored
 };
 
 struct Invariant {
@@ -212,9 +215,10 @@ struct Reactor {
    std::string name;
    Docs docs;
    Span span;
-   const Attribute* through = nullptr; ///< input or collection whose entity is watched; null: the machine itself
-   bool everyMember = false;           ///< one reactor a member of `through`
-   const Type* watchedType = nullptr;  ///< entity that is watched
+   const Attribute* through =
+       nullptr;              ///< input or collection whose entity is watched; null: the machine itself
+   bool everyMember = false; ///< one reactor a member of `through`
+   const Type* watchedType = nullptr; ///< entity that is watched
    const Attribute* watched = nullptr;
    const Function* handler = nullptr;
    const Function* handlerOfAll = nullptr; ///< of the whole collection, or null
@@ -250,9 +254,9 @@ struct Expression {
    enum class Kind { number, string, boolean, field, constant, enumerator, binary, negative, tuple };
    Kind kind = Kind::number;
    Span span;
-   std::string text;             ///< literal or operator
-   const Type* type = nullptr;   ///< of a field, constant or enumerator
-   const Type* owner = nullptr;  ///< of a constant or enumerator: the type that declares it
+   std::string text;            ///< literal or operator
+   const Type* type = nullptr;  ///< of a field, constant or enumerator
+   const Type* owner = nullptr; ///< of a constant or enumerator: the type that declares it
    const Attribute* field = nullptr;
    const Enumerator* enumerator = nullptr;
    std::vector<Expression> operands;
@@ -267,7 +271,7 @@ bool isOrdered(const Type& type);
 struct Unit {
    std::string name;
    std::vector<std::string> scope; ///< where its catalogue stands
-   std::string header; ///< path for includes
+   std::string header;             ///< path for includes
    std::vector<const Type*> types;
 };
 

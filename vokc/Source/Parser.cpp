@@ -12,7 +12,7 @@ using Syntax::Declaration;
 
 /// The file level: namespaces, units, imports and the heads of declarations.
 class FileParser {
- public:
+  public:
    FileParser(const SourceFile& source, Diagnostics& diagnostics)
        : tokens_(source, diagnostics), declarations_(tokens_), diagnostics_(diagnostics) {
       file_.source = &source;
@@ -28,7 +28,7 @@ class FileParser {
       return std::move(file_);
    }
 
- private:
+  private:
    void items() {
       while (!tokens_.atEnd() && !tokens_.peek().is("}")) {
          try {
@@ -93,8 +93,9 @@ class FileParser {
    void unitItem() {
       tokens_.take();
       Syntax::Word unit = tokens_.expectName("the name of a unit");
-      const auto known = std::find_if(file_.units.begin(), file_.units.end(),
-                                      [&](const Syntax::Unit& other) { return other.name.text == unit.text; });
+      const auto known = std::find_if(file_.units.begin(), file_.units.end(), [&](const Syntax::Unit& other) {
+         return other.name.text == unit.text;
+      });
       if (known != file_.units.end()) {
          diagnostics_.error(unit.span, "unit '" + unit.text + "' was ended by another unit",
                             "keep the declarations of a unit together");
@@ -116,6 +117,8 @@ class FileParser {
 
 } // namespace
 
-Syntax::File parse(const SourceFile& file, Diagnostics& diagnostics) { return FileParser(file, diagnostics).run(); }
+Syntax::File parse(const SourceFile& file, Diagnostics& diagnostics) {
+   return FileParser(file, diagnostics).run();
+}
 
 } // namespace vokc

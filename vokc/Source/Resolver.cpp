@@ -1,6 +1,7 @@
 #include "vokc/Source/Resolver.h"
 
 #include "vokc/Source/EntityResolver.h"
+#include "vokc/Source/ScalarResolver.h"
 #include "vokc/Source/ValueResolver.h"
 
 #include <filesystem>
@@ -52,7 +53,7 @@ std::string headerOf(const Syntax::File& file, const std::string& unit) {
 
 /// Makes the types of a run and enters their names.
 class Declarer {
- public:
+  public:
    Declarer(Model::Schema& schema, SymbolTable& symbols, Diagnostics& diagnostics)
        : schema_(schema), symbols_(symbols), diagnostics_(diagnostics) {}
 
@@ -65,7 +66,7 @@ class Declarer {
       return std::move(entries_);
    }
 
- private:
+  private:
    void declare(const Syntax::File& file, const Syntax::Declaration& declaration, const std::string& unit,
                 Model::Type* parent) {
       std::unique_ptr<Model::Type> owned = makeType(declaration);
@@ -80,9 +81,9 @@ class Declarer {
       symbols_.add(type, diagnostics_);
       for (const Syntax::Declaration& inner : declaration.nested) {
          if (!mayNest(declaration.kind, inner.kind)) {
-            diagnostics_.error(inner.span, inQuotes(inner.name.text) + " cannot be declared inside " +
-                                               inQuotes(type.name),
-                               "only values and entities can, inside an entity or a machine");
+            diagnostics_.error(
+                inner.span, inQuotes(inner.name.text) + " cannot be declared inside " + inQuotes(type.name),
+                "only values and entities can, inside an entity or a machine");
             continue;
          }
          declare(file, inner, unit, &type);
@@ -94,7 +95,8 @@ class Declarer {
    }
 
    static bool mayNest(Kind outer, Kind inner) {
-      return (outer == Kind::entity || outer == Kind::machine) && (inner == Kind::value || inner == Kind::entity);
+      return (outer == Kind::entity || outer == Kind::machine) &&
+             (inner == Kind::value || inner == Kind::entity);
    }
 
    Model::Schema& schema_;
@@ -103,14 +105,15 @@ class Declarer {
    std::vector<Entry> entries_;
 };
 
-void resolveBody(const Entry& entry, const ValueResolver& values, const EntityResolver& entities) {
+void resolveBody(const Entry& entry, const ScalarResolver& scalars, const ValueResolver& values,
+                 const EntityResolver& entities) {
    switch (entry.declaration->kind) {
    case Kind::enumeration:
-      return values.resolve(*entry.declaration, static_cast<Model::Enumeration&>(*entry.type));
+      return scalars.resolve(*entry.declaration, static_cast<Model::Enumeration&>(*entry.type));
    case Kind::bounded:
-      return values.resolve(*entry.declaration, static_cast<Model::Bounded&>(*entry.type));
+      return scalars.resolve(*entry.declaration, static_cast<Model::Bounded&>(*entry.type));
    case Kind::flags:
-      return values.resolve(*entry.declaration, static_cast<Model::Flags&>(*entry.type));
+      return scalars.resolve(*entry.declaration, static_cast<Model::Flags&>(*entry.type));
    case Kind::value:
    case Kind::row:
       return values.resolve(*entry.declaration, static_cast<Model::Value&>(*entry.type));
@@ -123,13 +126,15 @@ void resolveBody(const Entry& entry, const ValueResolver& values, const EntityRe
 
 } // namespace
 
-Model::Schema resolve(const std::vector<Syntax::File>& files, SymbolTable& symbols, Diagnostics& diagnostics) {
+Model::Schema resolve(const std::vector<Syntax::File>& files, SymbolTable& symbols,
+                      Diagnostics& diagnostics) {
    Model::Schema schema;
    const std::vector<Entry> entries = Declarer(schema, symbols, diagnostics).run(files);
+   const ScalarResolver scalars(symbols, diagnostics);
    const ValueResolver values(symbols, diagnostics);
    const EntityResolver entities(symbols, values, diagnostics);
    for (const Entry& entry : entries) {
-      resolveBody(entry, values, entities);
+      resolveBody(entry, scalars, values, entities);
    }
    for (const Entry& entry : entries) {
       if (entry.type->isEntity()) {

@@ -29,6 +29,8 @@ std::string_view SourceFile::line(std::uint32_t number) const {
    return rest;
 }
 
-Span joined(Span first, Span last) { return {first.file, first.begin, std::max(first.end, last.end)}; }
+Span joined(Span first, Span last) {
+   return {first.file, first.begin, std::max(first.end, last.end)};
+}
 
 } // namespace vokc

@@ -11,7 +11,7 @@ namespace vokc {
 
 /// One .vok file in memory. Tokens, spans and syntax trees point into its text, so that it outlives them all.
 class SourceFile {
- public:
+  public:
    /// `name` is what messages and includes call the file: its path from the include root, or as it was given.
    SourceFile(std::string name, std::string text);
 
@@ -26,7 +26,7 @@ class SourceFile {
    /// The line without its line break.
    std::string_view line(std::uint32_t number) const;
 
- private:
+  private:
    std::string name_;
    std::string text_;
    std::vector<std::uint32_t> lineStart_;
@@ -38,7 +38,9 @@ struct Span {
    std::uint32_t begin = 0;
    std::uint32_t end = 0;
 
-   std::string_view text() const { return file ? file->text().substr(begin, end - begin) : std::string_view(); }
+   std::string_view text() const {
+      return file ? file->text().substr(begin, end - begin) : std::string_view();
+   }
 };
 
 /// The span from the start of `first` to the end of `last`, which stands in the same file.

@@ -72,7 +72,8 @@ Model::Type* SymbolTable::find(const std::vector<std::string>& words, const Scop
       }
    }
    const auto builtin = words.size() == 1 ? types_.find("Vok::" + words.front()) : types_.end();
-   return builtin != types_.end() && builtin->second->kind == Model::Type::Kind::builtin ? builtin->second : nullptr;
+   return builtin != types_.end() && builtin->second->kind == Model::Type::Kind::builtin ? builtin->second
+                                                                                         : nullptr;
 }
 
 Model::Type* SymbolTable::find(const Syntax::Path& path, const Scope& scope) const {
@@ -83,7 +84,8 @@ Model::Type* SymbolTable::find(const Syntax::Path& path, const Scope& scope) con
    return find(words, scope);
 }
 
-Model::Type* SymbolTable::expect(const Syntax::Path& path, const Scope& scope, Diagnostics& diagnostics) const {
+Model::Type* SymbolTable::expect(const Syntax::Path& path, const Scope& scope,
+                                 Diagnostics& diagnostics) const {
    Model::Type* type = find(path, scope);
    if (!type) {
       std::vector<std::string> candidates;
@@ -92,7 +94,8 @@ Model::Type* SymbolTable::expect(const Syntax::Path& path, const Scope& scope, D
          candidates.push_back(isBuiltin ? known->name : spelled(*known, scope));
          candidates.push_back(name);
       }
-      diagnostics.error(path.span(), "unknown type '" + path.text() + "'", didYouMean(path.text(), candidates));
+      diagnostics.error(path.span(), "unknown type '" + path.text() + "'",
+                        didYouMean(path.text(), candidates));
    }
    return type;
 }
@@ -101,7 +104,9 @@ const Builtin* SymbolTable::builtin(std::string_view name) const {
    return static_cast<const Builtin*>(types_.find("Vok::" + std::string(name))->second);
 }
 
-bool SymbolTable::isNamespace(const std::string& name) const { return namespaces_.contains(name); }
+bool SymbolTable::isNamespace(const std::string& name) const {
+   return namespaces_.contains(name);
+}
 
 std::string SymbolTable::spelled(const Model::Type& type, const Scope& scope) const {
    const std::vector<std::string>& home = type.scope;

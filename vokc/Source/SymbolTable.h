@@ -10,7 +10,7 @@ namespace vokc {
 
 /// All named types of a run, found as C++ finds names: from the innermost namespace outwards.
 class SymbolTable {
- public:
+  public:
    using Scope = std::vector<std::string>;
 
    SymbolTable();
@@ -26,7 +26,7 @@ class SymbolTable {
    /// The shortest way to write `type` in namespace `scope` of a C++ file.
    std::string spelled(const Model::Type& type, const Scope& scope) const;
 
- private:
+  private:
    Model::Type* find(const std::vector<std::string>& words, const Scope& scope) const;
    bool isNamespace(const std::string& name) const;
 

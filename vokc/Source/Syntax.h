@@ -27,7 +27,8 @@ struct Path {
    std::string text() const;
 };
 
-/// `Bool`, `const Vok::Dir`, `map< Name, LabelRange >`, `values< LFib::Route by routeKey >`, `LfibViaKey[ Slot ]`
+/// `Bool`, `const Vok::Dir`, `map< Name, LabelRange >`, `values< LFib::Route by routeKey >`, `LfibViaKey[
+/// Slot ]`
 struct Type {
    bool isConst = false;
    Path name;
@@ -98,7 +99,7 @@ struct Declaration {
    std::optional<Type> base; ///< underlying type or base entity
    std::vector<Parameter> parameters;
    bool hasParentheses = false;
-   Word externalKind;        ///< `external value X from "header"`
+   Word externalKind; ///< `external value X from "header"`
    std::string header;
    std::vector<Member> members;
    std::vector<Declaration> nested;

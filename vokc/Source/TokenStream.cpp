@@ -7,7 +7,9 @@ namespace vokc {
 TokenStream::TokenStream(const SourceFile& file, Diagnostics& diagnostics)
     : diagnostics_(diagnostics), tokens_(lex(file, diagnostics)), last_(&tokens_.front()) {}
 
-const Token& TokenStream::peek(std::size_t ahead) const { return tokens_[std::min(at_ + ahead, tokens_.size() - 1)]; }
+const Token& TokenStream::peek(std::size_t ahead) const {
+   return tokens_[std::min(at_ + ahead, tokens_.size() - 1)];
+}
 
 const Token& TokenStream::take() {
    last_ = &peek();
@@ -59,7 +61,8 @@ std::string TokenStream::unescaped(std::string_view literal) {
 void TokenStream::expectSemicolon(std::string_view construct) {
    if (!accept(";")) {
       const Span last = lastSpan();
-      stop({last.file, last.end, last.end + 1}, "expected ';' after " + std::string(construct) + ", found " + found());
+      stop({last.file, last.end, last.end + 1},
+           "expected ';' after " + std::string(construct) + ", found " + found());
    }
 }
 

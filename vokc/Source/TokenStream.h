@@ -10,7 +10,7 @@ struct ParseStop {};
 
 /// The tokens of one file with a place in them, and the questions that a parser asks.
 class TokenStream {
- public:
+  public:
    TokenStream(const SourceFile& file, Diagnostics& diagnostics);
 
    const Token& peek(std::size_t ahead = 0) const;
@@ -34,7 +34,7 @@ class TokenStream {
    /// Goes behind the next `;`, or before the next `}`, of this nesting level.
    void skipConstruct();
 
- private:
+  private:
    std::string found() const;
 
    Diagnostics& diagnostics_;

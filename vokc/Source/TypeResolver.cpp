@@ -64,7 +64,8 @@ Model::TypeUse TypeResolver::use(const Syntax::Type& type, const Type& user) con
                                         inQuotes(word ? word->word : type.span.text()));
    } else {
       const Type* own = symbols_.find(type.name, user.innerScope());
-      use.type = own == &user && own->isValue() ? own : value(type, user); // functions may speak of their own type
+      use.type =
+          own == &user && own->isValue() ? own : value(type, user); // functions may speak of their own type
    }
    return use;
 }
@@ -133,7 +134,8 @@ bool TypeResolver::attribute(const Syntax::Member& member, const Type& user, Att
    return attribute.type != nullptr;
 }
 
-bool TypeResolver::collection(const Syntax::Type& type, Kind kind, const Type& user, Attribute& attribute) const {
+bool TypeResolver::collection(const Syntax::Type& type, Kind kind, const Type& user,
+                              Attribute& attribute) const {
    const CollectionWord& word = *collectionWord(type);
    const auto& arguments = type.arguments;
    switch (kind) {
@@ -151,8 +153,10 @@ bool TypeResolver::collection(const Syntax::Type& type, Kind kind, const Type& u
          return attribute.key && attribute.type;
       }
       attribute.type = kind == Kind::counters ? builtin(arguments[1], user) : value(arguments[1], user);
-      if (attribute.type && kind == Kind::counters && !static_cast<const Model::Builtin*>(attribute.type)->isNumber()) {
-         diagnostics_.error(arguments[1].span, "counters count with a number, not with " + inQuotes(attribute.type->name));
+      if (attribute.type && kind == Kind::counters &&
+          !static_cast<const Model::Builtin*>(attribute.type)->isNumber()) {
+         diagnostics_.error(arguments[1].span,
+                            "counters count with a number, not with " + inQuotes(attribute.type->name));
          return false;
       }
       return attribute.key && attribute.type;
@@ -181,7 +185,8 @@ bool TypeResolver::array(const Syntax::Type& type, const Type& user, Attribute& 
       return false;
    }
    if (index->kind != Type::Kind::bounded || static_cast<const Model::Bounded*>(index)->isText()) {
-      diagnostics_.error(type.index->span, "an array is indexed by a bounded number, not by " + inQuotes(index->name),
+      diagnostics_.error(type.index->span,
+                         "an array is indexed by a bounded number, not by " + inQuotes(index->name),
                          "declare 'bounded <Name> : U8 { range 0 to <last>; }'");
       return false;
    }
@@ -203,7 +208,8 @@ bool TypeResolver::keyedValues(const Syntax::Type& type, const Type& user, Attri
    attribute.keyName = argument.by.text;
    if (!attribute.type || attribute.type->kind == Type::Kind::externalValue) {
       if (attribute.type) {
-         diagnostics_.error(argument.span, "the fields of " + inQuotes(attribute.type->name) + " are not known here");
+         diagnostics_.error(argument.span,
+                            "the fields of " + inQuotes(attribute.type->name) + " are not known here");
       }
       return false;
    }
@@ -218,7 +224,8 @@ bool TypeResolver::keyedValues(const Syntax::Type& type, const Type& user, Attri
       for (const Attribute& candidate : value.fields) {
          names.push_back(candidate.name);
       }
-      diagnostics_.error(argument.by.span, inQuotes(value.name) + " has no field " + inQuotes(attribute.keyName),
+      diagnostics_.error(argument.by.span,
+                         inQuotes(value.name) + " has no field " + inQuotes(attribute.keyName),
                          didYouMean(attribute.keyName, names));
       return false;
    }
@@ -226,7 +233,8 @@ bool TypeResolver::keyedValues(const Syntax::Type& type, const Type& user, Attri
    return true;
 }
 
-bool TypeResolver::children(const Syntax::Type& type, Kind kind, const Type& user, Attribute& attribute) const {
+bool TypeResolver::children(const Syntax::Type& type, Kind kind, const Type& user,
+                            Attribute& attribute) const {
    const Syntax::Type& argument = type.arguments.front();
    const bool owned = kind == Kind::members || kind == Kind::optional;
    attribute.type = entity(argument, user, owned);
@@ -246,7 +254,8 @@ bool TypeResolver::children(const Syntax::Type& type, Kind kind, const Type& use
    if (kind == Kind::members) {
       const auto& child = static_cast<const Model::Entity&>(*attribute.type);
       if (child.parameters.empty() || child.parameters.front().kind != Kind::scalar) {
-         diagnostics_.error(argument.span, inQuotes(child.name) + " has no key: its first parameter is no value",
+         diagnostics_.error(argument.span,
+                            inQuotes(child.name) + " has no key: its first parameter is no value",
                             "declare 'entity " + child.name + "( key : <type> )'");
          diagnostics_.note(child.span, "it is declared here");
          return false;
@@ -265,7 +274,8 @@ bool TypeResolver::table(const Syntax::Type& type, const Type& user, Attribute& 
    }
    const auto* row = dynamic_cast<const Model::Value*>(attribute.type);
    if (!row || !row->isRow) {
-      diagnostics_.error(argument.span, "a table holds rows, and " + inQuotes(attribute.type->name) + " is none",
+      diagnostics_.error(argument.span,
+                         "a table holds rows, and " + inQuotes(attribute.type->name) + " is none",
                          "declare it with 'row' instead of 'value'");
       diagnostics_.note(attribute.type->span, "it is declared here");
       return false;
@@ -318,12 +328,14 @@ bool TypeResolver::standsAbove(const Type& type, Span span, const Type& user) co
    return true;
 }
 
-bool TypeResolver::argumentCount(const Syntax::Type& type, std::size_t count, std::string_view example) const {
+bool TypeResolver::argumentCount(const Syntax::Type& type, std::size_t count,
+                                 std::string_view example) const {
    if (type.arguments.size() == count && !type.index && !type.isConst) {
       return true;
    }
-   diagnostics_.error(type.span, inQuotes(type.name.text()) + " takes " +
-                                     (count == 1 ? "one argument" : std::to_string(count) + " arguments"),
+   diagnostics_.error(type.span,
+                      inQuotes(type.name.text()) + " takes " +
+                          (count == 1 ? "one argument" : std::to_string(count) + " arguments"),
                       "for example '" + std::string(example) + "'");
    return false;
 }
@@ -342,7 +354,8 @@ bool TypeResolver::belongsHere(const Syntax::Type& type, Kind kind, const Type& 
       mend = "only an entity has such an attribute";
    }
    const std::string what = kind == Kind::array ? "an array" : inQuotes(type.name.text());
-   diagnostics_.error(type.span, what + " cannot stand in " + (user.isEntity() ? "an entity" : "a value"), mend);
+   diagnostics_.error(type.span, what + " cannot stand in " + (user.isEntity() ? "an entity" : "a value"),
+                      mend);
    return false;
 }
 

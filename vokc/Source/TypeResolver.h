@@ -6,8 +6,9 @@ namespace vokc {
 
 /// Turns written types into resolved ones, on behalf of the declaration `user` in which they stand.
 class TypeResolver {
- public:
-   TypeResolver(const SymbolTable& symbols, Diagnostics& diagnostics) : symbols_(symbols), diagnostics_(diagnostics) {}
+  public:
+   TypeResolver(const SymbolTable& symbols, Diagnostics& diagnostics)
+       : symbols_(symbols), diagnostics_(diagnostics) {}
 
    /// The type of a parameter, a result or a derived attribute: a value, or a pointer to an entity.
    Model::TypeUse use(const Syntax::Type& type, const Model::Type& user) const;
@@ -23,13 +24,15 @@ class TypeResolver {
    /// left to EntityResolver, since their entity may be declared below.
    bool attribute(const Syntax::Member& member, const Model::Type& user, Model::Attribute& attribute) const;
 
- private:
+  private:
    using Kind = Model::Attribute::Kind;
 
-   bool collection(const Syntax::Type& type, Kind kind, const Model::Type& user, Model::Attribute& attribute) const;
+   bool collection(const Syntax::Type& type, Kind kind, const Model::Type& user,
+                   Model::Attribute& attribute) const;
    bool array(const Syntax::Type& type, const Model::Type& user, Model::Attribute& attribute) const;
    bool keyedValues(const Syntax::Type& type, const Model::Type& user, Model::Attribute& attribute) const;
-   bool children(const Syntax::Type& type, Kind kind, const Model::Type& user, Model::Attribute& attribute) const;
+   bool children(const Syntax::Type& type, Kind kind, const Model::Type& user,
+                 Model::Attribute& attribute) const;
    bool table(const Syntax::Type& type, const Model::Type& user, Model::Attribute& attribute) const;
 
    const Model::Type* key(const Syntax::Type& type, Kind kind, const Model::Type& user) const;

@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include "Pooltab/test/PooltabSample.h"
+#include "Pooltab/VokPooltab.h"
+
+#include <sstream>
+
+/// The tables of an entity, from declaration to notification.
+
+namespace PooltabTest {
+namespace {
+
+using namespace PooltabSample;
+
+/// Writes down what it is told.
+class Diary : public Board::Notifiee {
+  public:
+   explicit Diary(const Vok::Ptr<Board>& board) : Board::Notifiee(board), board_(board.get()) {}
+
+   void onPort(const PortKey& key) override {
+      text << "port " << key.port() << "=" << board_->port(key).speed() << "; ";
+   }
+   void onQueues(const PortKey& key) override {
+      text << "queues " << key.port() << "=" << board_->queues(key).weights() << "; ";
+   }
+   void onPortCollection() override { text << "ports; "; }
+   void onQueuesCollection() override { text << "queues; "; }
+   void onPortMountStatus() override { text << mountStatusName(board_->portControl().mountStatus()) << "; "; }
+
+   std::string taken() {
+      const std::string told = text.str();
+      text.str("");
+      return told;
+   }
+
+   std::ostringstream text;
+
+  private:
+   Board* board_;
+};
+
+Port makePort(Vok::U32 number, Vok::U64 speed) {
+   return Port(PortKey(1, number), speed);
+}
+
+TEST(Collection, WriterAndReaderNotifyInTheOrderOfWriting) {
+   const auto folder = Pooltab::privateFolder("p");
+   const auto written = boardFactory("written"), read = boardFactory("read");
+   Diary writers(written), readers(read);
+   VokPooltab::ReaderMount readerMount(read, folder);
+   EXPECT_EQ(readers.taken(), "unmounted; ports; queues; ");
+   EXPECT_EQ(read->port(PortKey(1, 7)), Port());
+   VokPooltab::WriterMount mount(written, folder);
+   EXPECT_EQ(writers.taken(), "mounted; ports; queues; ");
+   EXPECT_EQ(readerMount.deliver(100), 0u);
+   EXPECT_EQ(readers.taken(), "mounted; ports; queues; ");
+   EXPECT_TRUE(readerMount.isMounted());
+
+   Queues queues;
+   queues.keyIs(PortKey(1, 7));
+   queues.weightIs(QueueIndex(3), 30);
+   written->portIs(makePort(7, 100));
+   written->queuesIs(queues);
+   EXPECT_FALSE(written->portCommit(makePort(7, 100)));
+   EXPECT_TRUE(written->portCommit(makePort(7, 200)));
+   written->portIs(makePort(8, 10));
+   written->portDel(PortKey(1, 8));
+   written->portDel(PortKey(1, 9));
+   EXPECT_EQ(writers.taken(), "port 7=100; queues 7=1; port 7=200; port 8=10; port 8=0; ");
+   // The reader is told of the same changes in the same order, and reads the state as it is now.
+   EXPECT_EQ(readerMount.deliver(3), 3u);
+   EXPECT_EQ(readers.taken(), "port 7=200; queues 7=1; port 7=200; ");
+   EXPECT_EQ(readerMount.deliver(100), 2u);
+   EXPECT_EQ(readers.taken(), "port 8=0; port 8=0; ");
+   EXPECT_EQ(read->queues(PortKey(1, 7)), queues);
+   EXPECT_EQ(read->portControl().statistics().rows, 1u);
+   EXPECT_EQ(read->portTable().changeCounter(), written->portTable().changeCounter());
+
+   // Members of a walk may go while it is on.
+   for (Vok::U32 number = 20; number < 30; ++number)
+      written->portIs(makePort(number, number));
+   writers.taken();
+   int walked = 0;
+   for (const Port& port : written->portEach()) {
+      ++walked;
+      written->portDel(port.key());
+   }
+   EXPECT_EQ(walked, 11);
+   EXPECT_EQ(written->ports(), 0u);
+}
+
+TEST(Collection, OnlyAMountedWriterWrites) {
+   const auto board = boardFactory("slot1");
+   EXPECT_EQ(board->portControl().mountStatus(), Pooltab::MountStatus::unmounted);
+   EXPECT_EQ(board->ports(), 0u);
+   const auto expectRefusal = [&] {
+      try {
+         board->portIs(makePort(1, 1));
+         ADD_FAILURE() << "wrote";
+      } catch (const Vok::Error& error) {
+         EXPECT_STREQ(error.what(),
+                      "slot1::port: is not mounted for writing (mount it with a PoolWriter first)");
+      }
+   };
+   expectRefusal();
+   const auto folder = Pooltab::privateFolder("p");
+   {
+      const VokPooltab::ReaderMount mount(board, folder);
+      expectRefusal();
+   }
+   {
+      const VokPooltab::WriterMount mount(board, folder);
+      board->portIs(makePort(1, 1));
+      // A second writer is refused, and its entity stays as it was.
+      const auto other = boardFactory("slot2");
+      EXPECT_THROW(VokPooltab::WriterMount(other, folder), Vok::Error);
+      EXPECT_EQ(other->portControl().mountStatus(), Pooltab::MountStatus::unmounted);
+   }
+   EXPECT_EQ(board->ports(), 0u);
+   const VokPooltab::WriterMount again(board, folder);
+   EXPECT_EQ(board->port(PortKey(1, 1)), makePort(1, 1)) << "rows outlive the mount";
+}
+
+TEST(Collection, ReflectionReachesRowsAndControl) {
+   const auto board = boardFactory("b");
+   const VokPooltab::WriterMount mount(board, Pooltab::privateFolder("p"));
+   const Vok::Attribute& attribute = *board->vokEntityType().attribute("port");
+   EXPECT_EQ(attribute.typeName, "table<PooltabSample::Port>");
+   const Port port = makePort(3, 4);
+   attribute.access.put(*board, nullptr, &port);
+   EXPECT_EQ(attribute.access.size(*board), 1u);
+   EXPECT_EQ(*static_cast<const Port*>(attribute.access.find(*board, &port.rowKey())), port);
+   attribute.access.walk(*board, [&](const void* key, const void* row) {
+      EXPECT_EQ(*static_cast<const PortKey*>(key), port.key());
+      EXPECT_EQ(*static_cast<const Port*>(row), port);
+   });
+   EXPECT_GT(Pooltab::controlOf(*board, attribute).capacity(), 100u);
+   attribute.access.erase(*board, &port.rowKey());
+   EXPECT_EQ(board->ports(), 0u);
+   std::string heard;
+   board->portControl().corruptionHandlerIs([&](const std::string& message) { heard = message; });
+   board->portControl().corruptionDetected("torn");
+   EXPECT_EQ(heard, "torn");
+}
+
+} // namespace
+} // namespace PooltabTest
