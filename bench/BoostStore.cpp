@@ -25,7 +25,7 @@ using SharedMap = boost::unordered_map<Key, Row, BlobHash<Key>, std::equal_to<Ke
                                        ipc::allocator<std::pair<const Key, Row>, Segment::segment_manager>>;
 
 class BoostStore : public PeerStore {
- public:
+  public:
    explicit BoostStore(const StoreParameters& parameters)
        : PeerStore(parameters), path_(parameters.directory + "/segment"),
          segment_(ipc::create_only, path_.c_str(), (16 << 20) + parameters.routes * 1024) {
@@ -88,12 +88,12 @@ class BoostStore : public PeerStore {
       return walkMap(*routes_) + walkMap(*viaSets_) + walkMap(*vias_);
    }
 
- private:
+  private:
    template <class Map>
    Map* findMap(const char* name) {
       return segment_.find_or_construct<Map>(name)(
-         16, typename Map::hasher(), typename Map::key_equal(),
-         typename Map::allocator_type(segment_.get_segment_manager()));
+          16, typename Map::hasher(), typename Map::key_equal(),
+          typename Map::allocator_type(segment_.get_segment_manager()));
    }
    void find() {
       mutex_ = segment_.find_or_construct<Mutex>("mutex")();

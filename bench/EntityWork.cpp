@@ -10,17 +10,17 @@
 #include <absl/container/flat_hash_map.h>
 #endif
 
-/// Setting an entity's map attribute, with observers that count, beside insert_or_assign with none. The keys are
-/// there already; every set changes the value.
+/// Setting an entity's map attribute, with observers that count, beside insert_or_assign with none. The keys
+/// are there already; every set changes the value.
 
 namespace Bench {
 
 namespace {
 
 class ReadingCounter : public Gauge::Notifiee {
- public:
+  public:
    using Notifiee::Notifiee;
-   void onReading(const U32&) override { ++told; }
+   void onReading(U32) override { ++told; }
    U64 told = 0;
 };
 

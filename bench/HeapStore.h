@@ -10,7 +10,7 @@ namespace Bench {
 
 template <template <class Key, class Row> class Map>
 class HeapStore : public PeerStore {
- public:
+  public:
    using PeerStore::PeerStore;
 
    void publish() override {
@@ -66,7 +66,7 @@ class HeapStore : public PeerStore {
    }
    U64 walk() override { return walkMap(routes_) + walkMap(viaSets_) + walkMap(vias_); }
 
- private:
+  private:
    void insert(const PackedRoute& row) {
       vias_.insert_or_assign(row.viaKey(), row.via);
       viaSets_.insert_or_assign(row.viaSetKey(), row.viaSet);

@@ -21,7 +21,7 @@ Blob<bytes> treeKey(Blob<bytes> key) {
 }
 
 class LmdbBase {
- public:
+  public:
    enum Table { routes, viaSets, vias, tables };
 
    LmdbBase(const std::string& directory, U64 mapBytes) : path_(directory + "/lmdb"), mapBytes_(mapBytes) {
@@ -69,13 +69,13 @@ class LmdbBase {
          throw std::runtime_error(std::string("lmdb: ") + mdb_strerror(error));
    }
 
- private:
+  private:
    void open() {
       check(mdb_env_create(&environment_));
       check(mdb_env_set_mapsize(environment_, mapBytes_));
       check(mdb_env_set_maxdbs(environment_, tables));
-      check(mdb_env_open(environment_, path_.c_str(), MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOMETASYNC | MDB_WRITEMAP,
-                         0600));
+      check(mdb_env_open(environment_, path_.c_str(),
+                         MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOMETASYNC | MDB_WRITEMAP, 0600));
       MDB_txn* transaction = begin(0);
       static constexpr const char* names[] = {"routes", "viaSets", "vias"};
       for (int table = 0; table < tables; ++table)

@@ -2,8 +2,8 @@
 #include "bench/Measure.h"
 #include "bench/Store.h"
 
-/// Three named databases; a chunk of 1000 routes is a transaction, a lookup renews a read transaction, a batch
-/// uses one for its whole length.
+/// Three named databases; a chunk of 1000 routes is a transaction, a lookup renews a read transaction, a
+/// batch uses one for its whole length.
 
 namespace Bench {
 
@@ -20,7 +20,7 @@ auto viaKey(const ViaKeyBlob& key) {
 }
 
 class LmdbStore : public PeerStore {
- public:
+  public:
    explicit LmdbStore(const StoreParameters& parameters)
        : PeerStore(parameters), base_(parameters.directory, (64 << 20) + parameters.routes * 2048) {}
 
@@ -71,10 +71,11 @@ class LmdbStore : public PeerStore {
       ViaBlob via;
       MDB_txn* transaction = base_.begin(MDB_RDONLY);
       for (const U32 label : labels) {
-         found += base_.get(transaction, LmdbBase::routes, routeKey(keyOf(label)), route) &&
-                  base_.get(transaction, LmdbBase::viaSets,
-                            viaSetKey(blobAt<ViaSetKeyBlob>(route, viaSetKeyAt)), viaSet) &&
-                  base_.get(transaction, LmdbBase::vias, viaKey(blobAt<ViaKeyBlob>(viaSet, firstViaKeyAt)), via);
+         found +=
+             base_.get(transaction, LmdbBase::routes, routeKey(keyOf(label)), route) &&
+             base_.get(transaction, LmdbBase::viaSets, viaSetKey(blobAt<ViaSetKeyBlob>(route, viaSetKeyAt)),
+                       viaSet) &&
+             base_.get(transaction, LmdbBase::vias, viaKey(blobAt<ViaKeyBlob>(viaSet, firstViaKeyAt)), via);
          keep(via);
       }
       mdb_txn_abort(transaction);
@@ -89,7 +90,7 @@ class LmdbStore : public PeerStore {
       return rows;
    }
 
- private:
+  private:
    void insert(MDB_txn* transaction, const PackedRoute& row) {
       base_.put(transaction, LmdbBase::vias, viaKey(row.viaKey()), row.via);
       base_.put(transaction, LmdbBase::viaSets, viaSetKey(row.viaSetKey()), row.viaSet);

@@ -4,8 +4,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/// A transaction a burst; then the keys of the burst go over a socket in one write, and the reader gets their rows
-/// in one read transaction.
+/// A transaction a burst; then the keys of the burst go over a socket in one write, and the reader gets their
+/// rows in one read transaction.
 
 namespace Bench {
 

@@ -45,7 +45,7 @@ inline double median(const std::vector<double>& samples) {
 
 /// Another process that runs `work` and hands back numbers. Ended with the object at the latest.
 class Child {
- public:
+  public:
    explicit Child(const std::function<std::vector<double>()>& work);
    Child(Child&& other) noexcept;
    ~Child();
@@ -53,20 +53,20 @@ class Child {
    /// Waits for its end. Raises std::runtime_error with its message when it failed.
    std::vector<double> result();
 
- private:
+  private:
    int pid_ = -1;
    int pipe_ = -1;
 };
 
 /// A directory of shared memory of this run's own, removed with everything in it at the end.
 class ScratchDirectory {
- public:
+  public:
    ScratchDirectory();
    ~ScratchDirectory();
    ScratchDirectory(const ScratchDirectory&) = delete;
    const std::string& path() const { return path_; }
 
- private:
+  private:
    std::string path_;
    int owner_;
 };

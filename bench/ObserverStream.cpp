@@ -2,7 +2,8 @@
 
 #include <absl/container/flat_hash_map.h>
 
-/// An observer in the writer's own process: a virtual call a change, in which it looks the row up and copies it.
+/// An observer in the writer's own process: a virtual call a change, in which it looks the row up and copies
+/// it.
 
 namespace Bench {
 
@@ -11,20 +12,20 @@ namespace {
 using Table = absl::flat_hash_map<RouteKeyBlob, RouteBlob>;
 
 class Observer {
- public:
+  public:
    virtual ~Observer() = default;
    virtual void onChange(const RouteKeyBlob& key) = 0;
 };
 
 class RowCopier : public Observer {
- public:
+  public:
    explicit RowCopier(const Table& table) : table_(table) {}
    void onChange(const RouteKeyBlob& key) override {
       const RouteBlob row = table_.find(key)->second;
       keep(row);
    }
 
- private:
+  private:
    const Table& table_;
 };
 

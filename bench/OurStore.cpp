@@ -11,7 +11,7 @@ namespace Bench {
 namespace {
 
 class OurStore : public Store {
- public:
+  public:
    explicit OurStore(const StoreParameters& parameters)
        : where_{.pool = "lfib", .root = parameters.directory}, lfib_(Mpls::lfibStatusFactory("lfib")),
          mount_(std::in_place, lfib_, where_), writer_(Mpls::lfibWriterFactory(lfib_)) {}
@@ -82,11 +82,11 @@ class OurStore : public Store {
    }
 
    U64 walk() override {
-      return walkTable(*seen_->lfibRouteTable().tableReader()) + walkTable(*seen_->viaSetTable().tableReader()) +
-             walkTable(*seen_->mplsViaTable().tableReader());
+      return walkTable(*seen_->lfibRouteTable().tableReader()) +
+             walkTable(*seen_->viaSetTable().tableReader()) + walkTable(*seen_->mplsViaTable().tableReader());
    }
 
- private:
+  private:
    template <class Table>
    static U64 walkTable(const Table& table) {
       U64 rows = 0;

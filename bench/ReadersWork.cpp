@@ -4,8 +4,8 @@
 
 #include <poll.h>
 
-/// What attached readers cost the writer, in its own processor time: the same changes with nobody there, and with
-/// 1, 4 and 16 processes that follow every change.
+/// What attached readers cost the writer, in its own processor time: the same changes with nobody there, and
+/// with 1, 4 and 16 processes that follow every change.
 
 namespace Bench {
 
@@ -19,7 +19,7 @@ struct Audience {
 };
 
 class KeyCounter : public Mpls::LfibStatus::Notifiee {
- public:
+  public:
    using Notifiee::Notifiee;
    void onLfibRoute(const Mpls::RouteKey&) override { ++keys; }
    U64 keys = 0;

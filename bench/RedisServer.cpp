@@ -9,7 +9,8 @@
 
 namespace Bench {
 
-RedisServer::RedisServer(const std::string& directory) : socket_(directory + "/redis.sock"), owner_(getpid()) {
+RedisServer::RedisServer(const std::string& directory)
+    : socket_(directory + "/redis.sock"), owner_(getpid()) {
    pid_ = fork();
    if (pid_ < 0)
       throw std::runtime_error("no other process can be started");
@@ -18,8 +19,8 @@ RedisServer::RedisServer(const std::string& directory) : socket_(directory + "/r
       dup2(nowhere, STDOUT_FILENO);
       dup2(nowhere, STDERR_FILENO);
       execlp("redis-server", "redis-server", "--port", "0", "--unixsocket", socket_.c_str(), "--dir",
-             directory.c_str(), "--save", "", "--appendonly", "no", "--client-output-buffer-limit", "pubsub 0 0 0",
-             nullptr);
+             directory.c_str(), "--save", "", "--appendonly", "no", "--client-output-buffer-limit",
+             "pubsub 0 0 0", nullptr);
       _exit(127);
    }
 }

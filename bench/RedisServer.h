@@ -11,13 +11,13 @@ namespace Bench {
 /// A Redis server of this run's own, on a Unix socket in the directory, without persistence. Raises
 /// std::runtime_error when there is no such program. Ends with the object.
 class RedisServer {
- public:
+  public:
    explicit RedisServer(const std::string& directory);
    ~RedisServer();
    RedisServer(const RedisServer&) = delete;
    const std::string& socketPath() const { return socket_; }
 
- private:
+  private:
    std::string socket_;
    int pid_;
    int owner_;
@@ -25,7 +25,7 @@ class RedisServer {
 
 /// A connection that sends many commands before it reads their replies.
 class RedisClient {
- public:
+  public:
    /// Waits until the server accepts.
    explicit RedisClient(const std::string& socketPath);
    ~RedisClient() { redisFree(context_); }
@@ -47,7 +47,7 @@ class RedisClient {
    /// The next message, for subscribers. To be given to freeReplyObject.
    redisReply* next();
 
- private:
+  private:
    redisContext* context_ = nullptr;
    std::size_t pending_ = 0;
 };

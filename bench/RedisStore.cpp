@@ -4,8 +4,8 @@
 #include <cstring>
 #include <optional>
 
-/// A key a row, the name of its table in the first byte; the commands of a chunk of 1000 routes are sent before
-/// the first reply is read.
+/// A key a row, the name of its table in the first byte; the commands of a chunk of 1000 routes are sent
+/// before the first reply is read.
 
 namespace Bench {
 
@@ -17,7 +17,7 @@ std::string named(char table, const Blob<bytes>& key) {
 }
 
 class RedisStore : public PeerStore {
- public:
+  public:
    explicit RedisStore(const StoreParameters& parameters)
        : PeerStore(parameters), server_(parameters.directory), client_(std::in_place, server_.socketPath()) {}
 
@@ -65,10 +65,12 @@ class RedisStore : public PeerStore {
          viaKeys.clear();
          for (const U32 label : labels.subspan(at, std::min(chunk, labels.size() - at)))
             client_->append({"GET", named('r', keyOf(label))});
-         client_->finish([&](const redisReply& reply) { collect<routeBytes, viaSetKeyAt>(reply, viaSetKeys); });
+         client_->finish(
+             [&](const redisReply& reply) { collect<routeBytes, viaSetKeyAt>(reply, viaSetKeys); });
          for (const ViaSetKeyBlob& key : viaSetKeys)
             client_->append({"GET", named('s', key)});
-         client_->finish([&](const redisReply& reply) { collect<viaSetBytes, firstViaKeyAt>(reply, viaKeys); });
+         client_->finish(
+             [&](const redisReply& reply) { collect<viaSetBytes, firstViaKeyAt>(reply, viaKeys); });
          for (const ViaKeyBlob& key : viaKeys)
             client_->append({"GET", named('v', key)});
          client_->finish([&](const redisReply& reply) { found += reply.len == viaBytes; });
@@ -77,7 +79,7 @@ class RedisStore : public PeerStore {
    }
    U64 walk() override { return 0; }
 
- private:
+  private:
    void insert(const PackedRoute& row) {
       client_->append({"SET", named('v', row.viaKey()), view(row.via)});
       client_->append({"SET", named('s', row.viaSetKey()), view(row.viaSet)});

@@ -41,8 +41,8 @@ void Report::skip(const std::string& what, const std::string& why) {
 }
 
 void Report::print(std::ostream& out) const {
-   out << fmt::format("{:<12} {:>9} {:<12} {:>10} {:<11} {:>19} {:>7} {:>6} {:>6}  {}\n", "work", "size", "who",
-                      "median", "unit", "min..max", "ratio", "floor", "aim", "mark");
+   out << fmt::format("{:<12} {:>9} {:<12} {:>10} {:<11} {:>19} {:>7} {:>6} {:>6}  {}\n", "work", "size",
+                      "who", "median", "unit", "min..max", "ratio", "floor", "aim", "mark");
    for (const Work& work : works())
       for (const auto& [key, all] : samples_)
          if (key.work == work.name)
@@ -51,10 +51,11 @@ void Report::print(std::ostream& out) const {
       out << what << ": skipped, " << why << '\n';
 }
 
-void Report::printWork(std::ostream& out, const Work& work, std::uint64_t size, const Contestants& all) const {
+void Report::printWork(std::ostream& out, const Work& work, std::uint64_t size,
+                       const Contestants& all) const {
    const auto line = [&](const std::string& who, const Samples& samples, const std::string& verdict) {
-      out << fmt::format("{:<12} {:>9} {:<12} {:>10.4g} {:<11} {:>19} {}\n", work.name, size, who, median(samples),
-                         work.unit, spread(samples), verdict);
+      out << fmt::format("{:<12} {:>9} {:<12} {:>10.4g} {:<11} {:>19} {}\n", work.name, size, who,
+                         median(samples), work.unit, spread(samples), verdict);
    };
    const auto verdict = [](const Goal* goal, double value) {
       if (!goal)

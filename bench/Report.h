@@ -36,7 +36,7 @@ struct Work {
 };
 
 class Report {
- public:
+  public:
    /// Files one round's number. Rounds of the same work, size and contestant add up to its samples.
    void add(const std::string& work, std::uint64_t size, const std::string& who, double value);
    /// Files why something could not be measured.
@@ -45,7 +45,7 @@ class Report {
    void print(std::ostream& out) const;
    void printJson(std::ostream& out) const;
 
- private:
+  private:
    using Samples = std::vector<double>;
    using Contestants = std::map<std::string, Samples>;
    struct Key {

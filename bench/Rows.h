@@ -6,8 +6,8 @@
 #include <vector>
 
 /// The routes that are measured, as a producer describes them and as the three packed rows that every peer
-/// stores. Route number i matches label i and has one MPLS via of its own. Rewriting it (`generation` 1) gives
-/// it another via; as the allocator would, peers take the next free indexes for the new rows.
+/// stores. Route number i matches label i and has one MPLS via of its own. Rewriting it (`generation` 1)
+/// gives it another via; as the allocator would, peers take the next free indexes for the new rows.
 
 namespace Bench {
 
@@ -25,7 +25,7 @@ inline constexpr std::size_t routeBytes = Vok::rowBytesMax<Mpls::LfibRoute>;
 inline constexpr std::size_t viaBytes = Vok::rowBytesMax<Mpls::LfibMplsVia>;
 /// Of a via set with one via: the largest one without the other slots.
 inline constexpr std::size_t viaSetBytes =
-   Vok::rowBytesMax<Mpls::LfibViaSet> - (Mpls::LfibViaIndexRange::range - 1) * viaKeyBytes;
+    Vok::rowBytesMax<Mpls::LfibViaSet> - (Mpls::LfibViaIndexRange::range - 1) * viaKeyBytes;
 /// Where a packed via set lists its first via key, and a packed route names its via set.
 inline constexpr std::size_t firstViaKeyAt = viaSetBytes - viaKeyBytes;
 inline constexpr std::size_t viaSetKeyAt = routeKeyBytes;
@@ -58,11 +58,11 @@ RouteKeyBlob packedKeyOf(const Mpls::RouteKey& key);
 
 /// Makes the packed rows of routes; `total` is the number of routes in the run.
 class RowMaker {
- public:
+  public:
    explicit RowMaker(U64 total) : total_(total) {}
    PackedRoute operator()(U64 number, U64 generation) const;
 
- private:
+  private:
    U64 total_;
 };
 

@@ -11,7 +11,7 @@ namespace Bench {
 /// Memory that this process shares with the children it starts: how they tell each other where they are.
 template <class T>
 class SharedPage {
- public:
+  public:
    SharedPage() {
       void* page = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
       if (page == MAP_FAILED)
@@ -23,7 +23,7 @@ class SharedPage {
    T* operator->() { return page_; }
    T* get() { return page_; }
 
- private:
+  private:
    T* page_;
 };
 

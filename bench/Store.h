@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-/// A place that three rows a route are written to and read from: our tables, or a peer's. Writing goes chunk by
-/// chunk: prepare() makes a chunk's input and is not measured, the calls after it are.
+/// A place that three rows a route are written to and read from: our tables, or a peer's. Writing goes chunk
+/// by chunk: prepare() makes a chunk's input and is not measured, the calls after it are.
 
 namespace Bench {
 
@@ -18,7 +18,7 @@ struct StoreParameters {
 };
 
 class Store {
- public:
+  public:
    static constexpr U64 chunk = 1000;
 
    virtual ~Store() = default;
@@ -26,7 +26,8 @@ class Store {
    virtual void prepare(U64 first, U64 count, U64 generation) = 0;
    /// Three inserts a route.
    virtual void publish() = 0;
-   /// The prepared routes take the place of those of the generation before: three writes and two deletes each.
+   /// The prepared routes take the place of those of the generation before: three writes and two deletes
+   /// each.
    virtual void rewrite() = 0;
    /// The prepared routes and what they use: three deletes each.
    virtual void remove() = 0;
@@ -40,8 +41,8 @@ class Store {
    virtual U64 chase(std::span<const U32> labels) = 0;
    /// Every row of the three tables. Returns their number; 0 where the store cannot walk.
    virtual U64 walk() = 0;
-   /// Ends the writer and starts another over the same rows. Returns how long the new one took, in nanoseconds;
-   /// 0 where there is no such thing.
+   /// Ends the writer and starts another over the same rows. Returns how long the new one took, in
+   /// nanoseconds; 0 where there is no such thing.
    virtual double restart() { return 0; }
    /// How many routes a reader's measurement needs: fewer for stores that take long.
    virtual U64 readsMax() const { return ~U64{0}; }
@@ -49,8 +50,9 @@ class Store {
 
 /// What peers have in common: a chunk is a list of packed rows.
 class PeerStore : public Store {
- public:
-   explicit PeerStore(const StoreParameters& parameters) : parameters_(parameters), make_(parameters.routes) {}
+  public:
+   explicit PeerStore(const StoreParameters& parameters)
+       : parameters_(parameters), make_(parameters.routes) {}
 
    void prepare(U64 first, U64 count, U64 generation) override {
       rows_.clear();
@@ -62,7 +64,7 @@ class PeerStore : public Store {
       }
    }
 
- protected:
+  protected:
    static RouteKeyBlob keyOf(U32 label) { return packedKeyOf(routeKeyOf(label)); }
 
    StoreParameters parameters_;

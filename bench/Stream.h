@@ -5,8 +5,9 @@
 
 #include <vector>
 
-/// The stream of changes: routes change one after another as fast as they can, and a reader gets each change with
-/// the row as it then stands. A stream returns nanoseconds a change, from the first write to the last row read.
+/// The stream of changes: routes change one after another as fast as they can, and a reader gets each change
+/// with the row as it then stands. A stream returns nanoseconds a change, from the first write to the last
+/// row read.
 
 namespace Bench {
 
@@ -22,7 +23,7 @@ double redisStream(const std::vector<U32>& labels);
 /// The routes that change, as packed rows: change number n is of rows[n % rows.size()], with another
 /// metric each time.
 class StreamRows {
- public:
+  public:
    explicit StreamRows(const std::vector<U32>& labels) {
       const RowMaker make(labels.size());
       for (const U32 label : labels)
@@ -35,7 +36,7 @@ class StreamRows {
    }
    const std::vector<RouteBlob>& all() const { return rows_; }
 
- private:
+  private:
    std::vector<RouteBlob> rows_;
 };
 

@@ -17,7 +17,7 @@ struct Progress {
 
 /// Reads each route that the log tells of.
 class RouteFollower : public Mpls::LfibStatus::Notifiee {
- public:
+  public:
    explicit RouteFollower(TablesView& view) : Notifiee(view.lfib()), view_(view) {}
    void onLfibRoute(const Mpls::RouteKey& key) override {
       rows += view_.routes().find(key, route_);
@@ -27,7 +27,7 @@ class RouteFollower : public Mpls::LfibStatus::Notifiee {
    U64 rows = 0;
    bool isLost = false;
 
- private:
+  private:
    TablesView& view_;
    Mpls::LfibRoute route_;
 };

@@ -10,7 +10,7 @@
 namespace Bench {
 
 class Tables {
- public:
+  public:
    explicit Tables(U64 routes)
        : where_{.pool = "lfib", .root = scratch_.path()}, lfib_(Mpls::lfibStatusFactory("lfib")),
          mount_(lfib_, where_), writer_(Mpls::lfibWriterFactory(lfib_)) {
@@ -30,7 +30,7 @@ class Tables {
       return route;
    }
 
- private:
+  private:
    ScratchDirectory scratch_;
    VokPooltab::MountInfo where_;
    Vok::Ptr<Mpls::LfibStatus> lfib_;
@@ -40,7 +40,7 @@ class Tables {
 
 /// The same in the eyes of another process.
 class TablesView {
- public:
+  public:
    explicit TablesView(const VokPooltab::MountInfo& where)
        : lfib_(Mpls::lfibStatusFactory("lfib")), mount_(lfib_, where) {}
 
@@ -48,7 +48,7 @@ class TablesView {
    VokPooltab::ReaderMount& mount() { return mount_; }
    const Pooltab::TableReader<Mpls::LfibRoute>& routes() { return *lfib_->lfibRouteTable().tableReader(); }
 
- private:
+  private:
    Vok::Ptr<Mpls::LfibStatus> lfib_;
    VokPooltab::ReaderMount mount_;
 };

@@ -5,8 +5,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-/// One change to a sleeping reader: from before the writer's mutator to the reader having the row. Beside it the
-/// bare wake-up: the same doorbell rung and heard, with nothing written and nothing read.
+/// One change to a sleeping reader: from before the writer's mutator to the reader having the row. Beside it
+/// the bare wake-up: the same doorbell rung and heard, with nothing written and nothing read.
 
 namespace Bench {
 
@@ -39,7 +39,7 @@ struct Arrivals {
 
 /// Reads the route that changed.
 class RouteWatcher : public Mpls::LfibStatus::Notifiee {
- public:
+  public:
    RouteWatcher(TablesView& view, Arrivals& arrivals)
        : Notifiee(view.lfib()), view_(view), arrivals_(arrivals) {}
    void onLfibRoute(const Mpls::RouteKey& key) override {
@@ -47,7 +47,7 @@ class RouteWatcher : public Mpls::LfibStatus::Notifiee {
       arrivals_.arrived();
    }
 
- private:
+  private:
    TablesView& view_;
    Arrivals& arrivals_;
    Mpls::LfibRoute route_;

@@ -13,9 +13,9 @@ namespace Bench {
 struct Options {
    std::vector<std::uint64_t> sizes = {10'000, 100'000, 1'048'576};
    int rounds = 5;
-   std::set<std::string> only = {}; ///< groups of works; empty for all
+   std::set<std::string> only = {};  ///< groups of works; empty for all
    std::set<std::string> peers = {}; ///< empty for all
-   std::string mplsctl = {};        ///< the program's path; empty to leave its works out
+   std::string mplsctl = {};         ///< the program's path; empty to leave its works out
 
    bool hasPeer(const std::string& name) const { return peers.empty() || peers.contains(name); }
 };

@@ -12,8 +12,9 @@ struct Group {
 };
 
 constexpr Group groups[] = {
-   {"tables", Bench::runTables}, {"busy", Bench::runBusy},       {"stream", Bench::runStream},
-   {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"entity", Bench::runEntity},
+    {"tables", Bench::runTables}, {"busy", Bench::runBusy},       {"stream", Bench::runStream},
+    {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"entity", Bench::runEntity},
+    {"tool", Bench::runTool},
 };
 
 void run(const Bench::Options& options, Bench::Report& report) {
@@ -38,13 +39,17 @@ int main(int argc, char** argv) {
    std::vector<std::string> names;
    for (const Group& group : groups)
       names.push_back(group.name);
-   app.add_option("--sizes", options.sizes, "numbers of routes")->delimiter(',')->check(CLI::Range(1, 1'048'576));
-   app.add_option("--rounds", options.rounds, "how often each contestant takes part")->check(CLI::Range(1, 1000));
+   app.add_option("--sizes", options.sizes, "numbers of routes")
+       ->delimiter(',')
+       ->check(CLI::Range(1, 1'048'576));
+   app.add_option("--rounds", options.rounds, "how often each contestant takes part")
+       ->check(CLI::Range(1, 1000));
    app.add_option("--only", only, "groups of works to run")->delimiter(',')->check(CLI::IsMember(names));
    app.add_option("--peers", peers, "peers to measure beside")
-      ->delimiter(',')
-      ->check(CLI::IsMember({"absl", "std", "boost", "lmdb", "redis", "none"}));
-   app.add_option("--mplsctl", options.mplsctl, "path of mplsctl, to measure it too")->check(CLI::ExistingFile);
+       ->delimiter(',')
+       ->check(CLI::IsMember({"absl", "std", "boost", "lmdb", "redis", "none"}));
+   app.add_option("--mplsctl", options.mplsctl, "path of mplsctl, to measure it too")
+       ->check(CLI::ExistingFile);
    app.add_option("--json", json, "also write the samples to this file");
    CLI11_PARSE(app, argc, argv);
    options.only = {only.begin(), only.end()};
