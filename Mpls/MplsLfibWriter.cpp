@@ -248,9 +248,23 @@ void forEachViaTable(const LfibStatus& lfib, Visit visit) {
    visit(lfib.extFecViaEach());
 }
 
+/// Every route that this writer wrote has a via set of its own, and every via stands in one via set: where
+/// the numbers agree, nothing is left over.
+bool numbersAgree(const LfibStatus& lfib) {
+   Vok::U64 listed = 0;
+   for (const LfibViaSet& viaSet : lfib.viaSetEach())
+      listed += viaSet.viaKeys();
+   const Vok::U64 vias = Vok::U64(lfib.mplsVias()) + lfib.pwVias() + lfib.ipLookupVias() + lfib.vlanVias() +
+                         lfib.evpnVlanAwareVias() + lfib.evpnEthernetSegmentFilterVias() +
+                         lfib.evpnVlanFloodVias() + lfib.evpnVlanAwareFloodVias() + lfib.extFecVias();
+   return lfib.viaSets() == lfib.lfibRoutes() && listed == vias;
+}
+
 } // namespace
 
 Vok::U32 LfibWriter::orphanDelAll() {
+   if (numbersAgree(*lfib()))
+      return 0;
    std::vector<LfibViaSetKey> named;
    for (const LfibRoute& route : lfib()->lfibRouteEach())
       named.push_back(route.viaSetKey());
