@@ -45,6 +45,7 @@ class RedisStore : public PeerStore {
 
    bool isShared() const override { return true; }
    void attach() override { client_.emplace(server_.socketPath()); }
+   clockid_t clock() const override { return CLOCK_MONOTONIC; }
    U64 readsMax() const override { return 100'000; }
 
    U64 lookup(std::span<const U32> labels) override {

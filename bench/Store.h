@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bench/Measure.h"
 #include "bench/Rows.h"
 
 #include <memory>
@@ -44,6 +45,8 @@ class Store {
    /// Ends the writer and starts another over the same rows. Returns how long the new one took, in
    /// nanoseconds; 0 where there is no such thing.
    virtual double restart() { return 0; }
+   /// What its work is timed by: the wall where a server does some of it.
+   virtual clockid_t clock() const { return workClock; }
    /// How many routes a reader's measurement needs: fewer for stores that take long.
    virtual U64 readsMax() const { return ~U64{0}; }
 };

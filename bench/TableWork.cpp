@@ -15,7 +15,7 @@ double overRoutes(Store& store, U64 size, U64 generation, Call&& call) {
    double spent = 0;
    for (U64 first = 0; first < size; first += Store::chunk) {
       store.prepare(first, std::min(Store::chunk, size - first), generation);
-      spent += timed(call);
+      spent += timed(call, store.clock());
    }
    return spent / static_cast<double>(size);
 }
@@ -31,9 +31,9 @@ std::vector<double> read(Store& store, U64 size) {
                                   std::to_string(sample.size()) + " routes");
    };
    all(store.lookup(sample));
-   const double lookup = timed([&] { all(store.lookup(sample)); }) / count;
+   const double lookup = timed([&] { all(store.lookup(sample)); }, store.clock()) / count;
    all(store.chase(sample));
-   const double chase = timed([&] { all(store.chase(sample)); }) / count;
+   const double chase = timed([&] { all(store.chase(sample)); }, store.clock()) / count;
    if (store.walk() == 0)
       return {lookup, chase};
    const double walk = timed([&] { keep(store.walk()); }) / (3 * static_cast<double>(size));

@@ -73,7 +73,7 @@ TEST_F(Show, ManyRoutesComeSortedAndWhole) {
    for (unsigned i = 0; i < 1500; ++i) // several blocks, in an order of their own
       put(100 + i * 7919 % 1500, {{"10.0.0.9", {200000 + i}}});
    unsigned last = 0, count = 0;
-   RouteFilter filter{.lowest = 100, .highest = 1599};
+   RouteFilter filter{.source = {}, .lowest = 100, .highest = 1599};
    eachChain(tables, filter, [&](const Chain& chain) {
       const unsigned label = chain.route.key().topLabel().value();
       EXPECT_GT(label, last);

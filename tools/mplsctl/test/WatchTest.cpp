@@ -80,7 +80,7 @@ TEST_F(Watch, StateThenChangesThenNothing) {
 }
 
 TEST_F(Watch, EachChangeAsItComes) {
-   Watcher watcher(tables, {.lowest = 16, .highest = 19}, follower);
+   Watcher watcher(tables, {.source = {}, .lowest = 16, .highest = 19}, follower);
    watcher.start(std::nullopt);
    const auto step = [&](auto&& change) {
       change();
