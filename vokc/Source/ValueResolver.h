@@ -9,8 +9,7 @@ namespace vokc {
 class ValueResolver {
   public:
    ValueResolver(const SymbolTable& symbols, Diagnostics& diagnostics)
-       : diagnostics_(diagnostics), symbols_(symbols), types_(symbols, diagnostics),
-         expressions_(symbols, diagnostics) {}
+       : diagnostics_(diagnostics), types_(symbols, diagnostics), expressions_(symbols, diagnostics) {}
 
    void resolve(const Syntax::Declaration& declaration, Model::Value& type) const;
 
@@ -28,7 +27,6 @@ class ValueResolver {
    void key(const Syntax::Declaration& declaration, Model::Value& type) const;
 
    Diagnostics& diagnostics_;
-   const SymbolTable& symbols_;
    TypeResolver types_;
    ExpressionResolver expressions_;
 };
