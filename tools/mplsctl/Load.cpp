@@ -83,7 +83,6 @@ void writeResult(Output& out, const RouteFile& file, const SourceSet& sources, c
    writeRemarks(json, file.remarks);
    writeBadLines(json, file.badLines);
    json.end();
-   out << '\n';
 }
 
 Outcome run(const LoadOptions& options, const std::string& pool) {
@@ -101,7 +100,7 @@ Outcome run(const LoadOptions& options, const std::string& pool) {
       printResult(out, options, file, result);
    out.flush();
    if (refused)
-      throw Failure(Outcome::usage, fmt::format("nothing is loaded: {} bad lines", file.badLines.size()),
+      throw Failure(Outcome::usage, fmt::format("nothing is loaded; bad lines: {}", file.badLines.size()),
                     file.broken ? "mend the file: what follows the error could not be read"
                                 : "mend them, or load all other routes with --keep-going");
    return file.badLines.empty() ? Outcome::done : Outcome::failed;

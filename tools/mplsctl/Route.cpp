@@ -48,7 +48,6 @@ void report(const RouteOptions& options, std::string_view done, Vok::U32 label,
       json.object().field("label", label).field("done", done).field("dryRun", options.dryRun);
       writeRemarks(json, remarks);
       json.end();
-      out << '\n';
    } else {
       out.print("{}{} {}\n", options.dryRun ? "dry run: would be " : "", done, label);
       printRemarks(out, remarks);

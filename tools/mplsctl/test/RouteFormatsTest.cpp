@@ -68,12 +68,12 @@ TEST(RouteFormats, oneTableInEveryFormat) {
                          " nexthop as 20 via inet 10.0.0.1 dev eth1 weight 3 \\\n"
                          " nexthop via inet 10.0.0.2 dev eth2\n"},
        {Format::ipRouteJson,
-        R"([{"dst":"100","via":{"family":"inet","host":"10.0.0.2"},"dev":"veth0","protocol":"static","flags":[]},
+        R"json([{"dst":"100","via":{"family":"inet","host":"10.0.0.2"},"dev":"veth0","protocol":"static","flags":[]},
             {"dst":200,"to":"400/500/600","via":{"family":"inet6","host":"fe80::1"},"dev":"eth0","protocol":"ldp"},
             {}, {"dst":"301","dev":"vrf-red"},
             {"dst":"400","protocol":"bgp","metric":20,"ttl-propogate":"disabled","flags":[],"nexthops":[
                {"to":"20","via":{"family":"inet","host":"10.0.0.1"},"dev":"eth1","weight":3,"flags":[]},
-               {"via":{"host":"10.0.0.2"},"dev":"eth2","weight":1,"flags":[]}]}])"},
+               {"via":{"host":"10.0.0.2"},"dev":"eth2","weight":1,"flags":[]}]}])json"},
    };
    const Lines wanted = {"100 lfibSourceStaticMpls 100: pop - 10.0.0.2 'veth0' w1 t0",
                          "200 lfibSourceLdp 100: push 400/500/600 fe80::1 'eth0' w1 t0",
@@ -92,54 +92,39 @@ TEST(RouteFormats, oneTableInEveryFormat) {
 }
 
 TEST(RouteFormats, tableOfALabelSwitchingRouter) {
-   const RouteFile file = readRoutes("t", R"({
+   const RouteFile file = readRoutes("t", R"json({
   "16": {"inLabel":16,"installed":true,"nexthops":[
      {"type":"SR (IS-IS)","outLabel":3,"installed":true,"nexthop":"10.0.1.1","distance":115},
      {"type":"LDP","outLabelStack":[24019,24011],"installed":true,"interface":"eth1","distance":115}],
-   "backupNexthops":[{"type":"SR (IS-IS)","outLabel":17,"nexthop":"10.0.1.9"}]
-}
-, "17" : {"inLabel" : 17, "nexthops" : [ {"type" : "SR (IS-IS)", "outLabel" : 3, "installed" : true} ]},
-         "18" : {
-            "nexthops" : [ {
-               "type" : "SR-TE",
-               "outLabelStack" : [ 3, 400 ],
-               "nexthop" : "fe80::1",
-               "installed" : true,
-               "backupIndex" : [0]
-            } ]
-         },
-                "19"
-    : {
-       "nexthops" :
-           [ {"type" : "SR (IS-IS)", "outLabel" : "24019/24011", "nexthop" : "fe80::1", "installed" : true} ]
-    },
-      "20" : {"nexthops" : [ {"type" : "SR (OSPF)", "outLabel" : "implicit-null", "installed" : true} ]},
-             "21"
-    : {"nexthops" : [ {"type" : "Fancy", "installed" : true}, {"type" : "Fancy", "installed" : true} ]},
-      "explicit-null" : {
-   "nexthops" : [ {"type" : "BGP", "outLabel" : 0} ]
-}
-})");
+   "backupNexthops":[{"type":"SR (IS-IS)","outLabel":17,"nexthop":"10.0.1.9"}]},
+  "17": {"inLabel":17,"nexthops":[{"type":"SR (IS-IS)","outLabel":3,"installed":true}]},
+  "18": {"nexthops":[{"type":"SR-TE","outLabelStack":[3,400],"nexthop":"fe80::1","installed":true,"backupIndex":[0]}]},
+  "19": {"nexthops":[{"type":"SR (IS-IS)","outLabel":"24019/24011","nexthop":"fe80::1","installed":true}]},
+  "20": {"nexthops":[{"type":"SR (OSPF)","outLabel":"implicit-null","installed":true}]},
+  "21": {"nexthops":[{"type":"Fancy","installed":true}, {"type":"Fancy","installed":true}]},
+  "explicit-null": {"nexthops":[{"type":"BGP","outLabel":0}]}
+})json");
    EXPECT_EQ(file.format, Format::mplsTableJson);
-EXPECT_EQ(badLinesIn(file), Lines());
-EXPECT_EQ(
-    routesIn(file),
-    (Lines{"16 lfibSourceIsisSrV4Prefix 115: pop - 10.0.1.1 '' w1 t0 push 24019/24011 0.0.0.0 'eth1' w1 t0",
+   EXPECT_EQ(badLinesIn(file), Lines());
+   EXPECT_EQ(
+       routesIn(file),
+       (Lines{
+           "16 lfibSourceIsisSrV4Prefix 115: pop - 10.0.1.1 '' w1 t0 push 24019/24011 0.0.0.0 'eth1' w1 t0",
            "17 lfibSourceIsisSrV4Prefix 100: pop - 0.0.0.0 '' w1 t0",
            "18 lfibSourceSrTePolicy 100: swap 400 fe80::1 '' w1 t0",
            "19 lfibSourceIsisSrV6Prefix 100: push 24019/24011 fe80::1 '' w1 t0",
            "20 lfibSourceIsisSrV4Prefix 100: pop - 0.0.0.0 '' w1 t0",
            "21 lfibSourceStaticMpls 100: pop - 0.0.0.0 '' w1 t0",
            "0 lfibSourceBgpLu 100: swap 0 0.0.0.0 '' w1 t0"}));
-EXPECT_EQ(remarksIn(file),
-          (Lines{"note next hops of several types in one route: the first decides its source x1 at 4",
-                 "skipped backup next hop x1 at 5",
-                 "note implicit null in a stack of labels imposes nothing x1 at 7",
-                 "skipped 'backupIndex' of a next hop x1 at 7",
-                 "note the tables have no source for segment routing by OSPF: held as IS-IS x1 at 9",
-                 "note unknown type of route: held as static x2 at 10",
-                 "skipped a next hop given twice in one route x1 at 10",
-                 "note a next hop that is not installed there: taken all the same x1 at 11"}));
+   EXPECT_EQ(remarksIn(file),
+             (Lines{"note next hops of several types in one route: the first decides its source x1 at 4",
+                    "skipped backup next hop x1 at 5",
+                    "note implicit null in a stack of labels imposes nothing x1 at 7",
+                    "skipped 'backupIndex' of a next hop x1 at 7",
+                    "note the tables have no source for segment routing by OSPF: held as IS-IS x1 at 9",
+                    "note unknown type of route: held as static x2 at 10",
+                    "skipped a next hop given twice in one route x1 at 10",
+                    "note a next hop that is not installed there: taken all the same x1 at 11"}));
 }
 
 TEST(RouteFormats, badLinesSayWhereAndWhat) {
