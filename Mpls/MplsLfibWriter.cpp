@@ -5,6 +5,7 @@
 #include "Vok/Trace.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace Mpls {
 
@@ -229,6 +230,73 @@ void LfibWriter::lfibRouteDelAll() {
       line << " routes " << lfib()->lfibRoutes();
    for (const LfibRoute& route : lfib()->lfibRouteEach())
       lfibRouteDel(route.key());
+}
+
+namespace {
+
+/// Calls visit( table ) for the walk over each via table.
+template <class Visit>
+void forEachViaTable(const LfibStatus& lfib, Visit visit) {
+   visit(lfib.mplsViaEach());
+   visit(lfib.pwViaEach());
+   visit(lfib.ipLookupViaEach());
+   visit(lfib.vlanViaEach());
+   visit(lfib.evpnVlanAwareViaEach());
+   visit(lfib.evpnEthernetSegmentFilterViaEach());
+   visit(lfib.evpnVlanFloodViaEach());
+   visit(lfib.evpnVlanAwareFloodViaEach());
+   visit(lfib.extFecViaEach());
+}
+
+/// Every route that this writer wrote has a via set of its own, and every via stands in one via set: where
+/// the numbers agree, nothing is left over.
+bool numbersAgree(const LfibStatus& lfib) {
+   Vok::U64 listed = 0;
+   for (const LfibViaSet& viaSet : lfib.viaSetEach())
+      listed += viaSet.viaKeys();
+   const Vok::U64 vias = Vok::U64(lfib.mplsVias()) + lfib.pwVias() + lfib.ipLookupVias() + lfib.vlanVias() +
+                         lfib.evpnVlanAwareVias() + lfib.evpnEthernetSegmentFilterVias() +
+                         lfib.evpnVlanFloodVias() + lfib.evpnVlanAwareFloodVias() + lfib.extFecVias();
+   return lfib.viaSets() == lfib.lfibRoutes() && listed == vias;
+}
+
+} // namespace
+
+Vok::U32 LfibWriter::orphanDelAll() {
+   if (numbersAgree(*lfib()))
+      return 0;
+   std::vector<LfibViaSetKey> named;
+   for (const LfibRoute& route : lfib()->lfibRouteEach())
+      named.push_back(route.viaSetKey());
+   for (const LfibViaSet& viaSet : lfib()->viaSetEach())
+      if (!!viaSet.backupViaSetKey())
+         named.push_back(viaSet.backupViaSetKey());
+   std::ranges::sort(named);
+
+   Vok::U32 deleted = 0;
+   std::vector<LfibViaKey> listed;
+   for (const LfibViaSet& viaSet : lfib()->viaSetEach()) {
+      if (std::ranges::binary_search(named, viaSet.key())) {
+         for (const auto [slot, key] : viaSet.viaKeyEach())
+            listed.push_back(key);
+      } else {
+         lfib()->viaSetDel(viaSet.key());
+         ++deleted;
+      }
+   }
+   std::ranges::sort(listed);
+
+   forEachViaTable(*lfib(), [&](const auto& vias) {
+      for (const auto& via : vias) {
+         if (!std::ranges::binary_search(listed, via.key())) {
+            lfibViaDel(via.key());
+            ++deleted;
+         }
+      }
+   });
+   if (auto line = trace.at(1))
+      line << "orphanDelAll" << " deleted " << deleted;
+   return deleted;
 }
 
 void LfibWriter::lfibViaDel(const LfibViaKey& viaKey) {

@@ -39,14 +39,12 @@ void allocate(const Descriptor& file, U64 from, U64 to, const std::string& what)
 }
 
 /// Turns whole 2 MiB units of the file into huge pages. One page of each unit is allocated first: the system
-/// fills in the rest, which is cheaper than copying what was allocated page by page.
+/// fills in the rest, which is cheaper than copying what was allocated page by page. One call for all of
+/// them, since each call waits for every processor once.
 bool collapse(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, const std::string& what) {
-   for (U64 at = from; at < to; at += hugePageBytes) {
+   for (U64 at = from; at < to; at += hugePageBytes)
       allocate(file, at, at + pageBytes, what);
-      if (madvise(mapping.data() + at, hugePageBytes, adviceCollapse) != 0)
-         return false;
-   }
-   return true;
+   return from >= to || madvise(mapping.data() + from, to - from, adviceCollapse) == 0;
 }
 
 } // namespace
@@ -108,8 +106,8 @@ void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, 
 }
 
 U64 grownBytes(U64 now, U64 needed) {
-   constexpr U64 stepMin = 64 << 10;
-   const U64 wanted = std::max(needed, now + std::clamp(now / 16, stepMin, hugePageBytes));
+   constexpr U64 stepMin = 64 << 10, stepMax = 4 * hugePageBytes;
+   const U64 wanted = std::max(needed, now + std::clamp(now / 16, stepMin, stepMax));
    return roundUp(wanted, wanted >= hugeFromBytes ? hugePageBytes : pageBytes);
 }
 

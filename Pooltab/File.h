@@ -69,8 +69,8 @@ U64 fileBytes(const Descriptor& file);
 /// Raises Vok::Error; the file may then be longer, with nothing in it.
 void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, const std::string& what);
 
-/// The next size for a file of `now` bytes that needs `needed`: a sixteenth more, but at
-/// least 64 KiB and at most 2 MiB, in whole huge pages once it is large.
+/// The next size for a file of `now` bytes that needs `needed`: a sixteenth more, but at least 64 KiB and at
+/// most 8 MiB, in whole huge pages once it is large.
 U64 grownBytes(U64 now, U64 needed);
 
 /// "text: reason of the system".

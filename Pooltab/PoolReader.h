@@ -33,9 +33,12 @@ class PoolReader {
 
    /// The number of the last change delivered, and of the last announced.
    U64 position() const { return cursor_.position(); }
-   /// Goes on behind that change: for readers that know how far they came in an earlier life. Where the log has
-   /// lost what follows, deliver() tells of whole collections.
-   void positionIs(U64 position) { cursor_.positionIs(position); }
+   /// Goes on behind that change: for readers that know how far they came in an earlier life. Where the log
+   /// has lost what follows, deliver() tells of whole collections.
+   void positionIs(U64 position) {
+      if (control_)
+         cursor_.positionIs(position);
+   }
    U64 logPosition() const { return control_ ? control_.head() : 0; }
    const std::shared_ptr<Folder>& folder() const { return folder_; }
    /// Names and fingerprints of the tables that the pool has.

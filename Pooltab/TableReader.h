@@ -58,6 +58,20 @@ class TableReader {
       RowCopy copy;
       return view_->walk(slot, copy) && load(copy, row);
    }
+   /// The same with the number of the change that wrote the row: what is above PoolReader::position() has not
+   /// been delivered yet.
+   bool walk(U64& slot, Row& row, U64& version) const {
+      RowCopy copy;
+      const bool more = view_->walk(slot, copy) && load(copy, row);
+      version = more ? copy.version() : 0;
+      return more;
+   }
+   /// The number of the change that wrote the row; 0 when there is none.
+   U64 version(const Key& key) const {
+      const Packed<Key> packed(key);
+      RowCopy copy;
+      return view_->find(keyOf(packed), copy) ? copy.version() : 0;
+   }
    TableWalk<TableReader> begin() const { return TableWalk<TableReader>(*this); }
    std::default_sentinel_t end() const { return {}; }
 

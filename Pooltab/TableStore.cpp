@@ -107,8 +107,20 @@ void TableStore::prefetchRow(U32 tag) const {
 }
 
 bool TableStore::put(const PackedKey& key, const PackedRow& row) {
-   storeRelease(rows_.header().changes, ++changes_);
+   return putAt(locate(key), key, row);
+}
+
+bool TableStore::putIfChanged(const PackedKey& key, const PackedRow& row) {
    const Place place = locate(key);
+   if (place.found && stampBytes(loadRelaxed(rows_.head(place.slot).stamp)) == row.bytes &&
+       std::memcmp(rows_.payload(place.slot), row.words, row.bytes) == 0)
+      return false;
+   putAt(place, key, row);
+   return true;
+}
+
+bool TableStore::putAt(const Place& place, const PackedKey& key, const PackedRow& row) {
+   storeRelease(rows_.header().changes, ++changes_);
    if (!place.found) {
       insert(place.position, key, row);
       return true;
@@ -119,14 +131,6 @@ bool TableStore::put(const PackedKey& key, const PackedRow& row) {
    else
       move(place, key, row);
    return false;
-}
-
-bool TableStore::putIfChanged(const PackedKey& key, const PackedRow& row) {
-   const std::optional<PackedRow> now = find(key);
-   if (now && now->bytes == row.bytes && std::memcmp(now->words, row.words, row.bytes) == 0)
-      return false;
-   put(key, row);
-   return true;
 }
 
 void TableStore::insert(U64 position, const PackedKey& key, const PackedRow& row) {

@@ -69,6 +69,7 @@ class TableStore {
       U32 slot;
    };
    Place locate(const PackedKey& key) const;
+   bool putAt(const Place& place, const PackedKey& key, const PackedRow& row);
    void make(const RowShape& shape, U64 oldGeneration);
    bool takeOver(const RowShape& shape, U64& oldGeneration);
    void insert(U64 position, const PackedKey& key, const PackedRow& row);

@@ -208,6 +208,44 @@ constexpr std::size_t nearOffset() {
    }
 }
 
+/// The variable part of a row: its arrays in declared order, packed one behind the other.
+template <HasFields Row>
+U32 variablePartBytes(const Row& row) {
+   U32 bytes = 0;
+   forEachField(row, [&](const auto& member) {
+      if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
+         bytes += sizeof(U16) + static_cast<U32>(member.limit()) *
+                                    packedSizeOf<typename std::remove_cvref_t<decltype(member)>::Element>();
+   });
+   return bytes;
+}
+
+/// `out` must have room for variablePartBytes( row ).
+template <HasFields Row>
+void packVariablePart(const Row& row, U8* out) {
+   forEachField(row, [&](const auto& member) {
+      if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
+         out = pack(member, out);
+   });
+}
+
+/// How many of the bytes the variable part took; 0 when they are none.
+template <HasFields Row>
+U32 unpackVariablePart(Row& row, const U8* in, U32 bytes) {
+   const U8* at = in;
+   std::apply(
+       [&](const auto&... field) {
+          const auto take = [&](auto& member) {
+             if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
+                at = unpack(member, at, in + bytes);
+             return at != nullptr;
+          };
+          (void)(take(row.*(std::remove_cvref_t<decltype(field)>::member)) && ...);
+       },
+       Row::vokFields());
+   return at ? static_cast<U32>(at - in) : 0;
+}
+
 // What shared tables ask of a row or key.
 
 template <class T>

@@ -4,6 +4,7 @@
 
 #include "Vok/TypeOf.h"
 
+#include <iosfwd>
 #include <tuple>
 
 namespace Vok {
@@ -86,6 +87,15 @@ ValueType describeValue(std::string_view name, std::string_view doc) {
    };
    return ValueType(name, isRow ? Kind::row : Kind::value, doc, storageOf<T>(), std::move(fields),
                     std::move(constants), hooks);
+}
+
+/// Writes the generated text form of a generated value to a stream.
+template <class Char, class Traits, class T>
+   requires requires {
+      { T::vokType() } -> std::same_as<const ValueType&>;
+   }
+std::basic_ostream<Char, Traits>& operator<<(std::basic_ostream<Char, Traits>& out, const T& value) {
+   return out << valueToStrep(value);
 }
 
 /// A constant of a type for its description, in text form.

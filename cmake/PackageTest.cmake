@@ -12,7 +12,10 @@ function(step what)
    set(output "${output}" PARENT_SCOPE)
 endfunction()
 
-step("the installation" ${CMAKE_COMMAND} --install ${build} --prefix ${prefix})
+# The two components that building against the library takes; the programs are none of its business.
+foreach(component IN ITEMS library development)
+   step("installing ${component}" ${CMAKE_COMMAND} --install ${build} --prefix ${prefix} --component ${component})
+endforeach()
 step("configuring the consumer" ${CMAKE_COMMAND} -S ${source} -B ${work}/build -G ${generator}
    -D CMAKE_PREFIX_PATH=${prefix} -D CMAKE_CXX_COMPILER=${compiler} -D CMAKE_CXX_FLAGS=${flags}
    -D CMAKE_BUILD_TYPE=${type} -D CMAKE_FIND_USE_PACKAGE_REGISTRY=OFF)

@@ -193,6 +193,16 @@ TEST(Model, LappedReaderIsToldOnceAndGoesOn) {
       EXPECT_EQ(follower.collections - before, lapped) << written;
       EXPECT_EQ(follower.seen, follower.walk());
    }
+   // Going back: what the log still has comes again; further back than it reaches, the gap is told.
+   const U64 end = readerPool.position();
+   for (const U64 back : {1, 16, 17, 1000}) {
+      const int before = follower.collections;
+      readerPool.positionIs(end > back ? end - back : end + back);
+      EXPECT_EQ(readerPool.deliver(1000), back <= 16 ? back : 1);
+      EXPECT_EQ(follower.collections - before, back > 16);
+      EXPECT_EQ(readerPool.position(), end);
+   }
+   EXPECT_EQ(follower.table().version({0, 0}), follower.table().version({1, 0}) - 1);
 }
 
 } // namespace

@@ -61,9 +61,8 @@ class GraphWalk {
          for (const auto [slot, key] : viaSet.viaKeyEach())
             checkLink(viaSet, key);
          if (Mpls::isEvpnViaType(viaSet.viaType()) && viaSet.viaKeys() > 1)
-            find(Finding::Kind::wrongType,
-                 fmt::format("via set {} holds {} vias, its type allows one", keyText(viaSet.key()),
-                             viaSet.viaKeys()));
+            find(Finding::Kind::wrongType, fmt::format("via set {} holds {} vias, its type allows one",
+                                                       keyText(viaSet.key()), viaSet.viaKeys()));
       }
    }
 
@@ -74,8 +73,8 @@ class GraphWalk {
               fmt::format("via set {} lists via {} of another type", keyText(viaSet.key()), keyText(key)));
       // A via set that was replaced since it was read may list vias that went with it.
       if (!tables_.via(key) && stillLists(viaSet.key(), key) && !tables_.via(key))
-         find(Finding::Kind::dangling,
-              fmt::format("via set {} lists via {}, which is not there", keyText(viaSet.key()), keyText(key)));
+         find(Finding::Kind::dangling, fmt::format("via set {} lists via {}, which is not there",
+                                                   keyText(viaSet.key()), keyText(key)));
    }
 
    bool stillLists(const Mpls::LfibViaSetKey& viaSetKey, const Mpls::LfibViaKey& wanted) const {
@@ -92,14 +91,12 @@ class GraphWalk {
          ++routes_;
          usedViaSets_.push_back(route.viaSetKey());
          if (Mpls::isEvpnViaType(route.viaSetKey().viaType()) && route.metric() != 0)
-            find(Finding::Kind::wrongType,
-                 fmt::format("route {} has metric {}, its via type allows 0", labelText(route.key()),
-                             route.metric().value()));
+            find(Finding::Kind::wrongType, fmt::format("route {} has metric {}, its via type allows 0",
+                                                       labelText(route.key()), route.metric().value()));
          if (!tables_.viaSet.has(route.viaSetKey()) && readChain(tables_, route.key(), chain) &&
              !chain.hasViaSet)
-            find(Finding::Kind::dangling,
-                 fmt::format("route {} names via set {}, which is not there", labelText(route.key()),
-                             keyText(route.viaSetKey())));
+            find(Finding::Kind::dangling, fmt::format("route {} names via set {}, which is not there",
+                                                      labelText(route.key()), keyText(route.viaSetKey())));
       }
    }
 

@@ -28,8 +28,8 @@ struct AuditReport {
       Pooltab::TableReport report;
       bool writerAlive = false;
 
-      /// "clean"; "changing" beside a writer, "half done" when one died in the middle of a change that the next
-      /// one finishes (both no findings); "damaged".
+      /// "clean"; "changing" beside a writer, "half done" when one died in the middle of a change that the
+      /// next one finishes (both no findings); "damaged".
       std::string_view state() const;
    };
    std::vector<Table> tables; ///< those that are there

@@ -9,7 +9,7 @@
 namespace mplsctl {
 
 struct Catalogue {
-   std::vector<const Vok::Type*> types;           ///< enumerations, bounded types, flag sets, values and rows
+   std::vector<const Vok::Type*> types;          ///< enumerations, bounded types, flag sets, values and rows
    std::vector<const Vok::EntityType*> entities; ///< entities and machines
 };
 

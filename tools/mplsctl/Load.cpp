@@ -1,5 +1,4 @@
 #include "tools/mplsctl/Command.h"
-#include "tools/mplsctl/Leftovers.h"
 #include "tools/mplsctl/Lfib.h"
 #include "tools/mplsctl/LoadPlan.h"
 #include "tools/mplsctl/RouteReport.h"
@@ -54,7 +53,7 @@ LoadResult preview(RouteFile& file, SourceSet sources, const std::string& pool) 
 LoadResult load(RouteFile& file, SourceSet sources, const std::string& pool) {
    const auto lfib = openWriter(pool);
    const auto writer = Mpls::lfibWriterFactory(lfib->status());
-   if (const Vok::U32 leftovers = removeLeftovers(*writer))
+   if (const Vok::U32 leftovers = writer->orphanDelAll())
       file.remarks.push_back(
           {Remark::Kind::note, "row that a writer left behind when it died: removed", 0, leftovers});
    const LoadPlan plan(file, sources, *lfib->status());

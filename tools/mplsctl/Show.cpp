@@ -26,8 +26,9 @@ struct Options {
 RouteFilter Options::filter() const {
    RouteFilter filter;
    if (!source.empty() && !(filter.source = sourceFromText(source)))
-      throw Failure(Outcome::usage, "'" + source + "' is no source of routes",
-                    "give one as static, ldp, bgplu, isissrv4prefix, ... (mplsctl schema Mpls::LFib::Source)");
+      throw Failure(
+          Outcome::usage, "'" + source + "' is no source of routes",
+          "give one as static, ldp, bgplu, isissrv4prefix, ... (mplsctl schema Mpls::LFib::Source)");
    if (!labels.empty())
       labelRangeFromText(labels, filter);
    return filter;

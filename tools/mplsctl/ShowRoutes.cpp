@@ -73,9 +73,8 @@ void writeRouteInFull(const LfibTables& tables, const Chain& chain, Output& out)
       json.object().field("key", keyText(link.key)).field("found", link.row.has_value());
       if (link.row) {
          json.field("version", viaVersion(tables, link.key));
-         visitFields(*link.row, [&](const Vok::ValueType& type, const void* row) {
-            writeFields(json, type, row);
-         });
+         visitFields(*link.row,
+                     [&](const Vok::ValueType& type, const void* row) { writeFields(json, type, row); });
       }
       json.end();
    }
@@ -106,9 +105,8 @@ void printRouteInFull(const LfibTables& tables, const Chain& chain, Output& out)
       }
       describe(*link.row, hop);
       out.print("  (version {}): {} {}\n", viaVersion(tables, link.key), hop.towards(), hop.outbound);
-      visitFields(*link.row, [&](const Vok::ValueType& type, const void* row) {
-         printFields(out, type, row, 3);
-      });
+      visitFields(*link.row,
+                  [&](const Vok::ValueType& type, const void* row) { printFields(out, type, row, 3); });
    }
 }
 

@@ -26,8 +26,7 @@ std::vector<Pooltab::TableStatistics> collect(const LfibTables& tables) {
 
 void printStatistics(const std::vector<Pooltab::TableStatistics>& all, Output& out) {
    using enum TextTable::Align;
-   TextTable table(
-       {{"Table"}, {"Rows", right}, {"Bytes", right}, {"Capacity", right}, {"Changes", right}});
+   TextTable table({{"Table"}, {"Rows", right}, {"Bytes", right}, {"Capacity", right}, {"Changes", right}});
    Vok::U64 rows = 0, bytes = 0, changes = 0;
    for (const Pooltab::TableStatistics& one : all) {
       table.cell(one.name).cell(one.rows).cell(one.bytes).cell(one.capacity).cell(one.changes);

@@ -15,8 +15,13 @@ namespace {
 
 void printReport(const AuditReport& report, std::size_t limit, Output& out) {
    using enum TextTable::Align;
-   TextTable table({{"Table"}, {"Rows", right}, {"Row Bytes", right}, {"Free Bytes", right}, {"Torn", right},
-                    {"Leaked", right}, {"State"}});
+   TextTable table({{"Table"},
+                    {"Rows", right},
+                    {"Row Bytes", right},
+                    {"Free Bytes", right},
+                    {"Torn", right},
+                    {"Leaked", right},
+                    {"State"}});
    for (const AuditReport::Table& each : report.tables) {
       const Pooltab::TableReport& checked = each.report;
       table.cell(each.name).cell(checked.rows).cell(checked.rowBytes).cell(checked.freeBytes);
@@ -42,7 +47,11 @@ void writeReport(const AuditReport& report, Output& out) {
    json.key("tables").object();
    for (const AuditReport::Table& each : report.tables) {
       const Pooltab::TableReport& checked = each.report;
-      json.key(each.name).object().field("state", each.state()).field("rows", checked.rows).field("rowBytes", checked.rowBytes);
+      json.key(each.name)
+          .object()
+          .field("state", each.state())
+          .field("rows", checked.rows)
+          .field("rowBytes", checked.rowBytes);
       json.field("freeBytes", checked.freeBytes).field("tornRows", checked.tornRows);
       json.field("unindexed", checked.unindexed).field("dangling", checked.dangling);
       json.field("duplicates", checked.duplicates).field("dirtyBlocks", checked.dirtyBlocks);

@@ -60,9 +60,13 @@ bool hasAccessor(const Model::Constant& constant) {
           constant.type->kind == Model::Type::Kind::externalValue;
 }
 
-std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants) {
+std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants,
+                                         const Model::Type& owner) {
    std::vector<std::string> entries;
    for (const Model::Constant& constant : constants) {
+      if (constant.type == &owner) {
+         continue;
+      }
       const auto* text = dynamic_cast<const Model::Builtin*>(constant.type);
       std::string value = constant.name + (hasAccessor(constant) ? "()" : "");
       if (text && text->isText()) {
@@ -121,7 +125,7 @@ Fragment emitBounded(const Model::Bounded& type, const Spelling& spelling) {
 
    std::vector<std::string> description = {literal(type.qualifiedName()), docLiteral(type.docs)};
    if (!type.constants.empty()) {
-      description.push_back(list("{", constantEntries(type.constants), "}", 7));
+      description.push_back(list("{", constantEntries(type.constants, type), "}", 7));
    }
    fragment.source =
        "const Vok::BoundedType& " + name + "::vokType() {\n" +

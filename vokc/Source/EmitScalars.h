@@ -10,8 +10,10 @@ Code::Fragment emitEnum(const Model::Enumeration& type, const Code::Spelling& sp
 Code::Fragment emitBounded(const Model::Bounded& type, const Code::Spelling& spelling);
 Code::Fragment emitFlags(const Model::Flags& type, const Code::Spelling& spelling);
 
-/// One line of a table of constants, `Vok::constant("min", min)`.
-std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants);
+/// The entries of a table of constants, `Vok::constant("min", min)`. Those of the owner's own type are left
+/// out: the type is described before there can be values of it.
+std::vector<std::string> constantEntries(const std::vector<Model::Constant>& constants,
+                                         const Model::Type& owner);
 /// The declarations of constants inside a class.
 std::string constantDeclarations(const std::vector<Model::Constant>& constants,
                                  const Code::Spelling& spelling);

@@ -126,6 +126,9 @@ class UnitEmitter {
       if (type.kind == Type::Kind::enumeration && usings_.insert(type.scope).second) {
          header_.add("using Vok::stringValue; // for argument-dependent lookup of the enumerations here\n");
       }
+      if (type.kind == Type::Kind::value && streams_.insert(type.scope).second) {
+         header_.add("using Vok::operator<<; // writes text forms to streams\n");
+      }
       const Fragment fragment = emit(type);
       header_.add(fragment.definition);
       header_.add(fragment.after);
@@ -201,6 +204,7 @@ class UnitEmitter {
    NamespaceWriter header_;
    NamespaceWriter source_;
    std::set<std::vector<std::string>> usings_;
+   std::set<std::vector<std::string>> streams_;
    std::set<const Type*> declared_;
 };
 

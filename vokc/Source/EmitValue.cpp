@@ -173,6 +173,28 @@ class ValueEmitter {
       line("/// The text form, for table dumps.");
       line("Vok::String pooltabString() const;");
       source("Vok::String " + class_ + "::pooltabString() const {\n   return Vok::valueToStrep(*this);\n}\n");
+      const bool variable = std::any_of(type_.fields.begin(), type_.fields.end(), [](const Attribute& field) {
+         return field.kind == Attribute::Kind::array;
+      });
+      if (variable) {
+         variablePart();
+      }
+   }
+
+   void variablePart() {
+      line("");
+      line("/// The variable part: its bytes now, packed to `out`, and read back. Of bytes that are no variable");
+      line("/// part, deserializeLen() is 0 and deserialize() false; the row may then hold anything valid.");
+      line("Vok::U32 serializeLen() const;");
+      line("void serialize(Vok::U8* out) const;");
+      line("static Vok::U32 deserializeLen(const Vok::U8* in, Vok::U32 bytes);");
+      line("bool deserialize(const Vok::U8* in, Vok::U32 bytes);");
+      source("Vok::U32 " + class_ + "::serializeLen() const {\n   return Vok::variablePartBytes(*this);\n}\n");
+      source("void " + class_ + "::serialize(Vok::U8* out) const {\n   Vok::packVariablePart(*this, out);\n}\n");
+      source("Vok::U32 " + class_ + "::deserializeLen(const Vok::U8* in, Vok::U32 bytes) {\n" + "   " + class_ +
+             " row;\n   return Vok::unpackVariablePart(row, in, bytes);\n}\n");
+      source("bool " + class_ + "::deserialize(const Vok::U8* in, Vok::U32 bytes) {\n" +
+             "   return Vok::unpackVariablePart(*this, in, bytes) != 0;\n}\n");
    }
 
    void reflection() {
@@ -190,10 +212,11 @@ class ValueEmitter {
          line("Vok::String stringValue() const;");
          line("static void parseText(Vok::TextParser& parser, " + type_.name + "& value);");
       }
-      if (!type_.constants.empty()) {
+      const std::vector<std::string> reflected = constantEntries(type_.constants, type_);
+      if (!reflected.empty()) {
          line("static std::vector<Vok::Constant> vokConstants();");
          source("std::vector<Vok::Constant> " + class_ + "::vokConstants() {\n" +
-                list("   return {", constantEntries(type_.constants), "};\n") + "}\n");
+                list("   return {", reflected, "};\n") + "}\n");
       }
       if (!type_.nearName.empty()) {
          const auto at = std::find_if(type_.fields.begin(), type_.fields.end(),

@@ -1,5 +1,7 @@
 #include "vokc/Source/EntityResolver.h"
 
+#include "vokc/Source/Phrases.h"
+
 #include <algorithm>
 
 namespace vokc {

@@ -129,7 +129,9 @@ void checkValue(const Model::Value& value, Members& members) {
    }
    if (value.isRow) {
       members.add("rowKey", value.name, value.span);
-      members.add("pooltabString", value.name, value.span);
+      for (const char* fixed : {"pooltabString", "serialize", "serializeLen", "deserialize", "deserializeLen"}) {
+         members.add(fixed, value.name, value.span);
+      }
    }
    for (const Attribute& field : value.fields) {
       members.attribute(field, false);

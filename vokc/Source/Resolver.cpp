@@ -1,6 +1,7 @@
 #include "vokc/Source/Resolver.h"
 
 #include "vokc/Source/EntityResolver.h"
+#include "vokc/Source/ScalarResolver.h"
 #include "vokc/Source/ValueResolver.h"
 
 #include <filesystem>
@@ -104,14 +105,15 @@ class Declarer {
    std::vector<Entry> entries_;
 };
 
-void resolveBody(const Entry& entry, const ValueResolver& values, const EntityResolver& entities) {
+void resolveBody(const Entry& entry, const ScalarResolver& scalars, const ValueResolver& values,
+                 const EntityResolver& entities) {
    switch (entry.declaration->kind) {
    case Kind::enumeration:
-      return values.resolve(*entry.declaration, static_cast<Model::Enumeration&>(*entry.type));
+      return scalars.resolve(*entry.declaration, static_cast<Model::Enumeration&>(*entry.type));
    case Kind::bounded:
-      return values.resolve(*entry.declaration, static_cast<Model::Bounded&>(*entry.type));
+      return scalars.resolve(*entry.declaration, static_cast<Model::Bounded&>(*entry.type));
    case Kind::flags:
-      return values.resolve(*entry.declaration, static_cast<Model::Flags&>(*entry.type));
+      return scalars.resolve(*entry.declaration, static_cast<Model::Flags&>(*entry.type));
    case Kind::value:
    case Kind::row:
       return values.resolve(*entry.declaration, static_cast<Model::Value&>(*entry.type));
@@ -128,10 +130,11 @@ Model::Schema resolve(const std::vector<Syntax::File>& files, SymbolTable& symbo
                       Diagnostics& diagnostics) {
    Model::Schema schema;
    const std::vector<Entry> entries = Declarer(schema, symbols, diagnostics).run(files);
+   const ScalarResolver scalars(symbols, diagnostics);
    const ValueResolver values(symbols, diagnostics);
    const EntityResolver entities(symbols, values, diagnostics);
    for (const Entry& entry : entries) {
-      resolveBody(entry, values, entities);
+      resolveBody(entry, scalars, values, entities);
    }
    for (const Entry& entry : entries) {
       if (entry.type->isEntity()) {

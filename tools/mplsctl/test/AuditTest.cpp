@@ -46,10 +46,11 @@ TEST_F(Audit, AWriterLeavesItClean) {
 
 TEST_F(Audit, NamesEveryBrokenLink) {
    status->viaSetDel(viaSetOf(18));
-   EXPECT_EQ(findings(), (Lines{
-                             "dangling: route 18 names via set lfibSourceLdp/viaTypeMplsIp/unicast/2, which is not there",
-                             "orphaned: no via set lists via lfibSourceLdp/viaTypeMplsIp/3",
-                         }));
+   EXPECT_EQ(findings(),
+             (Lines{
+                 "dangling: route 18 names via set lfibSourceLdp/viaTypeMplsIp/unicast/2, which is not there",
+                 "orphaned: no via set lists via lfibSourceLdp/viaTypeMplsIp/3",
+             }));
    status->mplsViaDel(tables.viaSet.lookup(viaSetOf(16)).viaKey(Mpls::LfibViaIndexRange(1)));
    status->lfibRouteDel(key(18));
    EXPECT_EQ(findings(), (Lines{

@@ -1,5 +1,4 @@
 #include "tools/mplsctl/LoadPlan.h"
-#include "tools/mplsctl/Leftovers.h"
 #include "tools/mplsctl/RouteWords.h"
 
 #include "Pooltab/VokPooltab.h"
@@ -101,14 +100,14 @@ TEST_F(LoadPlanTest, labelsOfOthersAndOfBadLinesStay) {
 
 TEST_F(LoadPlanTest, whatADeadWriterLeftGoes) {
    load("100 dev a\n101\n nexthop dev a\n nexthop dev b");
-   EXPECT_EQ(removeLeftovers(*writer_), 0u);
+   EXPECT_EQ(writer_->orphanDelAll(), 0u);
    // As if it had died with a new via set and a via half written, and another route half deleted.
    const Mpls::LfibViaKey via(Mpls::LFib::Source::lfibSourceLdp, Mpls::LfibViaType::viaTypeMplsIp, 9);
    Mpls::LfibMplsVia viaRow;
    viaRow.keyIs(via);
    status_->mplsViaIs(viaRow);
    status_->lfibRouteDel(Mpls::RouteKey::fromLabel(Kinet::MplsLabel(101)));
-   EXPECT_EQ(removeLeftovers(*writer_), 4u);
+   EXPECT_EQ(writer_->orphanDelAll(), 4u);
    EXPECT_EQ(status_->viaSets(), 1u);
    EXPECT_EQ(status_->mplsVias(), 1u);
    EXPECT_EQ(load("100 dev a"), "0 0 0 1");

@@ -1,0 +1,53 @@
+#include "bench/Report.h"
+
+#include <cstring>
+
+namespace Bench {
+
+const std::vector<Work>& works() {
+   static const std::vector<Work> all = {
+       {"publish", "ns/route"},     {"rewrite", "ns/route"},   {"delete", "ns/route"},
+       {"lookup", "ns/route"},      {"chase", "ns/route"},     {"walk", "ns/row"},
+       {"lookup-busy", "ns/route"}, {"stream", "ns/change"},   {"wake-median", "us"},
+       {"wake-p99", "us"},          {"log-cost", "ns/change"}, {"bytes", "bytes/route"},
+       {"restart", "ms"},           {"entity-1", "ns/set"},    {"entity-4", "ns/set"},
+       {"ctl-load", "s"},           {"ctl-show", "s"},
+   };
+   return all;
+}
+
+namespace {
+
+using enum Judge;
+
+/// At 1,048,576 routes, the tools at 100,000.
+constexpr Goal goals[] = {
+    {"publish", "absl", faster, 1.5, 5},      {"publish", "boost", faster, 2.5, 8},
+    {"publish", "lmdb", faster, 8, 28},       {"publish", "redis", faster, 15, 50},
+    {"rewrite", "absl", faster, 1, 2.5},      {"rewrite", "boost", faster, 3, 8},
+    {"rewrite", "lmdb", faster, 8, 25},       {"rewrite", "redis", faster, 8, 22},
+    {"delete", "absl", faster, 1, 2.5},       {"delete", "boost", faster, 4, 13},
+    {"delete", "redis", faster, 8, 22},       {"lookup", "absl", faster, 0.9, 1.4},
+    {"lookup", "lmdb", faster, 2.5, 5},       {"lookup", "boost", faster, 1.7, 2.8},
+    {"chase", "absl", faster, 3, 5.5},        {"chase", "lmdb", faster, 8, 15},
+    {"chase", "redis", faster, 20, 33},       {"lookup-busy", "quiet", faster, 0.85, 1},
+    {"walk", "absl", faster, 0.8, 1.2},       {"walk", "lmdb", faster, 2, 3.5},
+    {"stream", "lmdb+socket", faster, 5, 13}, {"stream", "redis", faster, 10, 24},
+    {"stream", "observer", faster, 0.8, 1.9}, {"wake-median", "bare", overhead, 1.3, 1.05},
+    {"wake-p99", "bare", overhead, 1.5, 1.1}, {"log-cost", "no-readers", overhead, 1.2, 1},
+    {"bytes", "", absolute, 380, 335},        {"restart", "", absolute, 100, 25},
+    {"entity-1", "absl", faster, 0.7, 0.95},  {"entity-1", "std", faster, 0.7, 0.95},
+    {"entity-4", "absl", faster, 0.6, 0.9},   {"entity-4", "std", faster, 0.6, 0.9},
+    {"ctl-load", "", absolute, 0.5, 0.2},     {"ctl-show", "", absolute, 0.5, 0.2},
+};
+
+} // namespace
+
+const Goal* goalOf(const std::string& work, const std::string& peer) {
+   for (const Goal& goal : goals)
+      if (work == goal.work && peer == goal.peer)
+         return &goal;
+   return nullptr;
+}
+
+} // namespace Bench

@@ -1,0 +1,100 @@
+#include "bench/Peers.h"
+#include "bench/SharedPage.h"
+#include "bench/Stream.h"
+#include "bench/Tables.h"
+#include "bench/Works.h"
+
+#include <poll.h>
+
+namespace Bench {
+
+namespace {
+
+struct Progress {
+   std::atomic<bool> ready = false;
+   std::atomic<U64> rows = 0; ///< that the reader has
+};
+
+/// Reads each route that the log tells of.
+class RouteFollower : public Mpls::LfibStatus::Notifiee {
+  public:
+   explicit RouteFollower(TablesView& view) : Notifiee(view.lfib()), view_(view) {}
+   void onLfibRoute(const Mpls::RouteKey& key) override {
+      rows += view_.routes().find(key, route_);
+      keep(route_);
+   }
+   void onLfibRouteCollection() override { isLost = true; }
+   U64 rows = 0;
+   bool isLost = false;
+
+  private:
+   TablesView& view_;
+   Mpls::LfibRoute route_;
+};
+
+std::vector<double> follow(const VokPooltab::MountInfo& where, Progress& progress) {
+   TablesView view(where);
+   view.mount().deliver(~std::size_t{0});
+   RouteFollower follower(view);
+   for (progress.ready = true; follower.rows < streamChanges; progress.rows = follower.rows) {
+      if (view.mount().deliver(256) > 0)
+         continue;
+      pollfd waiting{view.mount().descriptor(), POLLIN, 0};
+      poll(&waiting, 1, -1);
+      view.mount().drain();
+      if (follower.isLost)
+         throw std::runtime_error("the reader of the change stream was overtaken");
+   }
+   return {nowNs()};
+}
+
+} // namespace
+
+double ourStream(const std::vector<U32>& labels) {
+   constexpr U64 aheadMax = 8192; // well within the log, so that no change is lost
+   Tables tables(labels.size());
+   std::vector<Mpls::LfibRoute> routes;
+   for (const U32 label : labels)
+      routes.push_back(tables.routeWithMetric(label, 1));
+   SharedPage<Progress> progress;
+   Child reader([&] { return follow(tables.where(), *progress.get()); });
+   await([&] { return progress->ready.load(); });
+
+   const double start = nowNs();
+   for (U64 change = 0; change < streamChanges; ++change) {
+      Mpls::LfibRoute& route = routes[change % routes.size()];
+      route.metricIs(Mpls::RouteMetric(static_cast<U8>(1 + (route.metric().value() + 1) % 255)));
+      tables.lfib().lfibRouteIs(route);
+      if (change % streamBurst == streamBurst - 1) {
+         tables.flush();
+         await([&] { return change < progress->rows + aheadMax; });
+      }
+   }
+   tables.flush();
+   return (reader.result().front() - start) / static_cast<double>(streamChanges);
+}
+
+void runStream(const Options& options, U64 size, Report& report) {
+   std::vector<U32> labels = shuffled(size);
+   const auto peer = [&](const char* name, const char* who, auto stream) {
+      if (!options.hasPeer(name))
+         return;
+      try {
+         report.add("stream", size, who, stream(labels));
+      } catch (const std::exception& failure) {
+         report.skip(who, failure.what());
+      }
+   };
+   report.add("stream", size, ours, ourStream(labels));
+#if BENCH_WITH_ABSL
+   peer("absl", "observer", observerStream);
+#endif
+#if BENCH_WITH_LMDB
+   peer("lmdb", "lmdb+socket", lmdbStream);
+#endif
+#if BENCH_WITH_REDIS
+   peer("redis", "redis", redisStream);
+#endif
+}
+
+} // namespace Bench
