@@ -13,7 +13,7 @@ testing::AssertionResult packsTo(const Row& row, const Blob<bytes>& expected) {
    const std::size_t length = Vok::rowStore(row, packed.data());
    if (length == bytes && std::equal(expected.begin(), expected.end(), packed.begin()))
       return testing::AssertionSuccess();
-   return testing::AssertionFailure() << Vok::stringValue(row) << " packs into " << length << " other bytes";
+   return testing::AssertionFailure() << row.pooltabString() << " packs into " << length << " other bytes";
 }
 
 /// The peers' rows are the very bytes that our tables hold, before a rewrite and after it.
