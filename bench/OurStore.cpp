@@ -16,10 +16,10 @@ class OurStore : public Store {
        : where_{.pool = "lfib", .root = parameters.directory}, lfib_(Mpls::lfibStatusFactory("lfib")),
          mount_(std::in_place, lfib_, where_), writer_(Mpls::lfibWriterFactory(lfib_)) {}
 
-   void prepare(U64 first, U64 count, U64 generation) override {
+   void prepare(const Chunk& chunk) override {
       routes_.clear();
-      for (U64 number = first; number < first + count; ++number)
-         routes_.push_back(routeOf(number, generation));
+      for (const U32 label : chunk.labels)
+         routes_.push_back(routeOf(label, chunk.generation));
    }
    void publish() override {
       for (const Mpls::ConsolidatedLfibRoute& route : routes_)

@@ -1,4 +1,5 @@
 #include "bench/SharedPage.h"
+#include "bench/Store.h"
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
@@ -42,7 +43,7 @@ double writerCost(Tables& tables, U64 size, U64 metric) {
    const double start = cpuNs();
    for (U64 number = 0; number < changes; ++number) {
       tables.lfib().lfibRouteIs(tables.routeWithMetric(number % size, metric + number / size));
-      if (number % 100 == 99)
+      if (number % Chunk::routes == Chunk::routes - 1)
          tables.flush();
    }
    return (cpuNs() - start) / static_cast<double>(changes);

@@ -50,8 +50,8 @@ class RedisStore : public PeerStore {
 
    U64 lookup(std::span<const U32> labels) override {
       U64 found = 0;
-      for (std::size_t at = 0; at < labels.size(); at += chunk) {
-         for (const U32 label : labels.subspan(at, std::min(chunk, labels.size() - at)))
+      for (std::size_t at = 0; at < labels.size(); at += Chunk::routes) {
+         for (const U32 label : labels.subspan(at, std::min(Chunk::routes, labels.size() - at)))
             client_->append({"GET", named('r', keyOf(label))});
          client_->finish([&](const redisReply& reply) { found += reply.len == routeBytes; });
       }
@@ -61,10 +61,10 @@ class RedisStore : public PeerStore {
       U64 found = 0;
       std::vector<ViaSetKeyBlob> viaSetKeys;
       std::vector<ViaKeyBlob> viaKeys;
-      for (std::size_t at = 0; at < labels.size(); at += chunk) {
+      for (std::size_t at = 0; at < labels.size(); at += Chunk::routes) {
          viaSetKeys.clear();
          viaKeys.clear();
-         for (const U32 label : labels.subspan(at, std::min(chunk, labels.size() - at)))
+         for (const U32 label : labels.subspan(at, std::min(Chunk::routes, labels.size() - at)))
             client_->append({"GET", named('r', keyOf(label))});
          client_->finish(
              [&](const redisReply& reply) { collect<routeBytes, viaSetKeyAt>(reply, viaSetKeys); });

@@ -43,8 +43,8 @@ RouteKeyBlob packedKeyOf(const Mpls::RouteKey& key) {
    return packed;
 }
 
-PackedRoute RowMaker::operator()(U64 number, U64 generation) const {
-   const auto index = static_cast<U32>(1 + number + generation * total_);
+PackedRoute RowMaker::operator()(U64 number, U64 place, U64 generation) const {
+   const auto index = static_cast<U32>(1 + place + generation * total_);
    const Mpls::LfibViaKey viaKey(source, Mpls::viaTypeMplsIp_, index);
    const Mpls::LfibViaSetKey viaSetKey(source, index, Mpls::viaTypeMplsIp_, Mpls::LfibViaSetType::unicast);
    Mpls::LfibViaSet viaSet;

@@ -60,7 +60,8 @@ RouteKeyBlob packedKeyOf(const Mpls::RouteKey& key);
 class RowMaker {
   public:
    explicit RowMaker(U64 total) : total_(total) {}
-   PackedRoute operator()(U64 number, U64 generation) const;
+   /// `place` is the number of routes that were written before this one.
+   PackedRoute operator()(U64 number, U64 place, U64 generation) const;
 
   private:
    U64 total_;

@@ -18,13 +18,19 @@ struct StoreParameters {
    U64 routes;            ///< that the run goes up to
 };
 
+/// Routes that are written in one go.
+struct Chunk {
+   static constexpr U64 routes = 1000;
+   std::span<const U32> labels;
+   U64 first; ///< how many routes were written before these
+   U64 generation;
+};
+
 class Store {
   public:
-   static constexpr U64 chunk = 1000;
-
    virtual ~Store() = default;
 
-   virtual void prepare(U64 first, U64 count, U64 generation) = 0;
+   virtual void prepare(const Chunk& chunk) = 0;
    /// Three inserts a route.
    virtual void publish() = 0;
    /// The prepared routes take the place of those of the generation before: three writes and two deletes
@@ -57,13 +63,15 @@ class PeerStore : public Store {
    explicit PeerStore(const StoreParameters& parameters)
        : parameters_(parameters), make_(parameters.routes) {}
 
-   void prepare(U64 first, U64 count, U64 generation) override {
+   void prepare(const Chunk& chunk) override {
       rows_.clear();
       old_.clear();
-      for (U64 number = first; number < first + count; ++number) {
-         rows_.push_back(make_(number, generation));
-         if (generation > 0)
-            old_.push_back(make_(number, generation - 1));
+      U64 place = chunk.first;
+      for (const U32 label : chunk.labels) {
+         rows_.push_back(make_(label, place, chunk.generation));
+         if (chunk.generation > 0)
+            old_.push_back(make_(label, place, chunk.generation - 1));
+         ++place;
       }
    }
 

@@ -27,7 +27,7 @@ class StreamRows {
    explicit StreamRows(const std::vector<U32>& labels) {
       const RowMaker make(labels.size());
       for (const U32 label : labels)
-         rows_.push_back(make(label, 0).route);
+         rows_.push_back(make(label, rows_.size(), 0).route);
    }
    const RouteBlob& operator[](U64 change) {
       RouteBlob& row = rows_[change % rows_.size()];

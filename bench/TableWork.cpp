@@ -3,6 +3,7 @@
 #include "bench/Works.h"
 
 #include <algorithm>
+#include <random>
 #include <stdexcept>
 
 namespace Bench {
@@ -11,18 +12,20 @@ namespace {
 
 /// Goes through the routes chunk by chunk; only `call` is measured. Returns nanoseconds a route.
 template <class Call>
-double overRoutes(Store& store, U64 size, U64 generation, Call&& call) {
+double overRoutes(Store& store, std::span<const U32> labels, U64 generation, Call&& call) {
    double spent = 0;
-   for (U64 first = 0; first < size; first += Store::chunk) {
-      store.prepare(first, std::min(Store::chunk, size - first), generation);
+   for (U64 first = 0; first < labels.size(); first += Chunk::routes) {
+      const U64 count = std::min(Chunk::routes, labels.size() - first);
+      store.prepare({labels.subspan(first, count), first, generation});
       spent += timed(call, store.clock());
    }
-   return spent / static_cast<double>(size);
+   return spent / static_cast<double>(labels.size());
 }
 
 /// Lookup, chase and walk, each after a first pass that is not measured, so that the process has its pages.
 std::vector<double> read(Store& store, U64 size) {
-   const std::vector<U32> labels = shuffled(size);
+   std::vector<U32> labels = shuffled(size);
+   std::shuffle(labels.begin(), labels.end(), std::mt19937(7)); // not in the order of writing
    const auto sample = std::span(labels).first(std::min(size, store.readsMax()));
    const auto count = static_cast<double>(sample.size());
    const auto all = [&](U64 found) {
@@ -50,13 +53,14 @@ std::vector<double> readWhereReadersAre(Store& store, U64 size) {
    return child.result();
 }
 
-void runStore(const StoreKind& kind, U64 size, Report& report) {
+void runStore(const StoreKind& kind, std::span<const U32> labels, Report& report) {
+   const U64 size = labels.size();
    const ScratchDirectory scratch;
    const std::string who = kind.name;
    const auto store = kind.make({scratch.path(), size});
    const auto add = [&](const char* work, double value) { report.add(work, size, who, value); };
 
-   add("publish", overRoutes(*store, size, 0, [&] { store->publish(); }));
+   add("publish", overRoutes(*store, labels, 0, [&] { store->publish(); }));
    const std::vector<double> reads = readWhereReadersAre(*store, size);
    static constexpr const char* names[] = {"lookup", "chase", "walk"};
    for (std::size_t i = 0; i < reads.size(); ++i)
@@ -65,13 +69,16 @@ void runStore(const StoreKind& kind, U64 size, Report& report) {
       add("bytes", allocatedBytes(scratch.path()) / static_cast<double>(size));
    if (const double restart = store->restart(); restart > 0)
       add("restart", restart / 1e6);
-   add("rewrite", overRoutes(*store, size, 1, [&] { store->rewrite(); }));
-   add("delete", overRoutes(*store, size, 1, [&] { store->remove(); }));
+   add("rewrite", overRoutes(*store, labels, 1, [&] { store->rewrite(); }));
+   add("delete", overRoutes(*store, labels, 1, [&] { store->remove(); }));
 }
 
 } // namespace
 
 void runTables(const Options& options, U64 size, Report& report) {
+   std::vector<U32> labels = shuffled(size);
+   if (options.inLabelOrder)
+      std::sort(labels.begin(), labels.end());
    for (const StoreKind& kind : storeKinds()) {
       if (kind.name != std::string(ours) && !options.hasPeer(kind.name))
          continue;
@@ -80,7 +87,7 @@ void runTables(const Options& options, U64 size, Report& report) {
          continue;
       }
       try {
-         runStore(kind, size, report);
+         runStore(kind, labels, report);
       } catch (const std::exception& failure) {
          if (kind.name == std::string(ours))
             throw;

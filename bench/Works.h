@@ -15,6 +15,7 @@ struct Options {
    int rounds = 5;
    std::set<std::string> only = {};  ///< groups of works; empty for all
    std::set<std::string> peers = {}; ///< empty for all
+   bool inLabelOrder = false;        ///< write routes by ascending label, and not in random order
    std::string mplsctl = {};         ///< the program's path; empty to leave its works out
 
    bool hasPeer(const std::string& name) const { return peers.empty() || peers.contains(name); }

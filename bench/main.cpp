@@ -52,6 +52,7 @@ int main(int argc, char** argv) {
    app.add_option("--mplsctl", options.mplsctl, "path of mplsctl, to measure it too")
        ->check(CLI::ExistingFile);
    app.add_option("--json", json, "also write the samples to this file");
+   app.add_flag("--in-label-order", options.inLabelOrder, "write routes by label, and not in random order");
    app.add_flag_callback(
        "--cpu-time", [] { Bench::workClock = CLOCK_PROCESS_CPUTIME_ID; },
        "time works of one process by its processor time, for machines that others use too");

@@ -13,7 +13,7 @@ testing::AssertionResult packsTo(const Row& row, const Blob<bytes>& expected) {
    const std::size_t length = Vok::rowStore(row, packed.data());
    if (length == bytes && std::equal(expected.begin(), expected.end(), packed.begin()))
       return testing::AssertionSuccess();
-   return testing::AssertionFailure() << Vok::stringValue(row) << " packs into " << length << " other bytes";
+   return testing::AssertionFailure() << row.pooltabString() << " packs into " << length << " other bytes";
 }
 
 /// The peers' rows are the very bytes that our tables hold, before a rewrite and after it.
@@ -28,7 +28,7 @@ TEST(Rows, ArePackedAsTheTablesHoldThem) {
             tables.writer().lfibRouteIs(routeOf(number, generation));
       ASSERT_EQ(lfib.mplsVias(), total);
       for (U64 number = 0; number < total; ++number) {
-         const PackedRoute packed = make(number, generation);
+         const PackedRoute packed = make(number, number, generation);
          const Mpls::LfibRoute route = lfib.lfibRoute(routeKeyOf(number));
          const Mpls::LfibViaSet viaSet = lfib.viaSet(route.viaSetKey());
          const Mpls::LfibMplsVia via = lfib.mplsVia(viaSet.viaKey(Mpls::LfibViaIndexRange(0)));
@@ -67,14 +67,14 @@ TEST_P(Stores, HoldWhatWasWritten) {
    };
    const bool walks = GetParam().name != std::string("redis");
    const std::vector<double> all{routes, routes, walks ? 3.0 * routes : 0};
-   store->prepare(0, routes, 0);
+   store->prepare({labels, 0, 0});
    try {
       store->publish();
    } catch (const std::runtime_error& missing) {
       GTEST_SKIP() << missing.what();
    }
    EXPECT_EQ(found(), all);
-   store->prepare(0, routes, 1);
+   store->prepare({labels, 0, 1});
    store->rewrite();
    EXPECT_EQ(found(), all);
    store->remove();
