@@ -51,16 +51,16 @@ TEST(LfibEntityTest, anAdjacencyKeepsWhatItWasMadeOf) {
    other.controlWordPresentIs(true);
    using Action = Kinet::MplsLabelAction;
    const std::pair<std::string, const char*> cases[] = {
-      {raised([&] { lfib->lfibAdjacencyIs(1, viaSetOf("10.0.0.2")); }), "'viaSet'"},
-      {raised([&] { lfib->lfibPwAdjacencyIs(1, other); }), "'via'"},
-      {raised([&] { lfib->lfibExtFecAdjacencyIs(1, Pooltab::Fib::FecId(2), Action::pop); }), "'fecId'"},
-      {raised([&] { lfib->lfibExtFecAdjacencyIs(1, {}, Action::swap); }), "'labelAction'"}};
+       {raised([&] { lfib->lfibAdjacencyIs(1, viaSetOf("10.0.0.2")); }), "'viaSet'"},
+       {raised([&] { lfib->lfibPwAdjacencyIs(1, other); }), "'via'"},
+       {raised([&] { lfib->lfibExtFecAdjacencyIs(1, Pooltab::Fib::FecId(2), Action::pop); }), "'fecId'"},
+       {raised([&] { lfib->lfibExtFecAdjacencyIs(1, {}, Action::swap); }), "'labelAction'"}};
    for (const auto& [text, parameter] : cases) {
       EXPECT_TRUE(text.starts_with("Reinstantiating the entity with fullName ")) << text;
       EXPECT_NE(text.find(std::string(" where constructor parameter attribute ") + parameter +
                           " has a different value of "),
                 std::string::npos)
-         << text;
+          << text;
    }
    EXPECT_EQ(lfib->lfibAdjacency(1)->viaSet(), viaSetOf("10.0.0.1"));
 }
@@ -93,35 +93,38 @@ TEST(LfibEntityTest, dumps) {
    lfib->lfibPwAdjacencyIs(6, PwVia(Kinet::IntfId("Pw1"), true, Pseudowire::PseudowireType::ethernet));
    lfib->lfibExtFecAdjacencyIs(7, Pooltab::Fib::FecId(9), Kinet::MplsLabelAction::pop);
    lfib->lfibMulticastAdjacencyIs(8, viaSetOf("10.0.0.2"));
-   const LFib::Route route(RouteKey::fromLabel(Kinet::MplsLabel(16)), RouteMetric(100), AdjacencyKey(5, mplsIp_),
-                           LFib::Source::lfibSourceLdp, FwdEqvClass(Kinet::IpGenPrefix("10.1.0.0/16")));
+   const LFib::Route route(RouteKey::fromLabel(Kinet::MplsLabel(16)), RouteMetric(100),
+                           AdjacencyKey(5, mplsIp_), LFib::Source::lfibSourceLdp,
+                           FwdEqvClass(Kinet::IpGenPrefix("10.1.0.0/16")));
    lfib->lfibRouteIs(route);
    const std::string full =
-      "nexthopResolutionAllowDefaultRoute: True\n"
-      "lfibAdjacencies #1\n"
-      "  index: 5, adjType: mplsIp\n"
-      "  viaSet:\n"
-      "    nextHop: 10.0.0.1, nexthopGroup: , labelAction: swap, outLabel: 17, intf: , payloadType: "
-      "undefinedPayload, skipEgressAcl: 0, ttlMode:undefinedTtlMode, weight: 1, count: 2\n"
-      "\n"
-      "lfibPwAdjacencies #1\n"
-      "  index: 6, adjType: mplsPseudowire\n"
-      "  via: pwIntfId: Pw1, controlWordPresent: 1, pwType: ethernet\n"
-      "\n"
-      "lfibExtFecAdjacencies #1\n"
-      "  index: 7, fecId: 9, labelAction: pop, payloadType: autoDecide, adjType: mplsExternalFec\n"
-      "\n"
-      "lfibRoutes #1\n"
-      "  labelStack: TOP ( 16 ) BOTTOM, metric: 100, adjKey: (index: 5, type: mplsIp), source: lfibSourceLdp, "
-      "fec: 10.1.0.0/16\n"
-      "\n";
+       "nexthopResolutionAllowDefaultRoute: True\n"
+       "lfibAdjacencies #1\n"
+       "  index: 5, adjType: mplsIp\n"
+       "  viaSet:\n"
+       "    nextHop: 10.0.0.1, nexthopGroup: , labelAction: swap, outLabel: 17, intf: , payloadType: "
+       "undefinedPayload, skipEgressAcl: 0, ttlMode:undefinedTtlMode, weight: 1, count: 2\n"
+       "\n"
+       "lfibPwAdjacencies #1\n"
+       "  index: 6, adjType: mplsPseudowire\n"
+       "  via: pwIntfId: Pw1, controlWordPresent: 1, pwType: ethernet\n"
+       "\n"
+       "lfibExtFecAdjacencies #1\n"
+       "  index: 7, fecId: 9, labelAction: pop, payloadType: autoDecide, adjType: mplsExternalFec\n"
+       "\n"
+       "lfibRoutes #1\n"
+       "  labelStack: TOP ( 16 ) BOTTOM, metric: 100, adjKey: (index: 5, type: mplsIp), source: "
+       "lfibSourceLdp, "
+       "fec: 10.1.0.0/16\n"
+       "\n";
    EXPECT_EQ(lfib->dumpState(0), full);
    EXPECT_EQ(lfib->dumpState(3), indented(full, 3));
 
    protocol->lfibRouteIs(RouteKeyAndMetric(route.routeKey(), RouteMetric(7)),
                          LFib::ProtocolRoute(route.routeKey(), route.adjKey(), route.source(), route.fec()));
-   EXPECT_NE(protocol->dumpState(0).find("lfibRoutes #1\n  labelStack: TOP ( 16 ) BOTTOM, adjKey: (index: 5, "),
-             std::string::npos);
+   EXPECT_NE(
+       protocol->dumpState(0).find("lfibRoutes #1\n  labelStack: TOP ( 16 ) BOTTOM, adjKey: (index: 5, "),
+       std::string::npos);
 }
 
 } // namespace

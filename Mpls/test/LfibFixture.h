@@ -5,6 +5,8 @@
 #include "Pooltab/VokPooltab.h"
 
 #include <gtest/gtest.h>
+#include <set>
+#include <utility>
 #include <vector>
 
 /// LFIB tables in private memory with their writer, and rows to put into them.
@@ -55,21 +57,25 @@ inline testing::AssertionResult graphIsWhole(const LfibStatus& lfib) {
 
 /// Notes every row change in order, and holds the graph against its promise after each.
 class RowWatch final : public LfibStatus::Notifiee {
- public:
+  public:
    using LfibStatus::Notifiee::Notifiee;
    /// Such as "+via", "-set", "=route": come, gone, rewritten.
    std::vector<std::string> steps() { return std::exchange(steps_, {}); }
 
-   void onLfibRoute(const RouteKey& key) override { note("route", status().lfibRouteHas(key), key.stringValue()); }
+   void onLfibRoute(const RouteKey& key) override {
+      note("route", status().lfibRouteHas(key), key.stringValue());
+   }
    void onViaSet(const LfibViaSetKey& key) override {
       note("set", status().viaSetHas(key), Vok::valueToStrep(key));
    }
    void onMplsVia(const LfibViaKey& key) override {
       note("via", status().mplsViaHas(key), Vok::valueToStrep(key));
    }
-   void onPwVia(const LfibViaKey& key) override { note("pw", status().pwViaHas(key), Vok::valueToStrep(key)); }
+   void onPwVia(const LfibViaKey& key) override {
+      note("pw", status().pwViaHas(key), Vok::valueToStrep(key));
+   }
 
- private:
+  private:
    const LfibStatus& status() const { return static_cast<const LfibStatus&>(*vokWatched()); }
    void note(const std::string& kind, bool isThere, const std::string& key) {
       const bool wasThere = present_.contains(kind + key);
@@ -86,7 +92,7 @@ class RowWatch final : public LfibStatus::Notifiee {
 };
 
 class LfibFixture : public testing::Test {
- protected:
+  protected:
    std::vector<LfibViaKey> viaKeysOf(Vok::U32 label) const {
       std::vector<LfibViaKey> keys;
       const LfibViaSet viaSet = lfib->viaSet(lfib->lfibRoute(labelKey(label)).viaSetKey());

@@ -17,7 +17,7 @@ constexpr Vok::U32 lastLabel = 999;
 
 /// A reader's check beside a writer at work: what leads nowhere must no longer be what the reader read.
 class Checker final : public LfibStatus::Notifiee {
- public:
+  public:
    using LfibStatus::Notifiee::Notifiee;
    Vok::U64 routesSeen = 0;
    Vok::U64 dangling = 0;
@@ -31,7 +31,7 @@ class Checker final : public LfibStatus::Notifiee {
          check(labelKey(label));
    }
 
- private:
+  private:
    void check(const RouteKey& key) {
       const auto& lfib = static_cast<const LfibStatus&>(*vokWatched());
       const LfibRoute route = lfib.lfibRoute(key);
@@ -57,7 +57,10 @@ pid_t readerProcess(const TestRoot& root) {
    const Vok::Ptr<LfibStatus> lfib = lfibStatusFactory("lfib");
    VokPooltab::ReaderMount mount(lfib, root.pool("lfib"));
    Checker checker(lfib);
+   const pid_t parent = getppid();
    while (!mount.isMounted() || !lfib->lfibRouteHas(labelKey(lastLabel))) {
+      if (getppid() != parent)
+         _exit(3); // the writer ended early
       mount.deliver(1);
       checker.checkAll();
    }
@@ -106,7 +109,7 @@ TEST(LfibReaderTest, theNextWriterCompletesWhatAKilledOneBegan) {
       VokPooltab::ReaderMount reader(seen, root.pool("lfib"));
       const auto changes = [&] {
          reader.deliver(1000);
-         return seen->lfibRouteControl().statistics().changeCounter;
+         return seen->lfibRouteControl().statistics().changes;
       };
       const Vok::U64 until = changes() + 1 + random() % loadSize;
       const pid_t pid = fork();
@@ -118,7 +121,7 @@ TEST(LfibReaderTest, theNextWriterCompletesWhatAKilledOneBegan) {
             load(*writer, round + again);
       }
       while (changes() < until)
-         continue;
+         ASSERT_EQ(waitpid(pid, nullptr, WNOHANG), 0) << "the writer ended by itself";
       kill(pid, SIGKILL);
       waitpid(pid, nullptr, 0);
       while (reader.deliver(1000) == 1000)

@@ -71,7 +71,8 @@ TEST_F(LfibTablesTest, routesAndViaSetsOfEvpnKinds) {
 
 TEST_F(LfibTablesTest, aVrfNameFillsItsBuffer) {
    LfibIpLookupVia via;
-   for (const std::string& name : {std::string(), std::string("red"), std::string(100, 'v'), std::string("blue")}) {
+   for (const std::string& name :
+        {std::string(), std::string("red"), std::string(100, 'v'), std::string("blue")}) {
       via.vrfNameIs(L3::VrfName(name));
       via.keyIs(LfibViaKey(Source::lfibSourceBgpL3Vpn, viaTypeIpLookup_, 1));
       lfib->ipLookupViaIs(via);
@@ -81,7 +82,9 @@ TEST_F(LfibTablesTest, aVrfNameFillsItsBuffer) {
 
 TEST_F(LfibTablesTest, keysAreNewAndNextFit) {
    const auto allocator = Vok::make<LfibViaIndexAllocator>(Source::lfibSourceLdp, lfib);
-   const auto setIndex = [&](LfibViaSetType type) { return allocator->getViaSetKey(viaTypeMplsIp_, type).index(); };
+   const auto setIndex = [&](LfibViaSetType type) {
+      return allocator->getViaSetKey(viaTypeMplsIp_, type).index();
+   };
    EXPECT_EQ(setIndex(LfibViaSetType::unicast), 1u);
    EXPECT_EQ(setIndex(LfibViaSetType::unicast), 2u);
    LfibViaSet viaSet;
@@ -96,7 +99,8 @@ TEST_F(LfibTablesTest, keysAreNewAndNextFit) {
       via.keyIs(LfibViaKey(Source::lfibSourceLdp, viaTypeMplsPseudowire_, index));
       lfib->pwViaIs(via);
    }
-   for (const auto& [viaType, next] : {std::pair(viaTypeMplsPseudowire_, 2u), std::pair(viaTypeMplsIp_, 0u)}) {
+   for (const auto& [viaType, next] :
+        {std::pair(viaTypeMplsPseudowire_, 2u), std::pair(viaTypeMplsIp_, 0u)}) {
       allocator->viaKeyIndexIs(viaType, 0xfffffffe);
       EXPECT_EQ(allocator->getViaKey(viaType), LfibViaKey(Source::lfibSourceLdp, viaType, 0xffffffff));
       EXPECT_EQ(allocator->getViaKey(viaType), LfibViaKey(Source::lfibSourceLdp, viaType, next));

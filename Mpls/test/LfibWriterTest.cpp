@@ -11,7 +11,7 @@ namespace {
 using Steps = std::vector<std::string>;
 
 class LfibWriterTest : public LfibFixture {
- protected:
+  protected:
    RowWatch watch{lfib};
 };
 
@@ -81,8 +81,9 @@ TEST_F(LfibWriterTest, viasAboveTheLimitAreDroppedAndTraced) {
    EXPECT_EQ(viaKeysOf(100).size(), 128u);
    EXPECT_EQ(lfib->mplsVias(), 128u);
    ASSERT_EQ(capture.lines().size(), 1u);
-   EXPECT_NE(capture.lines()[0].find(" Reached via index limit (128), ignoring extra vias"), std::string::npos)
-      << capture.lines()[0];
+   EXPECT_NE(capture.lines()[0].find(" Reached via index limit (128), ignoring extra vias"),
+             std::string::npos)
+       << capture.lines()[0];
 }
 
 TEST_F(LfibWriterTest, aWeightOfZeroCountsAsOne) {
@@ -96,9 +97,9 @@ TEST_F(LfibWriterTest, whatCannotBeWrittenLeavesTheTablesAsTheyWere) {
    writer->lfibRouteIs(mplsRoute(100, {mplsVia(1)}));
    watch.steps();
    const std::pair<Vok::U32, std::string> cases[] = {{3, "viaType not yet supported"},
-                                                    {4, "viaType not yet supported"},
-                                                    {9, "viaType not yet supported"},
-                                                    {12, "invalid viaType"}};
+                                                     {4, "viaType not yet supported"},
+                                                     {9, "viaType not yet supported"},
+                                                     {12, "invalid viaType"}};
    for (const auto& [viaType, message] : cases) {
       ConsolidatedLfibRoute route = mplsRoute(100, {mplsVia(2)});
       route.viaTypeIs(static_cast<LfibViaType>(viaType));
@@ -107,7 +108,7 @@ TEST_F(LfibWriterTest, whatCannotBeWrittenLeavesTheTablesAsTheyWere) {
          ADD_FAILURE() << viaType;
       } catch (const Vok::InternalError& error) {
          EXPECT_NE(std::string(error.what()).find(message + " " + std::to_string(viaType)), std::string::npos)
-            << error.what();
+             << error.what();
       }
    }
    EXPECT_EQ(watch.steps(), Steps{});
@@ -124,8 +125,12 @@ TEST_F(LfibWriterTest, brokenCallersStop) {
                    "route.viaType\\(\\) != viaTypeMplsUnknown_ && route.viaType\\(\\) != viaTypeMax_");
    }
    writer->lfibRouteIs(mplsRoute(100, {mplsVia(1)}));
-   lfib->viaSetDelAll();
-   EXPECT_DEATH(writer->lfibRouteIs(mplsRoute(100, {mplsVia(1)})), "!!oldViaSet");
+   EXPECT_DEATH(
+       {
+          lfib->viaSetDelAll();
+          writer->lfibRouteIs(mplsRoute(100, {mplsVia(1)}));
+       },
+       "!!oldViaSet");
 }
 
 // Random routes against a model that holds what each route should have: after each call the tables hold

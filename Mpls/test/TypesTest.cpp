@@ -37,16 +37,18 @@ TEST(TypesTest, labelRangesAreChecked) {
    const std::string base = "LabelRange::base > Kinet::MplsLabel::max not allowed";
    const std::string size = "LabelRange::size > Expr @Mpls.vok:135 not allowed";
    const std::tuple<Vok::U32, Vok::U32, std::string> cases[] = {
-      {1048575, 1, ""},   {1048575, 2, size}, {0, 1048576, ""},      {0, 1048577, size},
-      {1048576, 0, base}, {16, 0, ""},        {16, 0xffffffff, size}};
+       {1048575, 1, ""},   {1048575, 2, size}, {0, 1048576, ""},      {0, 1048577, size},
+       {1048576, 0, base}, {16, 0, ""},        {16, 0xffffffff, size}};
    for (const auto& [first, count, message] : cases) {
       SCOPED_TRACE(std::to_string(first) + "+" + std::to_string(count));
-      EXPECT_EQ(raised([&, first = first, count = count] { LabelRange(Kinet::MplsLabel(first), count); }), message);
+      EXPECT_EQ(raised([&, first = first, count = count] { LabelRange(Kinet::MplsLabel(first), count); }),
+                message);
       const std::string text = "Value('Mpls::LabelRange', ** {'base': " + std::to_string(first) +
                                ", 'size': " + std::to_string(count) + "})";
       EXPECT_EQ(textError<LabelRange>(text), message);
-      if (message.empty())
+      if (message.empty()) {
          EXPECT_EQ(Vok::valueToStrep(Vok::strepToValue<LabelRange>(text)), text);
+      }
    }
    EXPECT_THROW(Vok::hashOf(LabelRange()), Vok::UnhashableError);
    for (const char* text : {"", "Value('Mpls::LabelRange', ** {'base': 16, 'size': 1})x",
@@ -61,13 +63,15 @@ TEST(TypesTest, logsAreReadWithoutInvariants) {
       for (const Vok::U32 word : words)
          log.u32(word);
       Vok::NboAttrLog::Reader reader(log.buffer());
-      Vok::readLog(reader, value);
+      Vok::typeOf<T>().readLog(reader, &value);
    };
    LabelRange range;
    read({1048576, 5}, range);
    EXPECT_EQ(range.baseValue(), 1048576u);
    EXPECT_EQ(range.size(), 5u);
-   EXPECT_EQ(raised([&] { read({8388609, 0}, range); }),
+   EXPECT_EQ(raised([&] {
+                read({8388609, 0}, range);
+             }),
              "MplsLabel::value < MplsLabel::min or > MplsLabel::luWithdraw not allowed");
    LfibFlag flag;
    read({2}, flag);
@@ -88,18 +92,20 @@ TEST(TypesTest, defaultRangesStandApart) {
 }
 
 TEST(TypesTest, routeKeysOrderByLengthThenFromTheTop) {
-   const std::vector<std::vector<Vok::U32>> ascending = {{}, {16}, {1048575}, {17, 16}, {16, 17}, {17, 17},
-                                                         {99, 98, 1}, {0, 0, 0, 0, 0, 0, 1}};
+   const std::vector<std::vector<Vok::U32>> ascending = {
+       {}, {16}, {1048575}, {17, 16}, {16, 17}, {17, 17}, {99, 98, 1}, {0, 0, 0, 0, 0, 0, 1}};
    for (std::size_t i = 0; i < ascending.size(); ++i)
       for (std::size_t j = 0; j < ascending.size(); ++j)
          EXPECT_EQ(keyOf(ascending[i]) <=> keyOf(ascending[j]), i <=> j) << i << " " << j;
    EXPECT_EQ(keyOf({16, 17}).stringValue(), "TOP ( 17 16 ) BOTTOM");
-   EXPECT_EQ(RouteKeyAndMetric(keyOf({16, 17}), RouteMetric(100)).stringValue(), "TOP ( 17 16 ) BOTTOM [100]");
+   EXPECT_EQ(RouteKeyAndMetric(keyOf({16, 17}), RouteMetric(100)).stringValue(),
+             "TOP ( 17 16 ) BOTTOM [100]");
    EXPECT_EQ(keyOf({}).stringValue(), "TOP ( ) BOTTOM");
    EXPECT_EQ(keyOf({16, 17}).topLabel().value(), 17u);
    EXPECT_EQ(keyOf({}).topLabel().value(), 0x100000u);
    EXPECT_LT(RouteKeyAndMetric(keyOf({16}), RouteMetric(0)), RouteKeyAndMetric(keyOf({16}), RouteMetric(1)));
-   EXPECT_LT(RouteKeyAndMetric(keyOf({16}), RouteMetric(255)), RouteKeyAndMetric(keyOf({17}), RouteMetric(0)));
+   EXPECT_LT(RouteKeyAndMetric(keyOf({16}), RouteMetric(255)),
+             RouteKeyAndMetric(keyOf({17}), RouteMetric(0)));
 
    // Slots above the count say nothing.
    Kinet::BoundedMplsLabelStack stack = keyOf({16, 17}).labelStack();
@@ -148,17 +154,25 @@ TEST(TypesTest, viasAndAdjacencyKeysOrderInDeclaredOrder) {
    };
    const Via unset;
    EXPECT_EQ(unset.weight(), 1u);
-   const Via ascending[] = {
-      via([](Via& v) { v.weightIs(0); }),
-      unset,
-      via([](Via& v) { v.ttlModeIs(pipe_); v.weightIs(0); }),
-      via([](Via& v) { v.skipEgressAclIs(true); }),
-      via([](Via& v) { v.payloadTypeIs(mpls_); }),
-      via([](Via& v) { v.intfIs(Kinet::IntfId("Ethernet1")); }),
-      via([](Via& v) { v.outLabelIs(Kinet::MplsLabel(0x100001)); }),
-      via([](Via& v) { v.labelActionIs(Kinet::MplsLabelAction::pop); v.outLabelIs(Kinet::MplsLabel(0)); }),
-      via([](Via& v) { v.nexthopGroupIs("group"); }),
-      via([](Via& v) { v.nextHopIs(Kinet::IpGenAddr("10.0.0.1")); v.weightIs(0); })};
+   const Via ascending[] = {via([](Via& v) { v.weightIs(0); }),
+                            unset,
+                            via([](Via& v) {
+                               v.ttlModeIs(pipe_);
+                               v.weightIs(0);
+                            }),
+                            via([](Via& v) { v.skipEgressAclIs(true); }),
+                            via([](Via& v) { v.payloadTypeIs(mpls_); }),
+                            via([](Via& v) { v.intfIs(Kinet::IntfId("Ethernet1")); }),
+                            via([](Via& v) { v.outLabelIs(Kinet::MplsLabel(0x100001)); }),
+                            via([](Via& v) {
+                               v.labelActionIs(Kinet::MplsLabelAction::pop);
+                               v.outLabelIs(Kinet::MplsLabel(0));
+                            }),
+                            via([](Via& v) { v.nexthopGroupIs("group"); }),
+                            via([](Via& v) {
+                               v.nextHopIs(Kinet::IpGenAddr("10.0.0.1"));
+                               v.weightIs(0);
+                            })};
    for (std::size_t i = 0; i < std::size(ascending); ++i) {
       for (std::size_t j = 0; j < std::size(ascending); ++j)
          EXPECT_EQ(ascending[i] <=> ascending[j], i <=> j) << i << " " << j;
@@ -190,7 +204,8 @@ TEST(TypesTest, fecsReadWhatTheyPrint) {
       fec.stringValueIs(text);
       EXPECT_EQ(fec.stringValue(), text);
       EXPECT_EQ(fec.fecType(), type);
-      EXPECT_EQ(raised([&, text = text] { fec.stringValueIs(std::string(text) + " x"); }), "Invalid FwdEqvClass");
+      EXPECT_EQ(raised([&, text = text] { fec.stringValueIs(std::string(text) + " x"); }),
+                "Invalid FwdEqvClass");
       EXPECT_EQ(fec.stringValue(), text);
    }
    FwdEqvClass fec = FwdEqvClass::rsvpFec(Rsvp::RsvpCliId(5), Rsvp::RsvpCliId(7));
@@ -221,8 +236,8 @@ TEST(TypesTest, routerIdsKnowTheirProtocolByTheirText) {
       EXPECT_EQ(id.lblSpace(), expected.labelSpace) << expected.text;
       EXPECT_EQ(id.stringValue(), expected.text);
    }
-   for (const char* text : {"", "1.2", "1.1.1.1:", "1.1.1.1 ", "1.1.1:0", "1.1.1.256", "0102.0304.050g", "1.1.1.1.1",
-                            "1.1.1.1:65536", "0102.0304.0506 "}) {
+   for (const char* text : {"", "1.2", "1.1.1.1:", "1.1.1.1 ", "1.1.1:0", "1.1.1.256", "0102.0304.050g",
+                            "1.1.1.1.1", "1.1.1.1:65536", "0102.0304.0506 "}) {
       RouterId id;
       id.stringValueIs("1.1.1.1:0");
       EXPECT_EQ(raised([&] { id.stringValueIs(text); }), "Invalid Mpls::RouterId") << text;
