@@ -39,6 +39,8 @@ class PoolReader {
       if (control_)
          cursor_.positionIs(position);
    }
+   /// False while the pool's control file, and with it the change log, is missing or makes no sense.
+   bool hasLog() const { return static_cast<bool>(control_); }
    U64 logPosition() const { return control_ ? control_.head() : 0; }
    const std::shared_ptr<Folder>& folder() const { return folder_; }
    /// Names and fingerprints of the tables that the pool has.

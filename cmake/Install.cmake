@@ -58,6 +58,9 @@ function(mpls_installPackage)
    list(TRANSFORM rooms TOLOWER)
    list(TRANSFORM rooms PREPEND -lmpls-)
    list(JOIN rooms " " MPLS_LINK_FLAGS)
+   # Relative to the file itself, so that an installed tree can be moved.
+   file(RELATIVE_PATH MPLS_PREFIX_FROM_PC
+      /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
    configure_file(cmake/mpls.pc.in ${PROJECT_BINARY_DIR}/mpls.pc @ONLY)
    install(FILES ${PROJECT_BINARY_DIR}/mpls.pc
       DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

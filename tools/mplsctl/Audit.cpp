@@ -126,6 +126,8 @@ bool explainedByChange(const Pooltab::TableReport& checked) {
 
 void checkTables(const LfibTables& tables, AuditReport& report) {
    const Pooltab::Folder& folder = *tables.pool.folder();
+   if (!tables.pool.hasLog())
+      report.findings.push_back({Finding::Kind::table, "the control file or its change log cannot be read"});
    tables.eachTable([&]<class Row>(const Pooltab::TableReader<Row>& table) {
       const std::string& name = table.view().name();
       Pooltab::TableReport checked = Pooltab::verifyTable<Row>(folder, name);

@@ -56,8 +56,10 @@ void readNextHops(RouteBuilder& routes, const JsonNode& list) {
    for (const JsonNode& entry : elementsOf(list)) {
       const bool isFirst = routes.hops() == 0;
       Mpls::LfibMplsVia& hop = routes.hop();
+      const JsonNode* const stack = findMember(entry, "outLabelStack"); // beside it, outLabel repeats the top
       for (const JsonNode& field : membersOf(entry))
-         readField(routes, field, [&] { readHopField(routes, field, isFirst, hop); });
+         if (field.key != "outLabel" || !stack)
+            readField(routes, field, [&] { readHopField(routes, field, isFirst, hop); });
       notInstalled(routes, entry, "a next hop that is not installed there: taken all the same");
    }
 }

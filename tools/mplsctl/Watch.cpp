@@ -178,6 +178,9 @@ void watchVerb(CLI::App& program, Session& session) {
       if (!options->labels.empty())
          labelRangeFromText(options->labels, filter);
       const auto tables = openTables(folderOf(session.pool));
+      if (!tables->pool.hasLog())
+         throw Failure(Outcome::corrupt, tables->pool.folder()->where() + ": the change log cannot be read",
+                       "stop the writer and load again: it makes the log anew");
       Output out;
       std::unique_ptr<Printer> printer;
       if (options->json)

@@ -1,5 +1,7 @@
 #include "tools/mplsctl/Command.h"
 
+#include "Vok/Errors.h"
+
 #include <CLI/CLI.hpp>
 
 #include <csignal>
@@ -39,6 +41,8 @@ int main(int argc, char** argv) {
       return program.exit(error) == 0 ? 0 : static_cast<int>(Outcome::usage);
    } catch (const Failure& failure) {
       return report(failure);
+   } catch (const Vok::CorruptionDetectedError& error) {
+      return report(Failure(Outcome::corrupt, error.what(), "'mplsctl verify' lists what is damaged"));
    } catch (const std::exception& error) {
       return report(Failure(Outcome::failed, error.what()));
    }

@@ -163,7 +163,7 @@ TEST(RouteFormats, badLinesSayWhereAndWhat) {
        {"[{\"dst\":\"16\",\n\"dev\":5.5,\n\"via\":{\"family\":\"inet\"},\"nexthops\":[]}]",
         {"3: 'via' has no 'host'", "3: a route has either a next hop of its own or 'nexthops', not both"}},
        {"{\"16\":{\"inLabel\":17,\n\"nexthops\":\n{}}}",
-        {"1: inLabel 17 stands under the key 16", "2: 'nexthops' is not an array"}},
+        {"1: inLabel 17 stands under the key 16", "3: 'nexthops' is not an array"}},
        {"{\"16\":{\"nexthops\":[\n{\"outLabel\":\n-1}]}}",
         {"3: label '-1' is not a number from 0 to 1048575"}},
        {"{\"16\":\n{\"nexthops\":[{}]},\n\"16\":{\"nexthops\":[{}]}}",

@@ -86,6 +86,15 @@ TEST_F(Watch, StateThenChangesThenNothing) {
    EXPECT_EQ(follower.state, (std::map<unsigned, unsigned>{{16, 101}}));
 }
 
+TEST_F(Watch, APoolWithoutALogTellsNothing) {
+   LfibTables none(Pooltab::privateFolder("none"));
+   ASSERT_FALSE(none.pool.hasLog());
+   Watcher watcher(none, {}, follower);
+   watcher.start(5);
+   EXPECT_TRUE(watcher.deliver());
+   EXPECT_EQ(follower.told, Told{});
+}
+
 TEST_F(Watch, EachChangeAsItComes) {
    Watcher watcher(tables, {.source = {}, .lowest = 16, .highest = 19}, follower);
    watcher.start(std::nullopt);
