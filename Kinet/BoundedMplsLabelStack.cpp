@@ -81,31 +81,6 @@ void BoundedMplsLabelStack::readLog(Vok::NboAttrLog::Reader& log, BoundedMplsLab
    value = read;
 }
 
-void BoundedMplsLabelStack::pack(Vok::U8* at) const {
-   *at++ = count_;
-   for (Vok::U8 slot = 0; slot < maxLabels; ++slot, at += sizeof(Vok::U32)) {
-      const Vok::U32 number = slot < count_ ? label_[slot].value() : MplsLabel().value();
-      std::memcpy(at, &number, sizeof number);
-   }
-}
-
-bool BoundedMplsLabelStack::unpack(const Vok::U8* at) {
-   BoundedMplsLabelStack read;
-   read.count_ = *at++;
-   if (read.count_ > maxLabels)
-      return false;
-   for (Vok::U8 slot = 0; slot < maxLabels; ++slot, at += sizeof(Vok::U32)) {
-      Vok::U32 number = 0;
-      std::memcpy(&number, at, sizeof number);
-      const bool valid = slot < read.count_ ? number <= MplsLabel::luWithdraw : number == MplsLabel().value();
-      if (!valid)
-         return false;
-      read.label_[slot] = MplsLabel(number);
-   }
-   *this = read;
-   return true;
-}
-
 const Vok::Type& BoundedMplsLabelStack::vokType() {
    static const Vok::HandWrittenType<BoundedMplsLabelStack> type("Kinet::BoundedMplsLabelStack",
                                                                  "A stack of at most seven labels.");

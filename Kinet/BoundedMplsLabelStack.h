@@ -4,6 +4,8 @@
 #include "Kinet/Labels.h"
 
 #include <array>
+#include <bit>
+#include <cstring>
 
 namespace Kinet {
 
@@ -66,5 +68,29 @@ class BoundedMplsLabelStack {
    Vok::U8 count_ = 0;
    std::array<MplsLabel, maxLabels> label_{};
 };
+
+// On the path of every row: both are loops over seven words that the compiler unrolls.
+
+inline void BoundedMplsLabelStack::pack(Vok::U8* at) const {
+   *at = count_;
+   std::array<Vok::U32, maxLabels> numbers;
+   for (Vok::U8 slot = 0; slot < maxLabels; ++slot)
+      numbers[slot] = slot < count_ ? label_[slot].value() : MplsLabel().value();
+   std::memcpy(at + 1, numbers.data(), sizeof numbers);
+}
+
+inline bool BoundedMplsLabelStack::unpack(const Vok::U8* at) {
+   const Vok::U8 count = *at;
+   std::array<Vok::U32, maxLabels> numbers;
+   std::memcpy(numbers.data(), at + 1, sizeof numbers);
+   bool valid = count <= maxLabels;
+   for (Vok::U8 slot = 0; slot < maxLabels; ++slot)
+      valid &= slot < count ? numbers[slot] <= MplsLabel::luWithdraw : numbers[slot] == MplsLabel().value();
+   if (!valid)
+      return false;
+   count_ = count;
+   label_ = std::bit_cast<std::array<MplsLabel, maxLabels>>(numbers);
+   return true;
+}
 
 } // namespace Kinet

@@ -60,10 +60,14 @@ void IntfId::pack(Vok::U8* at) const {
 bool IntfId::unpack(const Vok::U8* at) {
    decltype(name_) read;
    std::memcpy(read.data(), at, read.size());
-   const auto end = std::find(read.begin(), read.end(), '\0');
-   const bool zeroFilled =
-       end != read.end() && std::all_of(end, read.end(), [](char c) { return c == '\0'; });
-   if (!zeroFilled || !isUsable({read.begin(), end}))
+   bool ended = false;
+   bool refused = false;
+   for (const char c : read) {
+      ended |= c == '\0';
+      refused |= ended ? c != '\0' : isRefused(c);
+   }
+   const std::string_view text(read.data(), ended ? strlen(read.data()) : 0);
+   if (!ended || refused || text == "." || text == "..")
       return false;
    name_ = read;
    return true;

@@ -71,7 +71,8 @@ bool isAddressCharacter(char c) {
 /// False when the bytes are not zero where the family has none.
 bool fits(Vok::U8 family, const IpGenAddr::Bytes& bytes) {
    const bool ipv4 = family == static_cast<Vok::U8>(AddressFamily::ipv4);
-   return !ipv4 || std::all_of(bytes.begin() + 4, bytes.end(), [](Vok::U8 byte) { return byte == 0; });
+   static constexpr IpGenAddr::Bytes zero{};
+   return !ipv4 || std::memcmp(bytes.data() + 4, zero.data(), bytes.size() - 4) == 0;
 }
 
 constexpr auto highestFamily = static_cast<Vok::U8>(AddressFamily::ipv6);
@@ -129,11 +130,6 @@ void IpGenAddr::readLog(Vok::NboAttrLog::Reader& log, IpGenAddr& value) {
       throw Vok::RangeError("IpGenAddr::bytes beyond the four of an IPv4 address not allowed");
    value.family_ = static_cast<AddressFamily>(family);
    value.bytes_ = bytes;
-}
-
-void IpGenAddr::pack(Vok::U8* at) const {
-   *at = static_cast<Vok::U8>(family_);
-   std::memcpy(at + 1, bytes_.data(), bytes_.size());
 }
 
 bool IpGenAddr::unpack(const Vok::U8* at) {

@@ -5,6 +5,7 @@
 #include "Vok/Hash.h"
 
 #include <array>
+#include <cstring>
 #include <compare>
 
 namespace Kinet {
@@ -60,7 +61,10 @@ class IpGenAddr {
    static void readLog(Vok::NboAttrLog::Reader& log, IpGenAddr& value);
 
    static constexpr std::size_t packedSize = 17;
-   void pack(Vok::U8* at) const;
+   void pack(Vok::U8* at) const {
+      *at = static_cast<Vok::U8>(family_);
+      std::memcpy(at + 1, bytes_.data(), bytes_.size());
+   }
    /// False, and the value as it was, when the bytes are none that pack() writes.
    bool unpack(const Vok::U8* at);
 

@@ -2,6 +2,8 @@
 
 #include "Vok/Scalars.h"
 
+#include <cstring>
+
 namespace Kinet {
 
 namespace {
@@ -90,6 +92,11 @@ void IpGenPrefix::pack(Vok::U8* at) const {
 }
 
 bool IpGenPrefix::unpack(const Vok::U8* at) {
+   static constexpr Vok::U8 unset[packedSize] = {};
+   if (std::memcmp(at, unset, packedSize) == 0) { // rows without a prefix are common
+      *this = IpGenPrefix();
+      return true;
+   }
    IpGenAddr address;
    const Vok::U8 length = at[IpGenAddr::packedSize];
    if (!address.unpack(at) || length > address.bits() || masked(address, length) != address)

@@ -145,9 +145,10 @@ bool keepsViaSetKey(const LfibWriter& writer, const ConsolidatedLfibRoute& route
 template <class ViaRow>
 void writeRoute(LfibWriter& writer, const ConsolidatedLfibRoute& route) {
    LfibStatus& lfib = *writer.lfib();
-   const LfibRoute oldRoute = lfib.lfibRoute(route.key());
+   LfibRoute oldRoute;
    LfibViaSet oldViaSet;
-   if (!!oldRoute) {
+   const bool exists = lfib.lfibRouteTable().find(route.key(), oldRoute);
+   if (exists) {
       if (auto line = trace.at(8))
          line << ": found old lfib route" << " " << route.key();
       oldViaSet = lfib.viaSet(oldRoute.viaSetKey());
@@ -156,7 +157,7 @@ void writeRoute(LfibWriter& writer, const ConsolidatedLfibRoute& route) {
    OldVias<ViaRow> oldVias(lfib, oldViaSet);
 
    const auto allocator = writer.indexAllocator(route.source());
-   const bool inPlace = !!oldRoute && keepsViaSetKey(writer, route, oldRoute);
+   const bool inPlace = exists && keepsViaSetKey(writer, route, oldRoute);
    LfibViaSet viaSet;
    viaSet.keyIs(inPlace ? oldRoute.viaSetKey() : allocator->getViaSetKey(route.viaType(), route.viaSetType()));
    writeVias<ViaRow>(lfib, route, *allocator, oldVias, viaSet);
@@ -164,7 +165,7 @@ void writeRoute(LfibWriter& writer, const ConsolidatedLfibRoute& route) {
    lfib.viaSetCommit(viaSet);
    lfib.lfibRouteCommit(LfibRoute(route.key(), viaSet.key(), route.source(), route.fec(), route.metric()));
 
-   if (!!oldRoute && !inPlace)
+   if (exists && !inPlace)
       lfib.viaSetDel(oldRoute.viaSetKey());
    oldVias.retire(writer);
 }
@@ -212,10 +213,10 @@ void LfibWriter::lfibRouteIs(const ConsolidatedLfibRoute& route) {
 void LfibWriter::lfibRouteDel(const RouteKey& routeKey) {
    if (auto line = trace.entry(8))
       line << " key " << routeKey;
-   const LfibRoute route = lfib()->lfibRoute(routeKey);
-   if (!route)
-      return;
    const Vok::Ptr<LfibStatus> tables = lfib();
+   LfibRoute route;
+   if (!tables->lfibRouteTable().find(routeKey, route))
+      return;
    tables->lfibRouteDel(routeKey);
    const LfibViaSet viaSet = tables->viaSet(route.viaSetKey());
    if (viaSet.viaKeys() > viaLimit)

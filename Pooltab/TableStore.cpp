@@ -69,12 +69,20 @@ void TableStore::make(const RowShape& shape, U64 oldGeneration) {
 }
 
 TableStore::Place TableStore::locate(const PackedKey& key) const {
+   if (key.wasMissing && missed_.known)
+      return {false, missed_.position, 0};
    Place place{false, 0, 0};
    const U32 keyBytes = rows_.shape().keyBytes;
    place.found = index_.probe(key.tag, place.position, [&](U32 slot, U64) {
       place.slot = slot;
       return std::memcmp(rows_.payload(slot), key.words, keyBytes) == 0;
    });
+   if (!place.found && keyBytes <= sizeof missed_.key) {
+      missed_.known = true;
+      missed_.tag = key.tag;
+      missed_.position = place.position;
+      std::memcpy(missed_.key.data(), key.words, keyBytes);
+   }
    return place;
 }
 
@@ -146,6 +154,7 @@ void TableStore::insert(U64 position, const PackedKey& key, const PackedRow& row
    // Partner: the walks of readers, which stop at the tail.
    storeRelease(rows_.header().tail, space_->tail());
    index_.insert(position, key.tag, slot);
+   missed_.known = false;
    rows_.stepDone(++count_, sum_ = sumWith(checksum, 0));
    log_->append(number_, Operation::set, slot, key.words, static_cast<U16>(shape().keyBytes));
 }
@@ -188,6 +197,7 @@ bool TableStore::erase(const PackedKey& key) {
    const U64 sum = sumWith(0, guardChecksum(loadRelaxed(rows_.head(slot).guard)));
    rows_.stepIs(Step::erase, slot, slot, count_ - 1, sum);
    index_.erase(place.position);
+   missed_.known = false;
    rows_.clear(slot, bytes);
    rows_.stepDone(--count_, sum_ = sum);
    space_->free(slot, bytes);
@@ -196,6 +206,7 @@ bool TableStore::erase(const PackedKey& key) {
 }
 
 void TableStore::growIndex() {
+   missed_.known = false;
    const U64 old = index_.generation();
    IndexWriter larger(*folder_, name_, rows_.header().preamble, old + 1, index_.bits() + 1);
    larger.fill(index_);

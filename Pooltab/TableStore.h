@@ -5,6 +5,8 @@
 #include "Pooltab/RowsWriter.h"
 #include "Pooltab/Space.h"
 
+#include <array>
+#include <cstring>
 #include <optional>
 
 /// A table in the hands of its writer, at the level of packed bytes. The typed face is TableWriter.
@@ -17,7 +19,8 @@ namespace Pooltab {
 /// A packed key and its tag.
 struct PackedKey {
    U32 tag;
-   const Word* words; ///< what stands behind the last byte of the key is ignored
+   const Word* words;         ///< what stands behind the last byte of the key is ignored
+   bool wasMissing = false; ///< the key that the last probe did not find
 };
 
 class TableStore {
@@ -56,6 +59,13 @@ class TableStore {
    void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
    void prefetchRow(U32 tag) const;
 
+   /// True for the key that the last probe did not find, if the index has not changed since: whoever asks for
+   /// a key in order to write it when it is not there need not compute and probe twice.
+   bool wasMissing(const Word* key) const {
+      return missed_.known && std::memcmp(missed_.key.data(), key, rows_.shape().keyBytes) == 0;
+   }
+   U32 missingTag() const { return missed_.tag; }
+
    /// True when the tag is of another group of eight neighbours than that of the call before.
    bool isNewGroup(U32 tag) { return std::exchange(group_, tag >> 3) != tag >> 3; }
 
@@ -78,6 +88,14 @@ class TableStore {
    void growIndex();
    U64 sumWith(U32 added, U32 removed) const { return sum_ + added - removed; }
 
+   /// What the last probe that found nothing was for, and where it ended.
+   struct Missed {
+      bool known = false;
+      U32 tag = 0;
+      U64 position = 0;
+      std::array<Word, 8> key{};
+   };
+
    std::shared_ptr<Folder> folder_;
    std::string name_;
    U8 number_;
@@ -91,6 +109,7 @@ class TableStore {
    U64 sum_ = 0;
    U64 changes_ = 0;
    U32 group_ = 0;
+   mutable Missed missed_;
 };
 
 } // namespace Pooltab

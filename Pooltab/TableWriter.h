@@ -107,6 +107,8 @@ class TableWriter {
   private:
    template <class T>
    PackedKey keyOf(const Packed<T>& packed) const {
+      if (store_->wasMissing(packed.words()))
+         return {store_->missingTag(), packed.words(), true};
       const PackedKey key{tagOf<Key>(packed.words(), store_->seed()), packed.words()};
       // Keys are mostly written, read and deleted in order: the next eight's line comes while these eight are
       // worked on.
