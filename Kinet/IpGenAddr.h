@@ -5,8 +5,8 @@
 #include "Vok/Hash.h"
 
 #include <array>
-#include <cstring>
 #include <compare>
+#include <cstring>
 
 namespace Kinet {
 

@@ -9,8 +9,8 @@ namespace {
 constinit Vok::TraceFacility trace("LfibIndexAllocator");
 
 bool adjacencyInUse(const Mpls::LfibBase& lfib, Vok::U64 index) {
-   return lfib.lfibAdjacencyHas(index) || lfib.lfibPwAdjacencyHas(index) || lfib.lfibExtFecAdjacencyHas(index) ||
-          lfib.lfibMulticastAdjacencyHas(index);
+   return lfib.lfibAdjacencyHas(index) || lfib.lfibPwAdjacencyHas(index) ||
+          lfib.lfibExtFecAdjacencyHas(index) || lfib.lfibMulticastAdjacencyHas(index);
 }
 
 } // namespace
@@ -32,7 +32,8 @@ Vok::U64 LfibGenAdjIdxAllocator::getAdjacencyIndex(Mpls::LFib::Source source) {
 
 void LfibGenAdjIdxAllocator::useAdjacencyIndex(Mpls::LFib::Source source, Vok::U64 index) {
    if (auto line = trace.at(8))
-      line << "useAdjacencyIndex" << " source: " << source << ", use idx: " << index;
+      line << "useAdjacencyIndex"
+           << " source: " << source << ", use idx: " << index;
    adjIndexIs(source, (index + 1) & indexMask);
 }
 

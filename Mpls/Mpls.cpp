@@ -109,7 +109,8 @@ RouteKeyAndMetric RouteKeyAndMetric::fromLabel(Kinet::MplsLabel label, RouteMetr
    return RouteKeyAndMetric(RouteKey::fromLabel(label), metric);
 }
 
-RouteKeyAndMetric RouteKeyAndMetric::fromLabelStack(const Kinet::BoundedMplsLabelStack& stack, RouteMetric metric) {
+RouteKeyAndMetric RouteKeyAndMetric::fromLabelStack(const Kinet::BoundedMplsLabelStack& stack,
+                                                    RouteMetric metric) {
    return RouteKeyAndMetric(RouteKey(stack), metric);
 }
 
@@ -132,8 +133,8 @@ String routeTail(const AdjacencyKey& adjKey, Source source, const FwdEqvClass& f
 } // namespace
 
 String Route::stringValue() const {
-   return "labelStack: " + routeKey_.stringValue() + ", metric: " + Vok::stringValue(metric_) +
-          ", " + routeTail(adjKey_, source_, fec_);
+   return "labelStack: " + routeKey_.stringValue() + ", metric: " + Vok::stringValue(metric_) + ", " +
+          routeTail(adjKey_, source_, fec_);
 }
 
 String ProtocolRoute::stringValue() const {
@@ -217,8 +218,9 @@ String indexAndType(const LFib::AdjacencyBase& adjacency) {
 
 String LfibBase::dumpState(Vok::U32 indent) const {
    String text;
-   line(text, indent, nexthopResolutionAllowDefaultRoute() ? "nexthopResolutionAllowDefaultRoute: True"
-                                                           : "nexthopResolutionAllowDefaultRoute: False");
+   line(text, indent,
+        nexthopResolutionAllowDefaultRoute() ? "nexthopResolutionAllowDefaultRoute: True"
+                                             : "nexthopResolutionAllowDefaultRoute: False");
    line(text, indent, "lfibAdjacencies #" + number(lfibAdjacencys()));
    for (const auto& entry : lfibAdjacencyEach()) {
       line(text, indent + 2, indexAndType(*entry.value));

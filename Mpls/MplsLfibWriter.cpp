@@ -51,20 +51,22 @@ Vok::U32 weightOf(const ViaRow& via) {
 
 void viaWeightIs(LfibMplsVia& via, Vok::U32 weight) {
    if (auto line = trace.at(8))
-      line << "viaWeightIs" << " mplsvia. wt " << weight;
+      line << "viaWeightIs"
+           << " mplsvia. wt " << weight;
    via.weightIs(weight);
 }
 
 template <class ViaRow>
 void viaWeightIs(ViaRow&, Vok::U32) {
    if (auto line = trace.at(8))
-      line << "viaWeightIs" << " default";
+      line << "viaWeightIs"
+           << " default";
 }
 
 /// The vias that a route had before: which of them stay, and the keys of those to retire.
 template <class ViaRow>
 class OldVias {
- public:
+  public:
    OldVias(const LfibStatus& lfib, const LfibViaSet& viaSet) {
       for (const auto [slot, key] : viaSet.viaKeyEach()) {
          ViaRow row = ViaTable<ViaRow>::lookup(lfib, key);
@@ -97,7 +99,7 @@ class OldVias {
          writer.lfibViaDel(key);
    }
 
- private:
+  private:
    struct Old {
       ViaRow row;
       LfibViaKey key;
@@ -115,8 +117,8 @@ void writeVias(LfibStatus& lfib, const ConsolidatedLfibRoute& route, LfibViaInde
    for (const ViaRow& wished : ViaTable<ViaRow>::viasOf(route)) {
       if (slot == viaLimit) {
          if (auto line = trace.at(1))
-            line << " Reached via index limit (" << viaLimit << "), ignoring extra vias" << " routeKey "
-                 << route.key() << " viaType " << route.viaType();
+            line << " Reached via index limit (" << viaLimit << "), ignoring extra vias"
+                 << " routeKey " << route.key() << " viaType " << route.viaType();
          return;
       }
       ViaRow via = wished;
@@ -150,7 +152,8 @@ void writeRoute(LfibWriter& writer, const ConsolidatedLfibRoute& route) {
    const bool exists = lfib.lfibRouteTable().find(route.key(), oldRoute);
    if (exists) {
       if (auto line = trace.at(8))
-         line << ": found old lfib route" << " " << route.key();
+         line << ": found old lfib route"
+              << " " << route.key();
       oldViaSet = lfib.viaSet(oldRoute.viaSetKey());
       vokAssert(!!oldViaSet);
    }
@@ -159,7 +162,8 @@ void writeRoute(LfibWriter& writer, const ConsolidatedLfibRoute& route) {
    const auto allocator = writer.indexAllocator(route.source());
    const bool inPlace = exists && keepsViaSetKey(writer, route, oldRoute);
    LfibViaSet viaSet;
-   viaSet.keyIs(inPlace ? oldRoute.viaSetKey() : allocator->getViaSetKey(route.viaType(), route.viaSetType()));
+   viaSet.keyIs(inPlace ? oldRoute.viaSetKey()
+                        : allocator->getViaSetKey(route.viaType(), route.viaSetType()));
    writeVias<ViaRow>(lfib, route, *allocator, oldVias, viaSet);
 
    lfib.viaSetCommit(viaSet);
@@ -296,7 +300,8 @@ Vok::U32 LfibWriter::orphanDelAll() {
       }
    });
    if (auto line = trace.at(1))
-      line << "orphanDelAll" << " deleted " << deleted;
+      line << "orphanDelAll"
+           << " deleted " << deleted;
    return deleted;
 }
 

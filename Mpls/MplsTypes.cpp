@@ -107,7 +107,8 @@ struct Shape {
 Shape shapeOf(std::string_view text) {
    Shape shape;
    for (const char c : text) {
-      const bool belongs = c == '.' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+      const bool belongs =
+          c == '.' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
       shape.colon = c == ':';
       if (!belongs)
          break;
@@ -129,7 +130,8 @@ Vok::U32 dottedQuad(Vok::TextParser& parser) {
 
 } // namespace
 
-RouterId::RouterId(Vok::U32 rtrIdCtor, Vok::U16 lblSpaceCtor) : rtrIdNbo_(rtrIdCtor), lblSpaceNbo_(lblSpaceCtor) {}
+RouterId::RouterId(Vok::U32 rtrIdCtor, Vok::U16 lblSpaceCtor)
+    : rtrIdNbo_(rtrIdCtor), lblSpaceNbo_(lblSpaceCtor) {}
 
 RouterId::RouterId(Protocol protocol, const Vok::U8* systemId) : protocol_(protocol) {
    const Protocol proto = protocol;

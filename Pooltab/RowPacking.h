@@ -47,6 +47,12 @@ template <class T>
 class Packed {
   public:
    explicit Packed(const T& value) {
+      if constexpr (Vok::packsIntoWord<T>()) {
+         // Made in a register: bytes stored one by one would stall whoever loads them as a word.
+         bytes_ = static_cast<U32>(Vok::packedSizeOf<T>());
+         words_[0] = Vok::packedWord(value);
+         return;
+      }
       bytes_ = static_cast<U32>(Vok::rowStore(value, reinterpret_cast<U8*>(words_.data())));
       std::memset(reinterpret_cast<U8*>(words_.data()) + bytes_, 0, wordsFor(bytes_) * 8 - bytes_);
    }

@@ -75,13 +75,13 @@ TableStore::Place TableStore::locate(const PackedKey& key) const {
    const U32 keyBytes = rows_.shape().keyBytes;
    place.found = index_.probe(key.tag, place.position, [&](U32 slot, U64) {
       place.slot = slot;
-      return std::memcmp(rows_.payload(slot), key.words, keyBytes) == 0;
+      return sameBytes(rows_.payload(slot), key.words, keyBytes);
    });
    if (!place.found && keyBytes <= sizeof missed_.key) {
       missed_.known = true;
       missed_.tag = key.tag;
       missed_.position = place.position;
-      std::memcpy(missed_.key.data(), key.words, keyBytes);
+      std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
    }
    return place;
 }

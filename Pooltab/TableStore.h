@@ -6,7 +6,6 @@
 #include "Pooltab/Space.h"
 
 #include <array>
-#include <cstring>
 #include <optional>
 
 /// A table in the hands of its writer, at the level of packed bytes. The typed face is TableWriter.
@@ -19,7 +18,7 @@ namespace Pooltab {
 /// A packed key and its tag.
 struct PackedKey {
    U32 tag;
-   const Word* words;         ///< what stands behind the last byte of the key is ignored
+   const Word* words;       ///< what stands behind the last byte of the key is ignored
    bool wasMissing = false; ///< the key that the last probe did not find
 };
 
@@ -62,7 +61,7 @@ class TableStore {
    /// True for the key that the last probe did not find, if the index has not changed since: whoever asks for
    /// a key in order to write it when it is not there need not compute and probe twice.
    bool wasMissing(const Word* key) const {
-      return missed_.known && std::memcmp(missed_.key.data(), key, rows_.shape().keyBytes) == 0;
+      return missed_.known && sameBytes(missed_.key.data(), key, rows_.shape().keyBytes);
    }
    U32 missingTag() const { return missed_.tag; }
 

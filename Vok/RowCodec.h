@@ -174,6 +174,43 @@ const U8* unpack(T& value, const U8* at, const U8* end) {
    }
 }
 
+/// True for values of plain numbers that pack into one 64-bit word.
+template <class T>
+constexpr bool packsIntoWord() {
+   if constexpr (HasHandWrittenLayout<T> || isIndexedArray<T> || IsBoundedString<T>)
+      return false;
+   else if constexpr (HasFields<T>)
+      return packedSizeOf<T>() <= sizeof(U64) && std::endian::native == std::endian::little &&
+             std::apply(
+                 [](const auto&... field) {
+                    return (packsIntoWord<FieldType<std::remove_cvref_t<decltype(field)>, T>>() && ... &&
+                            true);
+                 },
+                 T::vokFields());
+   else
+      return !std::is_floating_point_v<T>;
+}
+
+/// The packed bytes of such a value as one word, zero beyond them.
+template <class T>
+U64 packedWord(const T& value) {
+   if constexpr (IsBoundedNumber<T> || IsFlagSet<T>) {
+      return static_cast<U64>(value.value());
+   } else if constexpr (HasFields<T>) {
+      U64 word = 0;
+      unsigned shift = 0;
+      forEachField(value, [&](const auto& member) {
+         word |= packedWord(member) << shift;
+         shift += 8 * packedSizeOf<std::remove_cvref_t<decltype(member)>>();
+      });
+      return word;
+   } else {
+      return static_cast<std::make_unsigned_t<
+          std::conditional_t<std::is_enum_v<T>, U32, std::conditional_t<std::is_same_v<T, bool>, U8, T>>>>(
+          value);
+   }
+}
+
 /// Where, in a packed key, the 32-bit number stands whose low three bits tell neighbours apart
 /// (declared `near`); noNear when there is none.
 inline constexpr std::size_t noNear = ~std::size_t(0);

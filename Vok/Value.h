@@ -91,9 +91,9 @@ ValueType describeValue(std::string_view name, std::string_view doc) {
 
 /// Writes the generated text form of a generated value to a stream.
 template <class Char, class Traits, class T>
-   requires requires {
-      { T::vokType() } -> std::same_as<const ValueType&>;
-   }
+requires requires {
+   { T::vokType() } -> std::same_as<const ValueType&>;
+}
 std::basic_ostream<Char, Traits>& operator<<(std::basic_ostream<Char, Traits>& out, const T& value) {
    return out << valueToStrep(value);
 }

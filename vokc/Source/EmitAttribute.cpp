@@ -358,8 +358,7 @@ class AttributeEmitter {
       const std::string afterRow =
           check.empty() ? "" : check + "(" + (attribute_.checkBy == "row" ? "row" : "row.rowKey()") + ");";
       // A check that takes rows has nothing to look at once the row is gone.
-      const std::string afterKey =
-          check.empty() || attribute_.checkBy == "row" ? "" : check + "(key);";
+      const std::string afterKey = check.empty() || attribute_.checkBy == "row" ? "" : check + "(key);";
       const auto change = [&](const std::string& head, const std::string& call, const std::string& after) {
          code_.accessors +=
              after.empty() ? inlined(head, call) : head + " {\n   " + call + "\n   " + after + "\n}\n";

@@ -183,16 +183,19 @@ class ValueEmitter {
 
    void variablePart() {
       line("");
-      line("/// The variable part: its bytes now, packed to `out`, and read back. Of bytes that are no variable");
+      line("/// The variable part: its bytes now, packed to `out`, and read back. Of bytes that are no "
+           "variable");
       line("/// part, deserializeLen() is 0 and deserialize() false; the row may then hold anything valid.");
       line("Vok::U32 serializeLen() const;");
       line("void serialize(Vok::U8* out) const;");
       line("static Vok::U32 deserializeLen(const Vok::U8* in, Vok::U32 bytes);");
       line("bool deserialize(const Vok::U8* in, Vok::U32 bytes);");
-      source("Vok::U32 " + class_ + "::serializeLen() const {\n   return Vok::variablePartBytes(*this);\n}\n");
-      source("void " + class_ + "::serialize(Vok::U8* out) const {\n   Vok::packVariablePart(*this, out);\n}\n");
-      source("Vok::U32 " + class_ + "::deserializeLen(const Vok::U8* in, Vok::U32 bytes) {\n" + "   " + class_ +
-             " row;\n   return Vok::unpackVariablePart(row, in, bytes);\n}\n");
+      source("Vok::U32 " + class_ +
+             "::serializeLen() const {\n   return Vok::variablePartBytes(*this);\n}\n");
+      source("void " + class_ +
+             "::serialize(Vok::U8* out) const {\n   Vok::packVariablePart(*this, out);\n}\n");
+      source("Vok::U32 " + class_ + "::deserializeLen(const Vok::U8* in, Vok::U32 bytes) {\n" + "   " +
+             class_ + " row;\n   return Vok::unpackVariablePart(row, in, bytes);\n}\n");
       source("bool " + class_ + "::deserialize(const Vok::U8* in, Vok::U32 bytes) {\n" +
              "   return Vok::unpackVariablePart(*this, in, bytes) != 0;\n}\n");
    }

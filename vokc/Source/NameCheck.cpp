@@ -129,7 +129,8 @@ void checkValue(const Model::Value& value, Members& members) {
    }
    if (value.isRow) {
       members.add("rowKey", value.name, value.span);
-      for (const char* fixed : {"pooltabString", "serialize", "serializeLen", "deserialize", "deserializeLen"}) {
+      for (const char* fixed :
+           {"pooltabString", "serialize", "serializeLen", "deserialize", "deserializeLen"}) {
          members.add(fixed, value.name, value.span);
       }
    }
