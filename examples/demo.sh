@@ -5,9 +5,9 @@
 # check them. Ends with a status other than 0 as soon as anything is not as it should be. The tables stand
 # in a directory of their own, which is removed at the end.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/tables"
 (($# == 1)) && [[ -x $1/mplsctl ]] || { echo "usage: demo.sh FOLDER-OF-MPLSCTL" >&2; exit 2; }
-PATH=$1:$PATH
+PATH=$(cd "$1" && pwd):$PATH
+cd "$(dirname "${BASH_SOURCE[0]}")/tables"
 
 shared=/dev/shm
 [[ -w $shared ]] || shared=${TMPDIR:-/tmp}
