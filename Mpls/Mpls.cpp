@@ -241,21 +241,28 @@ String LfibBase::dumpState(Vok::U32 indent) const {
    return text;
 }
 
-String Status::dumpState(Vok::U32 indent) const {
-   String text = LfibBase::dumpState(indent);
-   line(text, indent, "lfibRoutes #" + number(lfibRoutes()));
-   for (const auto& entry : lfibRouteEach())
+namespace {
+
+/// The routes of either view, which follow its adjacencies.
+template <class Lfib>
+void dumpRoutes(String& text, Vok::U32 indent, const Lfib& lfib) {
+   line(text, indent, "lfibRoutes #" + number(lfib.lfibRoutes()));
+   for (const auto& entry : lfib.lfibRouteEach())
       line(text, indent + 2, entry.value.stringValue());
    line(text, indent, "");
+}
+
+} // namespace
+
+String Status::dumpState(Vok::U32 indent) const {
+   String text = LfibBase::dumpState(indent);
+   dumpRoutes(text, indent, *this);
    return text;
 }
 
 String ProtocolLfib::dumpState(Vok::U32 indent) const {
    String text = LfibBase::dumpState(indent);
-   line(text, indent, "lfibRoutes #" + number(lfibRoutes()));
-   for (const auto& entry : lfibRouteEach())
-      line(text, indent + 2, entry.value.stringValue());
-   line(text, indent, "");
+   dumpRoutes(text, indent, *this);
    return text;
 }
 

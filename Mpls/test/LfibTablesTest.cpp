@@ -2,6 +2,8 @@
 
 #include "Mpls/LfibIndexAllocator.h"
 
+#include <sstream>
+
 namespace Mpls {
 namespace {
 
@@ -105,6 +107,42 @@ TEST_F(LfibTablesTest, keysAreNewAndNextFit) {
       EXPECT_EQ(allocator->getViaKey(viaType), LfibViaKey(Source::lfibSourceLdp, viaType, 0xffffffff));
       EXPECT_EQ(allocator->getViaKey(viaType), LfibViaKey(Source::lfibSourceLdp, viaType, next));
    }
+}
+
+/// Both kinds of row with a variable part: what serialize() writes reads back, and nothing shorter does.
+template <class Row>
+void variablePartReadsBack(const Row& row) {
+   std::vector<Vok::U8> bytes(row.serializeLen());
+   row.serialize(bytes.data());
+   const auto size = static_cast<Vok::U32>(bytes.size());
+   EXPECT_EQ(Row::deserializeLen(bytes.data(), size), size);
+   Row read;
+   read.keyIs(row.key());
+   ASSERT_TRUE(read.deserialize(bytes.data(), size));
+   EXPECT_EQ(Vok::valueToStrep(read), Vok::valueToStrep(row));
+   for (Vok::U32 shorter = 0; shorter < size; ++shorter)
+      EXPECT_EQ(Row::deserializeLen(bytes.data(), shorter), 0u) << shorter;
+}
+
+TEST(LfibRows, variablePartsSerialize) {
+   LfibViaSet viaSet;
+   variablePartReadsBack(viaSet);
+   for (const int slot : {0, 1, 5, 127}) {
+      viaSet.viaKeyIs(LfibViaIndexRange(slot),
+                      LfibViaKey(Source::lfibSourceLdp, LfibViaType::viaTypeMplsIp, 1000u + slot));
+      variablePartReadsBack(viaSet);
+   }
+   LfibIpLookupVia via;
+   via.vrfNameIs(L3::VrfName("red"));
+   variablePartReadsBack(via);
+   std::vector<Vok::U8> tooMany{129, 0};
+   EXPECT_FALSE(viaSet.deserialize(tooMany.data(), 2));
+}
+
+TEST(LabelRangeStream, writesTheTextForm) {
+   std::ostringstream out;
+   out << LabelRange(Kinet::MplsLabel(16), 99984);
+   EXPECT_EQ(out.str(), "Value('Mpls::LabelRange', ** {'base': 16, 'size': 99984})");
 }
 
 TEST(LfibIndexAllocatorTest, adjacencyIndexes) {
