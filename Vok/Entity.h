@@ -90,7 +90,8 @@ class Entity {
       if (collection.del(removed))
          vokNotify(attr, &removed);
    }
-   /// Removes one by one, so that each removal is notified.
+   /// Removes one by one, so that each removal is notified: as many entries as there are now. What observers
+   /// add meanwhile may stay.
    template <class Collection>
    void vokDelAll(Collection& collection, AttrId attr) {
       const Ptr<Entity> keepAlive(this);
