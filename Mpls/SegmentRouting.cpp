@@ -1,4 +1,4 @@
-#include "Mpls/SegmentRouting.h"
+#include "Mpls/SegmentRoutingTableInfo.h"
 
 namespace Pooltab::SegmentRouting {
 
