@@ -24,22 +24,23 @@ Vok::String LdpIdentifier::stringValue() const {
 
 void LdpIdentifier::parseText(Vok::TextParser& parser, LdpIdentifier& value) {
    Mpls::RouterId parsed;
-   Mpls::RouterId::parseText(parser, parsed);
+   try {
+      Mpls::RouterId::parseText(parser, parsed);
+   } catch (const Vok::Error&) {
+      parsed.protocolIs(Mpls::Protocol::unknown);
+   }
    if (parsed.protocol() != Mpls::Protocol::ldp)
       throw Vok::RangeError("Invalid LdpIdentifier");
    value = LdpIdentifier(parsed.rtrId(), parsed.lblSpace());
 }
 
 void LdpIdentifier::stringValueIs(const Vok::String& text) {
-   try {
-      Vok::TextParser parser(text);
-      LdpIdentifier parsed;
-      parseText(parser, parsed);
-      parser.expectEnd();
-      *this = parsed;
-   } catch (const Vok::Error&) {
+   Vok::TextParser parser(text);
+   LdpIdentifier parsed;
+   parseText(parser, parsed);
+   if (!parser.atEnd())
       throw Vok::RangeError("Invalid LdpIdentifier");
-   }
+   *this = parsed;
 }
 
 namespace LdpPooltab {
