@@ -65,10 +65,21 @@ void forEachLastUpdate(const Mpls::LabelBindingTable& table, Visit visit) {
          visit(fec);
 }
 
+// What a row of labels or times says, and what its absence says.
+
+void labelIs(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec,
+             Kinet::MplsLabel label) {
+   table->bindingIs(fec)->mplsLabelIs(label, true);
+}
+
 void labelDel(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec,
               Kinet::MplsLabel label) {
    if (const auto labelSet = table ? table->binding(fec) : nullptr)
       labelSet->mplsLabelDel(label);
+}
+
+void lastUpdateIs(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec, double time) {
+   table->bindingIs(fec)->lastUpdateIs(time);
 }
 
 void lastUpdateDel(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec) {
@@ -131,7 +142,7 @@ void LdpLibConsumerSm::handleLocalLbtLabel(const LdpLocalLbtLabelKey& key) {
       return;
    const auto table = localLabelBindingTable();
    if (Pooltab::checkedHas(pooltabLbtColl()->localLbtLabelTable(), key)) {
-      table->bindingIs(key.fwdEqvClass())->mplsLabelIs(key.label(), true);
+      labelIs(table, key.fwdEqvClass(), key.label());
    } else {
       labelDel(table, key.fwdEqvClass(), key.label());
       deleteUnusedBinding(table, key.fwdEqvClass());
@@ -157,7 +168,7 @@ void LdpLibConsumerSm::handleLocalLbtLastUpdate(const Mpls::FwdEqvClass& fec) {
    const auto table = localLabelBindingTable();
    LdpLocalLbtLastUpdateEntry entry;
    if (Pooltab::checkedFind(pooltabLbtColl()->localLbtLastUpdateTable(), fec, entry)) {
-      table->bindingIs(fec)->lastUpdateIs(entry.lastUpdate());
+      lastUpdateIs(table, fec, entry.lastUpdate());
    } else {
       lastUpdateDel(table, fec);
       deleteUnusedBinding(table, fec);
@@ -175,7 +186,7 @@ void LdpLibConsumerSm::handlePeerLbtLabel(const LdpPeerLbtLabelKey& key) {
    const auto tables = peerLabelBindingTableColl();
    const Mpls::RouterId routerId = toRouterId(key.ldpIdentifier());
    if (Pooltab::checkedHas(pooltabLbtColl()->peerLbtLabelTable(), key)) {
-      tables->bindingTableIs(routerId)->bindingIs(key.fwdEqvClass())->mplsLabelIs(key.label(), true);
+      labelIs(tables->bindingTableIs(routerId), key.fwdEqvClass(), key.label());
    } else {
       labelDel(tables->bindingTable(routerId), key.fwdEqvClass(), key.label());
       deleteUnusedPeerTable(routerId, key.fwdEqvClass());
@@ -207,80 +218,93 @@ void LdpLibConsumerSm::handlePeerLbtLastUpdate(const LdpIdentifierFecKey& key) {
    const Mpls::RouterId routerId = toRouterId(key.ldpIdentifier());
    LdpPeerLbtLastUpdateEntry entry;
    if (Pooltab::checkedFind(pooltabLbtColl()->peerLbtLastUpdateTable(), key, entry)) {
-      tables->bindingTableIs(routerId)->bindingIs(key.fwdEqvClass())->lastUpdateIs(entry.lastUpdate());
+      lastUpdateIs(tables->bindingTableIs(routerId), key.fwdEqvClass(), entry.lastUpdate());
    } else {
       lastUpdateDel(tables->bindingTable(routerId), key.fwdEqvClass());
       deleteUnusedPeerTable(routerId, key.fwdEqvClass());
    }
 }
 
-// Whole tables: what was taken from rows that are gone goes first, then every row is handled.
+// Whole tables: what was taken from rows that are gone goes first, then comes what the rows say.
 
 void LdpLibConsumerSm::handleLocalLbtLabels() {
    if (!initialized())
       return;
-   forEachLabel(*localLabelBindingTable(), [this](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
+   const auto table = localLabelBindingTable();
+   forEachLabel(*table, [this](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
       handleLocalLbtLabel(LdpLocalLbtLabelKey(fec, label));
    });
-   Pooltab::checkedWalk(pooltabLbtColl()->localLbtLabelTable(),
-                        [this](const LdpLocalLbtLabelEntry& row) { handleLocalLbtLabel(row.key()); });
+   Pooltab::checkedWalk(pooltabLbtColl()->localLbtLabelTable(), [&](const LdpLocalLbtLabelEntry& row) {
+      labelIs(table, row.key().fwdEqvClass(), row.key().label());
+   });
 }
 
 void LdpLibConsumerSm::handleLocalLbtFilteredFecs() {
    if (!initialized())
       return;
-   for (const auto& [fec, isIn] : localLabelBindingTable()->filteredFecEach())
+   const auto table = localLabelBindingTable();
+   for (const auto& [fec, isIn] : table->filteredFecEach())
       handleLocalLbtFilteredFec(fec);
    Pooltab::checkedWalk(pooltabLbtColl()->localLbtFilteredFecTable(),
-                        [this](const LdpFecEntry& row) { handleLocalLbtFilteredFec(row.key()); });
+                        [&](const LdpFecEntry& row) { table->filteredFecIs(row.key(), true); });
 }
 
 void LdpLibConsumerSm::handleLocalLbtLastUpdates() {
    if (!initialized())
       return;
-   forEachLastUpdate(*localLabelBindingTable(),
-                     [this](const Mpls::FwdEqvClass& fec) { handleLocalLbtLastUpdate(fec); });
+   const auto table = localLabelBindingTable();
+   forEachLastUpdate(*table, [this](const Mpls::FwdEqvClass& fec) { handleLocalLbtLastUpdate(fec); });
    Pooltab::checkedWalk(
        pooltabLbtColl()->localLbtLastUpdateTable(),
-       [this](const LdpLocalLbtLastUpdateEntry& row) { handleLocalLbtLastUpdate(row.key()); });
+       [&](const LdpLocalLbtLastUpdateEntry& row) { lastUpdateIs(table, row.key(), row.lastUpdate()); });
 }
 
 void LdpLibConsumerSm::handlePeerLbtLabels() {
    if (!initialized())
       return;
-   for (const auto& [routerId, table] : peerLabelBindingTableColl()->bindingTableEach()) {
+   const auto tables = peerLabelBindingTableColl();
+   for (const auto& [routerId, table] : tables->bindingTableEach()) {
       const LdpIdentifier peer = toLdpIdentifier(routerId);
       forEachLabel(*table, [&](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
          handlePeerLbtLabel(LdpPeerLbtLabelKey(peer, fec, label));
       });
    }
-   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtLabelTable(),
-                        [this](const LdpPeerLbtLabelEntry& row) { handlePeerLbtLabel(row.key()); });
+   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtLabelTable(), [&](const LdpPeerLbtLabelEntry& row) {
+      labelIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())), row.key().fwdEqvClass(),
+              row.key().label());
+   });
 }
 
 void LdpLibConsumerSm::handlePeerLbtFilteredFecs() {
    if (!initialized())
       return;
-   for (const auto& [routerId, table] : peerLabelBindingTableColl()->bindingTableEach()) {
+   const auto tables = peerLabelBindingTableColl();
+   for (const auto& [routerId, table] : tables->bindingTableEach()) {
       const LdpIdentifier peer = toLdpIdentifier(routerId);
       for (const auto& [fec, isIn] : table->filteredFecEach())
          handlePeerLbtFilteredFec(LdpIdentifierFecKey(peer, fec));
    }
-   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtFilteredFecTable(),
-                        [this](const LdpIdentifierFecEntry& row) { handlePeerLbtFilteredFec(row.key()); });
+   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtFilteredFecTable(), [&](const LdpIdentifierFecEntry& row) {
+      tables->bindingTableIs(toRouterId(row.key().ldpIdentifier()))
+          ->filteredFecIs(row.key().fwdEqvClass(), true);
+   });
 }
 
 void LdpLibConsumerSm::handlePeerLbtLastUpdates() {
    if (!initialized())
       return;
-   for (const auto& [routerId, table] : peerLabelBindingTableColl()->bindingTableEach()) {
+   const auto tables = peerLabelBindingTableColl();
+   for (const auto& [routerId, table] : tables->bindingTableEach()) {
       const LdpIdentifier peer = toLdpIdentifier(routerId);
       forEachLastUpdate(*table, [&](const Mpls::FwdEqvClass& fec) {
          handlePeerLbtLastUpdate(LdpIdentifierFecKey(peer, fec));
       });
    }
    Pooltab::checkedWalk(pooltabLbtColl()->peerLbtLastUpdateTable(),
-                        [this](const LdpPeerLbtLastUpdateEntry& row) { handlePeerLbtLastUpdate(row.key()); });
+                        [&](const LdpPeerLbtLastUpdateEntry& row) {
+                           lastUpdateIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())),
+                                        row.key().fwdEqvClass(), row.lastUpdate());
+                        });
 }
 
 // The consumer of advertisements.
