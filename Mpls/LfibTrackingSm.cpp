@@ -10,14 +10,36 @@ namespace {
 
 constinit Vok::TraceFacility trace("LfibTrackingSm");
 
-/// Calls handle( key ) for every row of a table, and for every key of `known` that has no row any more.
-template <class Row, class Known, class Handle>
-void handleAll(const Pooltab::Collection<Row>& table, const Known& known, Handle handle) {
-   Pooltab::checkedWalk(table, [&](const Row& row) { handle(row.key()); });
+/// Settles every row of a table, and every key of `known` that has no row any more.
+template <class Row, class Known, class Settle>
+void settleAll(const Pooltab::Collection<Row>& table, const Known& known, Settle settle) {
+   Pooltab::checkedWalk(table, [&](const Row& row) { settle(row.key(), &row); });
    Row row;
    for (const auto& entry : known)
       if (!Pooltab::checkedFind(table, entry.key, row))
-         handle(entry.key);
+         settle(entry.key, nullptr);
+}
+
+/// `route` is the row of the key, or null.
+void settle(LfibTrackingSm& sm, const RouteKey& routeKey, const LfibRoute* route) {
+   if (auto line = trace.at(8, sm.smTraceName()))
+      line << "handleLfibRoute"
+           << " routeKey " << routeKey;
+   sm.delRouteKeyViaSetKeyMapping(routeKey);
+   if (route)
+      sm.addRouteKeyViaSetKeyMapping(routeKey, route->viaSetKey());
+   sm.addRouteKeyBacklog(routeKey);
+}
+
+void settle(LfibTrackingSm& sm, const LfibViaSetKey& viaSetKey, const LfibViaSet* viaSet) {
+   if (auto line = trace.at(8, sm.smTraceName()))
+      line << "handleViaSet"
+           << " viaSetKey " << viaSetKey;
+   sm.delViaSetKeyViaKeyMapping(viaSetKey);
+   if (viaSet)
+      for (const auto [slot, viaKey] : viaSet->viaKeyEach())
+         sm.addViaSetKeyViaKeyMapping(viaSetKey, viaKey);
+   sm.maybeAddBacklogByViaSetKey(viaSetKey);
 }
 
 } // namespace
@@ -41,28 +63,17 @@ void LfibTrackingSm::handleInitialized() {
 
 void LfibTrackingSm::handleLfibRoute(const RouteKey& routeKey) {
    vokAssert(initialized());
-   if (auto line = trace.at(8, smTraceName()))
-      line << "handleLfibRoute"
-           << " routeKey " << routeKey;
-   delRouteKeyViaSetKeyMapping(routeKey);
    LfibRoute route;
-   if (Pooltab::checkedFind(lfibStatus()->lfibRouteTable(), routeKey, route))
-      addRouteKeyViaSetKeyMapping(routeKey, route.viaSetKey());
-   addRouteKeyBacklog(routeKey);
+   const bool exists = Pooltab::checkedFind(lfibStatus()->lfibRouteTable(), routeKey, route);
+   settle(*this, routeKey, exists ? &route : nullptr);
 }
 
 void LfibTrackingSm::handleViaSet(const LfibViaSetKey& viaSetKey) {
    if (!initialized())
       return;
-   if (auto line = trace.at(8, smTraceName()))
-      line << "handleViaSet"
-           << " viaSetKey " << viaSetKey;
-   delViaSetKeyViaKeyMapping(viaSetKey);
    LfibViaSet viaSet;
-   if (Pooltab::checkedFind(lfibStatus()->viaSetTable(), viaSetKey, viaSet))
-      for (const auto [slot, viaKey] : viaSet.viaKeyEach())
-         addViaSetKeyViaKeyMapping(viaSetKey, viaKey);
-   maybeAddBacklogByViaSetKey(viaSetKey);
+   const bool exists = Pooltab::checkedFind(lfibStatus()->viaSetTable(), viaSetKey, viaSet);
+   settle(*this, viaSetKey, exists ? &viaSet : nullptr);
 }
 
 void LfibTrackingSm::handleVia(const LfibViaKey& viaKey) {
@@ -76,14 +87,16 @@ void LfibTrackingSm::handleVia(const LfibViaKey& viaKey) {
 
 void LfibTrackingSm::handleLfibRoutes() {
    vokAssert(initialized());
-   handleAll(lfibStatus()->lfibRouteTable(), routeKeyToViaSetKeyEach(),
-             [this](const RouteKey& routeKey) { handleLfibRoute(routeKey); });
+   settleAll(lfibStatus()->lfibRouteTable(), routeKeyToViaSetKeyEach(),
+             [this](const RouteKey& routeKey, const LfibRoute* route) { settle(*this, routeKey, route); });
 }
 
 void LfibTrackingSm::handleViaSets() {
    vokAssert(initialized());
-   handleAll(lfibStatus()->viaSetTable(), viaSetKeyToViaKeySetEach(),
-             [this](const LfibViaSetKey& viaSetKey) { handleViaSet(viaSetKey); });
+   settleAll(lfibStatus()->viaSetTable(), viaSetKeyToViaKeySetEach(),
+             [this](const LfibViaSetKey& viaSetKey, const LfibViaSet* viaSet) {
+                settle(*this, viaSetKey, viaSet);
+             });
 }
 
 void LfibTrackingSm::handleVias() {
