@@ -27,7 +27,7 @@ Kinet::MplsLabel GlobalBlock::mplsLabel() const {
 }
 
 VokPooltab::MountInfo TableInfo::srStatusInfo() {
-   return {.pool = "segment-routing"};
+   return {.pool = "mpls-sr"};
 }
 
 } // namespace Pooltab::SegmentRouting

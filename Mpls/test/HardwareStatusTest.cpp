@@ -1,6 +1,5 @@
 #include "Mpls/MplsHardware.h"
 #include "Vok/EntityType.h"
-#include "Vok/TypeOf.h"
 
 #include <gtest/gtest.h>
 
@@ -36,26 +35,6 @@ TEST(HardwareStatusTest, hardwareCanDoNothingUntilItSays) {
    }
    EXPECT_EQ(Capability::vokType().attributes().size(), 11u);
    EXPECT_EQ(counts, 1);
-}
-
-TEST(HardwareStatusTest, aSetOfRewritesTravelsAndHasNoText) {
-   L2ViaSet sent, received;
-   for (const Vok::U32 vlan : {30, 10, 20}) {
-      L2Via via;
-      via.vlanIdIs(vlan);
-      via.macAddrIs(Kinet::EthAddr("02:00:00:00:00:01"));
-      via.skipEgressAclIs(vlan == 20);
-      sent.l2ViaIs(via);
-   }
-   Vok::NboAttrLog::Writer log;
-   L2ViaSet::vokType().writeLog(&sent, log);
-   Vok::NboAttrLog::Reader reader(log.buffer());
-   L2ViaSet::vokType().readLog(reader, &received);
-   EXPECT_EQ(received, sent);
-   EXPECT_EQ(received.l2Vias(), 3u);
-   EXPECT_EQ(reader.left(), 0u);
-   EXPECT_DEATH(Vok::strepToValue<L2ViaSet>("{}"),
-                "!\"No String constructor for L2ViaSet - has collection\"");
 }
 
 } // namespace

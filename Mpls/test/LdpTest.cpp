@@ -111,44 +111,44 @@ class LdpTest : public testing::Test {
   protected:
    enum Kind { label, filtered, lastUpdate, advertised, kinds };
 
+   template <class Row>
+   static void rowIs(Pooltab::Collection<Row>& table, const Row& row, bool isThere) {
+      isThere ? table.is(row) : void(table.del(row.rowKey()));
+   }
+   template <class Set, class Entry>
+   static void entryIs(Set& set, const Entry& entry, bool isThere) {
+      isThere ? void(set.insert(entry)) : void(set.erase(entry));
+   }
+
    /// Writes or deletes one row, in the tables and in the model.
    void change(Kind kind, Vok::U32 peer, Vok::U32 number, Vok::U32 bound, bool isThere, double time = 1.5) {
-      const Mpls::FwdEqvClass fec = fecOf(number);
-      const LdpIdentifierFecKey peerKey(peerOf(peer), fec);
       const Where where(peer, number);
-      const auto setIs = [&](auto& set, const auto& entry) {
-         isThere ? void(set.insert(entry)) : void(set.erase(entry));
-      };
-      LdpLabelBindingTable& t = *rows;
+      const Mpls::FwdEqvClass fec = fecOf(number);
+      const LdpIdentifierFecKey key(peerOf(peer), fec);
+      const Kinet::MplsLabel mplsLabel(bound);
       if (kind == label) {
-         setIs(model.labels[where], bound);
-         const LdpLocalLbtLabelKey localLabel(fec, Kinet::MplsLabel(bound));
-         const LdpPeerLbtLabelKey peerLabel(peerOf(peer), fec, Kinet::MplsLabel(bound));
+         entryIs(model.labels[where], bound, isThere);
          if (peer == 0)
-            isThere ? t.localLbtLabelIs(LdpLocalLbtLabelEntry(localLabel)) : t.localLbtLabelDel(localLabel);
+            rowIs(rows->localLbtLabelTable(), LdpLocalLbtLabelEntry({fec, mplsLabel}), isThere);
          else
-            isThere ? t.peerLbtLabelIs(LdpPeerLbtLabelEntry(peerLabel)) : t.peerLbtLabelDel(peerLabel);
+            rowIs(rows->peerLbtLabelTable(), LdpPeerLbtLabelEntry({peerOf(peer), fec, mplsLabel}), isThere);
       } else if (kind == filtered) {
-         setIs(model.filtered, where);
+         entryIs(model.filtered, where, isThere);
          if (peer == 0)
-            isThere ? t.localLbtFilteredFecIs(LdpFecEntry(fec)) : t.localLbtFilteredFecDel(fec);
+            rowIs(rows->localLbtFilteredFecTable(), LdpFecEntry(fec), isThere);
          else
-            isThere ? t.peerLbtFilteredFecIs(LdpIdentifierFecEntry(peerKey))
-                    : t.peerLbtFilteredFecDel(peerKey);
+            rowIs(rows->peerLbtFilteredFecTable(), LdpIdentifierFecEntry(key), isThere);
       } else if (kind == lastUpdate) {
          model.lastUpdate.erase(where);
          if (isThere)
             model.lastUpdate[where] = time;
          if (peer == 0)
-            isThere ? t.localLbtLastUpdateIs(LdpLocalLbtLastUpdateEntry(fec, time))
-                    : t.localLbtLastUpdateDel(fec);
+            rowIs(rows->localLbtLastUpdateTable(), LdpLocalLbtLastUpdateEntry(fec, time), isThere);
          else
-            isThere ? t.peerLbtLastUpdateIs(LdpPeerLbtLastUpdateEntry(peerKey, time))
-                    : t.peerLbtLastUpdateDel(peerKey);
+            rowIs(rows->peerLbtLastUpdateTable(), LdpPeerLbtLastUpdateEntry(key, time), isThere);
       } else if (peer != 0) {
-         setIs(model.advertised, where);
-         isThere ? t.localLbtAdvertisedToIs(LdpIdentifierFecEntry(peerKey))
-                 : t.localLbtAdvertisedToDel(peerKey);
+         entryIs(model.advertised, where, isThere);
+         rowIs(rows->localLbtAdvertisedToTable(), LdpIdentifierFecEntry(key), isThere);
       }
    }
 
@@ -158,63 +158,38 @@ class LdpTest : public testing::Test {
    VokPooltab::WriterMount mount{rows, folder, {.logEntriesLog2 = 5}};
 };
 
-// Two labels, the time and the filter of one FEC come and go in every order of five steps.
-TEST_F(LdpTest, rowsComeAndGoInEveryOrder) {
-   const Consumers consumers(rows);
-   for (const Vok::U32 peer : {0, 1}) {
-      for (int order = 0; order < 4 * 4 * 4 * 4 * 4; ++order) {
-         std::set<int> there;
-         for (int step = 0, left = order; step < 5 + 4; ++step, left /= 4) {
-            const int row = step < 5 ? left % 4 : step - 5; // at the end all go
-            const bool isThere = step < 5 && there.insert(row).second;
-            if (!isThere)
-               there.erase(row);
-            change(row < 2 ? label : row == 2 ? lastUpdate : filtered, peer, 1, 16 + row, isThere);
-            ASSERT_EQ(consumers.state(), model.state()) << "order " << order << " step " << step;
-         }
-         ASSERT_EQ(consumers.state(), State());
-      }
-   }
-}
-
-// A reader hears of changes late, when rows are gone or back again, and is overtaken now and then; others
-// come late. All end where the rows are.
-TEST_F(LdpTest, readersReachWhatTheRowsSay) {
+// Beside the writer every step shows. A reader hears of changes late, when rows are gone or back again, and
+// is overtaken now and then; others come late. All end where the rows are.
+TEST_F(LdpTest, consumersReachWhatTheRowsSay) {
    std::mt19937 random(5);
+   const Consumers beside(rows);
    const Vok::Ptr<LdpLabelBindingTable> read = ldpLabelBindingTableFactory("ldp");
    VokPooltab::ReaderMount reader(read, folder);
-   const Consumers early(read);
-   int overtaken = 0;
+   const Consumers behind(read);
    for (int turn = 0; turn < 400; ++turn) {
-      const Vok::U32 changes = random() % 50;
-      overtaken += changes > 32;
-      for (Vok::U32 i = 0; i < changes; ++i) {
+      for (Vok::U32 changes = random() % 50; changes > 0; --changes) {
          const double times[] = {1.5, -infinity, notANumber, 1e300};
          change(static_cast<Kind>(random() % kinds), random() % 5, random() % 6, 16 + random() % 3,
                 random() % 2, times[random() % 4]);
+         ASSERT_EQ(beside.state(), model.state()) << "turn " << turn;
       }
       mount.flush();
-      if (turn % 3 == 0)
+      if (turn % 3 == 0) {
          reader.deliver(random() % 8);
-      else
-         while (reader.deliver(100) == 100) {
-         }
-      if (turn % 3 != 0) {
-         ASSERT_EQ(early.state(), model.state()) << "turn " << turn;
+         continue;
       }
-      if (turn % 20 == 0) {
-         ASSERT_EQ(Consumers(rows).state(), model.state()) << "turn " << turn;
+      while (reader.deliver(100) == 100) {
       }
+      ASSERT_EQ(behind.state(), model.state()) << "turn " << turn;
+      ASSERT_EQ(Consumers(read).state(), model.state()) << "turn " << turn;
    }
-   EXPECT_GT(overtaken, 10);
-
-   early.bindings->handleDelete();
-   early.advertisements->handleDelete();
-   early.bindings->handlePeerLbtLabels();
-   EXPECT_EQ(early.state(), State()); // and deaf
-   early.bindings->handleInitialized();
-   early.advertisements->handleInitialized();
-   EXPECT_EQ(early.state(), model.state());
+   behind.bindings->handleDelete();
+   behind.advertisements->handleDelete();
+   behind.bindings->handlePeerLbtLabels();
+   EXPECT_EQ(behind.state(), State()); // and deaf
+   behind.bindings->handleInitialized();
+   behind.advertisements->handleInitialized();
+   EXPECT_EQ(behind.state(), model.state());
 }
 
 TEST_F(LdpTest, aTimeThatIsNoneDoesNotKeepALabelSet) {
@@ -239,13 +214,21 @@ TEST_F(LdpTest, aTimeThatIsNoneDoesNotKeepALabelSet) {
    }
 }
 
-TEST_F(LdpTest, handlersTraceTheirKey) {
+TEST_F(LdpTest, aRowThatCannotBeReadIsMissingAndHidesNoOther) {
+   for (const Vok::U32 bound : {16, 17, 18})
+      change(label, 1, 1, bound, true);
+   const unsigned char damage = 0x55;
+   const Pooltab::Descriptor file = folder->open("peerLbtLabel.rows", Pooltab::Access::write);
+   ASSERT_EQ(pwrite(file.fd(), &damage, 1, 8192 + 96 + 20), 1); // the second block
    const Consumers consumers(rows);
+   model.labels[Where(1, 1)].erase(17);
+   EXPECT_EQ(consumers.state(), model.state());
+   EXPECT_EQ(rows->peerLbtLabelControl().corruptions(), 1u);
    const Vok::TraceCapture capture("LdpLibSm/8");
-   consumers.bindings->handleLocalLbtLabel(LdpLocalLbtLabelKey(fecOf(0), Kinet::MplsLabel(17)));
-   ASSERT_EQ(capture.lines().size(), 1u);
-   EXPECT_NE(capture.lines()[0].find("handleLocalLbtLabel"), std::string::npos);
-   EXPECT_TRUE(capture.lines()[0].ends_with(" fec: 10.0.0.0/24 label: 17")) << capture.lines()[0];
+   consumers.bindings->handlePeerLbtLabel({peerOf(1), fecOf(1), Kinet::MplsLabel(17)});
+   EXPECT_EQ(rows->peerLbtLabelControl().corruptions(), 2u);
+   EXPECT_EQ(consumers.state(), model.state());
+   EXPECT_TRUE(capture.lines().at(0).ends_with(" fec: 10.0.1.0/24 label: 17")) << capture.lines()[0];
 }
 
 TEST_F(LdpTest, advertisementsBeginEmpty) {
@@ -266,15 +249,15 @@ TEST(LdpIdentifierTest, textAndBytes) {
    parsed.stringValueIs("10.0.0.1:258");
    EXPECT_EQ(parsed, identifier);
    for (const char* text : {"", "10.0.0.1", "10.0.0.1:", "10.0.0.1:0 ", "10.0.0.1:65536", "10.0.1:0",
-                            "256.0.0.1:0", "10.0.0.1:0x", "0102.0304.0506", "a.b.c.d:0"}) {
-      SCOPED_TRACE(text);
+                            "256.0.0.1:0", "0102.0304.0506", "a.b.c.d:0"}) {
+      std::string message;
       try {
          parsed.stringValueIs(text);
-         ADD_FAILURE() << "parsed";
       } catch (const Vok::RangeError& error) {
-         EXPECT_STREQ(error.what(), "Invalid LdpIdentifier");
+         message = error.what();
       }
-      EXPECT_EQ(parsed, identifier);
+      EXPECT_EQ(message, "Invalid LdpIdentifier") << text;
+      EXPECT_EQ(parsed, identifier) << text;
    }
 }
 

@@ -1,5 +1,4 @@
 #include "Mpls/MtiStatus.h"
-#include "Vok/EntityType.h"
 
 #include <gtest/gtest.h>
 
@@ -25,21 +24,6 @@ TEST(MtiStatusTest, anInterfaceKeepsItsGeneration) {
    EXPECT_EQ(first->mtu(), 9000u);
    dir->mtiStatusDel(intf);
    EXPECT_EQ(dir->mtiStatusIs(intf, 5)->genId(), 5u);
-}
-
-TEST(MtiStatusTest, attributesStandInOrder) {
-   const auto namesOf = [](const Vok::EntityType& type) {
-      std::string names;
-      for (const Vok::Attribute& attribute : type.attributes())
-         names.append(names.empty() ? "" : " ").append(attribute.name);
-      return names;
-   };
-   EXPECT_EQ(namesOf(MtiStatus::vokType()), "intfConfig deviceName forwardingModel mtu maxMtu operStatus "
-                                            "operStatusChange active activeStatusChanges "
-                                            "addr routedAddr rawLinkStatus debouncedLinkStatus linkStatus "
-                                            "lastLinkStatusChangeTime linkStatusChanges "
-                                            "portId l2Mtu macRxRemoteFault macRxRemoteFaultChanges");
-   EXPECT_EQ(namesOf(MtiStatusDir::vokType()), "genIdMarker mtiStatus");
 }
 
 } // namespace
