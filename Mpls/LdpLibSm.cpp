@@ -234,7 +234,7 @@ void LdpLibConsumerSm::handleLocalLbtLabels() {
    forEachLabel(*table, [this](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
       handleLocalLbtLabel(LdpLocalLbtLabelKey(fec, label));
    });
-   Pooltab::checkedWalk(pooltabLbtColl()->localLbtLabelTable(), [&](const LdpLocalLbtLabelEntry& row) {
+   Pooltab::checkedWalkAll(pooltabLbtColl()->localLbtLabelTable(), [&](const LdpLocalLbtLabelEntry& row) {
       labelIs(table, row.key().fwdEqvClass(), row.key().label());
    });
 }
@@ -245,8 +245,8 @@ void LdpLibConsumerSm::handleLocalLbtFilteredFecs() {
    const auto table = localLabelBindingTable();
    for (const auto& [fec, isIn] : table->filteredFecEach())
       handleLocalLbtFilteredFec(fec);
-   Pooltab::checkedWalk(pooltabLbtColl()->localLbtFilteredFecTable(),
-                        [&](const LdpFecEntry& row) { table->filteredFecIs(row.key(), true); });
+   Pooltab::checkedWalkAll(pooltabLbtColl()->localLbtFilteredFecTable(),
+                           [&](const LdpFecEntry& row) { table->filteredFecIs(row.key(), true); });
 }
 
 void LdpLibConsumerSm::handleLocalLbtLastUpdates() {
@@ -254,7 +254,7 @@ void LdpLibConsumerSm::handleLocalLbtLastUpdates() {
       return;
    const auto table = localLabelBindingTable();
    forEachLastUpdate(*table, [this](const Mpls::FwdEqvClass& fec) { handleLocalLbtLastUpdate(fec); });
-   Pooltab::checkedWalk(
+   Pooltab::checkedWalkAll(
        pooltabLbtColl()->localLbtLastUpdateTable(),
        [&](const LdpLocalLbtLastUpdateEntry& row) { lastUpdateIs(table, row.key(), row.lastUpdate()); });
 }
@@ -269,7 +269,7 @@ void LdpLibConsumerSm::handlePeerLbtLabels() {
          handlePeerLbtLabel(LdpPeerLbtLabelKey(peer, fec, label));
       });
    }
-   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtLabelTable(), [&](const LdpPeerLbtLabelEntry& row) {
+   Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtLabelTable(), [&](const LdpPeerLbtLabelEntry& row) {
       labelIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())), row.key().fwdEqvClass(),
               row.key().label());
    });
@@ -284,10 +284,11 @@ void LdpLibConsumerSm::handlePeerLbtFilteredFecs() {
       for (const auto& [fec, isIn] : table->filteredFecEach())
          handlePeerLbtFilteredFec(LdpIdentifierFecKey(peer, fec));
    }
-   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtFilteredFecTable(), [&](const LdpIdentifierFecEntry& row) {
-      tables->bindingTableIs(toRouterId(row.key().ldpIdentifier()))
-          ->filteredFecIs(row.key().fwdEqvClass(), true);
-   });
+   Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtFilteredFecTable(),
+                           [&](const LdpIdentifierFecEntry& row) {
+                              tables->bindingTableIs(toRouterId(row.key().ldpIdentifier()))
+                                  ->filteredFecIs(row.key().fwdEqvClass(), true);
+                           });
 }
 
 void LdpLibConsumerSm::handlePeerLbtLastUpdates() {
@@ -300,11 +301,11 @@ void LdpLibConsumerSm::handlePeerLbtLastUpdates() {
          handlePeerLbtLastUpdate(LdpIdentifierFecKey(peer, fec));
       });
    }
-   Pooltab::checkedWalk(pooltabLbtColl()->peerLbtLastUpdateTable(),
-                        [&](const LdpPeerLbtLastUpdateEntry& row) {
-                           lastUpdateIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())),
-                                        row.key().fwdEqvClass(), row.lastUpdate());
-                        });
+   Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtLastUpdateTable(),
+                           [&](const LdpPeerLbtLastUpdateEntry& row) {
+                              lastUpdateIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())),
+                                           row.key().fwdEqvClass(), row.lastUpdate());
+                           });
 }
 
 // The consumer of advertisements.
@@ -347,8 +348,8 @@ void LdpLibAdvertisementConsumerSm::handleLbtAdvertisedTos() {
    for (const auto& [fec, peers] : advertisement()->advertisedToEach())
       for (const auto& [peer, isIn] : peers->identifierEach())
          handleLbtAdvertisedTo(LdpIdentifierFecKey(peer, fec));
-   Pooltab::checkedWalk(pooltabLbtColl()->localLbtAdvertisedToTable(),
-                        [this](const LdpIdentifierFecEntry& row) { handleLbtAdvertisedTo(row.key()); });
+   Pooltab::checkedWalkAll(pooltabLbtColl()->localLbtAdvertisedToTable(),
+                           [this](const LdpIdentifierFecEntry& row) { handleLbtAdvertisedTo(row.key()); });
 }
 
 } // namespace LdpPooltab

@@ -35,10 +35,18 @@ bool checkedHas(const Collection<Row>& table, const typename Row::Key& key) {
    return checkedRead(table, [&] { return table.has(key); });
 }
 
-/// Calls visit( row ) for each row that can be read, in slot order. The table may change meanwhile, and what
-/// visit raises goes to the caller.
+/// Calls visit( row ) for each row in slot order, and ends at the first that cannot be read. The table may
+/// change meanwhile, and what visit raises goes to the caller.
 template <class Row, class Visit>
 void checkedWalk(const Collection<Row>& table, Visit visit) {
+   Row row;
+   for (U64 slot = 0; checkedRead(table, [&] { return table.walk(slot, row); });)
+      visit(std::as_const(row));
+}
+
+/// As checkedWalk(), but goes on behind a row that cannot be read.
+template <class Row, class Visit>
+void checkedWalkAll(const Collection<Row>& table, Visit visit) {
    Row row;
    U64 slot = 0;
    for (U64 from = 0;; from = slot) {
