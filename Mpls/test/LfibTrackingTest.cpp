@@ -228,6 +228,7 @@ TEST_F(LfibTrackingTest, whatCannotBeReadCountsAsMissing) {
    }
    deliver();
    const Tracked tracked(seen, 3);
+   const Vok::TraceCapture quiet("Pooltab/0");
    for (const std::string table : {"lfibRoute", "viaSet"}) {
       Pooltab::CollectionControl& control =
           table == "viaSet" ? seen->viaSetControl() : seen->lfibRouteControl();
