@@ -1,4 +1,5 @@
 #include "bench/SharedPage.h"
+#include "bench/Stream.h"
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
@@ -76,7 +77,7 @@ double steady(Tables& tables, U64 size) {
    const double start = nowNs();
    for (U64 number = 0; number < rewrites; ++number) {
       tables.writer().lfibRouteIs(routeOf(labels[number % size], 1 + number / size));
-      if (number % Chunk::routes == Chunk::routes - 1) {
+      if (number % streamBurst == streamBurst - 1) {
          tables.flush();
          await([&] { return number * changesOfRewrite < progress->drained + aheadMax; });
       }
