@@ -86,8 +86,10 @@ class HashMap {
    std::nullptr_t end() const { return nullptr; }
 
   private:
-   static constexpr U32 firstChunk = 8; ///< entries; each further chunk is twice the one before
-   static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
+   static constexpr U32 firstChunk =
+       1; ///< entries: most sets hold one; each further chunk is twice the one before
+   static constexpr U32 gapsAllowed = 8; ///< removed entries beyond as many as there are live ones
+   static constexpr U32 scanLimit = 8;   ///< up to so many entries are searched one by one
 
    struct Node : Entry {
       U32 hash;
@@ -131,7 +133,7 @@ class HashMap {
    }
 
    Node& append(const K& key, U32 hash) {
-      if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
+      if (walks_ == 0 && used_ - live_ > live_ + gapsAllowed)
          compact();
       const U32 chunk = chunkOf(used_);
       if (chunk == chunks_.size())
