@@ -11,6 +11,7 @@ const std::vector<Work>& works() {
        {"lookup-busy", "ns/route"}, {"stream", "ns/change"},   {"wake-median", "us"},
        {"wake-p99", "us"},          {"log-cost", "ns/change"}, {"bytes", "bytes/route"},
        {"restart", "ms"},           {"entity-1", "ns/set"},    {"entity-4", "ns/set"},
+       {"ldp-start", "ns/row"},     {"ldp-follow", "ns/row"},  {"ldp-bytes", "bytes/binding"},
        {"ctl-load", "s"},           {"ctl-show", "s"},
    };
    return all;
@@ -38,7 +39,9 @@ constexpr Goal goals[] = {
     {"bytes", "", absolute, 380, 335},        {"restart", "", absolute, 100, 25},
     {"entity-1", "absl", faster, 0.7, 0.95},  {"entity-1", "std", faster, 0.7, 0.95},
     {"entity-4", "absl", faster, 0.6, 0.9},   {"entity-4", "std", faster, 0.6, 0.9},
-    {"ctl-load", "", absolute, 0.5, 0.2},     {"ctl-show", "", absolute, 0.5, 0.2},
+    {"ldp-start", "", absolute, 1000, 300},   {"ldp-follow", "", absolute, 1000, 400},
+    {"ldp-bytes", "", absolute, 200, 115},    {"ctl-load", "", absolute, 0.5, 0.2},
+    {"ctl-show", "", absolute, 0.5, 0.2},
 };
 
 } // namespace
