@@ -54,14 +54,14 @@ class Packed {
          return;
       }
       bytes_ = static_cast<U32>(Vok::rowStore(value, reinterpret_cast<U8*>(words_.data())));
-      std::memset(reinterpret_cast<U8*>(words_.data()) + bytes_, 0, wordsFor(bytes_) * 8 - bytes_);
+      std::memset(reinterpret_cast<U8*>(words_.data()) + bytes_, 0, sizeof(Word));
    }
    const Word* words() const { return words_.data(); }
    PackedRow row() const { return {bytes_, words_.data()}; }
 
   private:
    U32 bytes_;
-   std::array<Word, wordsFor(Vok::rowBytesMax<T>)> words_;
+   std::array<Word, wordsFor(Vok::rowBytesMax<T>) + 1> words_; ///< one more, so that zeroing is one store
 };
 
 } // namespace Pooltab
