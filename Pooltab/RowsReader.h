@@ -147,7 +147,7 @@ RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
    if (loadAcquire(shared.guard) != guard)
       return Look::writing;
    return fits && guardChecksum(guard) == rowChecksum(seed_, slot, stamp, row.payload, words) ? Look::row
-                                                                                            : Look::corrupt;
+                                                                                              : Look::corrupt;
 }
 
 template <unsigned fixedWords>
