@@ -56,19 +56,27 @@ class Collection final : public CollectionControl, private TableListener {
       notifyKey(&row.rowKey());
    }
    /// Inserts or overwrites unless an equal row stands there. Returns whether it wrote.
-   bool commit(const Row& row) {
-      const bool written = writer().isIfChanged(row);
+   bool commit(const Row& row) { return commit(spot(row.rowKey()), row); }
+   /// Returns whether there was such a row. The key may stand in a row of this table.
+   bool del(const Key& key) {
+      const Key deleted = key;
+      return del(spot(deleted), deleted);
+   }
+   /// A key for several calls to the collection of a writer: see Pooltab/Spot.h.
+   Spot<Key> spot(const Key& key) { return writer().spot(key); }
+   bool find(const Spot<Key>& spot, Row& row) const { return writer_ && writer_->find(spot, row); }
+   bool commit(const Spot<Key>& spot, const Row& row) {
+      const bool written = writer().isIfChanged(spot, row);
       if (written)
          notifyKey(&row.rowKey());
       return written;
    }
-   /// Returns whether there was such a row. The key may stand in a row of this table.
-   bool del(const Key& key) {
-      const Key deleted = key;
-      if (!writer().del(deleted))
-         return false;
-      notifyKey(&deleted);
-      return true;
+   /// `key` is the one that the spot was made of.
+   bool del(const Spot<Key>& spot, const Key& key) {
+      const bool deleted = writer().del(spot);
+      if (deleted)
+         notifyKey(&key);
+      return deleted;
    }
    /// Deletes row by row, each notified.
    void delAll() {

@@ -1,7 +1,5 @@
 #include "Pooltab/TableView.h"
 
-#include <cstring>
-
 namespace Pooltab {
 
 namespace {
@@ -66,7 +64,7 @@ bool TableView::find(const PackedKey& key, U32 slotHint, RowCopy& row) const {
    if (!isMounted())
       return false;
    if (slotHint != noSlot && rows_.fetch(slotHint, row) == Fetch::row &&
-       std::memcmp(row.payload, key.words, shape_.keyBytes) == 0)
+       sameBytes(row.payload, key.words, shape_.keyBytes))
       return true;
    // Most lookups find their row at the first look, which needs no counters.
    U64 length = 0;
@@ -98,7 +96,7 @@ TableView::Look TableView::look(const PackedKey& key, RowCopy& row, U64& length)
    U64 end;
    const bool found = index_.probe(key.tag, end, [&](U32 slot, U64 position) {
       const Fetch fetched = rows_.fetch(slot, row);
-      if (fetched == Fetch::row && std::memcmp(row.payload, key.words, shape_.keyBytes) == 0)
+      if (fetched == Fetch::row && sameBytes(row.payload, key.words, shape_.keyBytes))
          return true;
       // Another key may have this tag, or the entry was changed while we followed it: then its row may stand
       // elsewhere by now. A free block under a standing entry is no writer's work.

@@ -65,7 +65,11 @@ class TableView {
    /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Rows that stand
    /// throughout the walk come once; one whose size class changes meanwhile may come twice or not at all, and
    /// the log tells of it. Raises Vok::CorruptionDetectedError; `slot` then stands behind the place.
-   bool walk(U64& slot, RowCopy& row) const { return isMounted() && rows_.walk(slot, row); }
+   /// `fixedWords`: how many words each row has, where that is known; 0 where rows vary.
+   template <unsigned fixedWords = 0>
+   bool walk(U64& slot, RowCopy& row) const {
+      return isMounted() && rows_.walk<fixedWords>(slot, row);
+   }
 
    /// For lookups in batches: the index of several keys first, then the slots their tags name, then the rows.
    void prefetchIndex(U32 tag) const { index_.prefetch(tag); }

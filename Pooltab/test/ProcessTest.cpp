@@ -254,7 +254,7 @@ TEST(Process, MountStatusSaysWhatIsWrong) {
       PoolReader fresh(root.pool());
       return TableReader<OtherFixedRow>(fresh, "t").mountStatus();
    };
-   EXPECT_EQ(preambleIs(offsetof(Preamble, format), 2), MountStatus::versionMismatch);
+   EXPECT_EQ(preambleIs(offsetof(Preamble, format), formatVersion + 1), MountStatus::versionMismatch);
    EXPECT_EQ(preambleIs(offsetof(Preamble, format), formatVersion), MountStatus::mounted);
    EXPECT_EQ(preambleIs(offsetof(Preamble, endian), 0x04030201), MountStatus::versionMismatch);
    EXPECT_EQ(preambleIs(0, 0), MountStatus::corrupted);
