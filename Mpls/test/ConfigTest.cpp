@@ -25,7 +25,7 @@ TEST(ConfigTest, defaultsAreThoseOfTheModel) {
        {Route::vokType(), "dynamic=False via"},
        {RouteConfig::vokType(), "ready=False route"},
        {Api::Status::vokType(),
-        "labelBlockAllocation dynamicLabelRange=Value('Mpls::LabelRange', ** {'base': 1048576, 'size': 0}) "
+        "labelBlockAllocation dynamicLabelRange=Value('Mpls::LabelRange', ** {'base': 0, 'size': 0}) "
         "commonLib dsMappingSourceColl"},
        {CliChurnTestHelper::vokType(), "flushCount=0"},
    };
