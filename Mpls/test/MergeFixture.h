@@ -15,9 +15,11 @@ class MergeFixture : public testing::Test {
   protected:
    using Input = typename Types::Input;
 
-   /// Creates a source in the database, which puts it into the directory and lets its mount complete.
+   /// Creates a source in the database, and its name in the directory: the mount can complete.
    Vok::Ptr<Input> sourceIs(const std::string& name) {
-      return manager->template own<Input>(Types::folder + ("/" + name));
+      const auto made = manager->template own<Input>(Types::folder + ("/" + name));
+      sourceNameIs(name);
+      return made;
    }
    /// Only the name: the machine mounts it and waits.
    void sourceNameIs(const std::string& name) { dir->entityPtrNameIs(name); }
@@ -34,6 +36,8 @@ class MergeFixture : public testing::Test {
       EXPECT_DEATH(sm->handleConfigSource("nobody"), "assertion failed: config\\( source \\)");
       sourceNameIs("gone");
       EXPECT_DEATH(dir->entityPtrDel("gone"), "unhandled config-input removal of entry gone");
+      sourceIs("gone"); // a mount that stays under way keeps the machine alive
+      settle();
       const auto mounter = Types::mounterFactory("x", sm);
       EXPECT_DEATH(mounter->doMountsComplete(Hubdb::MountStatus::forbidden, manager),
                    "assertion failed: mountStatus == Hubdb::mountSuccess\\(\\)");
@@ -89,7 +93,7 @@ class MergeFixture : public testing::Test {
    Vok::Activity activity;
    const Vok::Ptr<Hubdb::EntityManager> manager =
        Vok::make<Hubdb::EntityManager>(activity, Hubdb::Catalogue({Types::entityTypes()}));
-   const Vok::Ptr<Vok::Dir> dir = mountedDir();
+   Vok::Ptr<Vok::Dir> dir = Vok::make<Vok::Dir>("dynamic");
    const Vok::Ptr<Input> cli = Types::inputFactory("cli");
    const Vok::Ptr<typename Types::Output> output = Types::outputFactory("merged");
    Vok::Ptr<typename Types::Sm> sm;
