@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Hubdb/EntityManager.h"
+#include "Hubdb/MountGroup.h"
 #include "Vok/Trace.h"
 
 #include <gtest/gtest.h>
