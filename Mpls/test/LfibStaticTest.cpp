@@ -75,12 +75,10 @@ TEST(LfibStaticTest, logFormsAreTheDocumentedOnes) {
 }
 
 TEST(LfibStaticTest, badValuesInTheLogAreRefusedByName) {
-   const auto vlan = [](Vok::U32 label, Vok::U16 vlanId, Vok::U32 flag) {
-      Vok::NboAttrLog::Writer log;
-      log.u32(label);
-      log.u16(vlanId);
-      log.u32(flag);
-      return refusal<LfibHubdbVlanVia>(log.buffer());
+   const auto vlan = [](Vok::U32 label, Vok::U32 vlanId, Vok::U32 flag) {
+      return refusal<LfibHubdbVlanVia>({Vok::U8(label >> 24), Vok::U8(label >> 16), Vok::U8(label >> 8),
+                                        Vok::U8(label), Vok::U8(vlanId >> 8), Vok::U8(vlanId), 0, 0, 0,
+                                        Vok::U8(flag)});
    };
    EXPECT_EQ(vlan(0x800000, 4094, 1), "");
    EXPECT_EQ(vlan(0x800001, 4094, 1),
@@ -88,11 +86,10 @@ TEST(LfibStaticTest, badValuesInTheLogAreRefusedByName) {
    EXPECT_EQ(vlan(100, 4095, 1), "VlanId::value < 1 or > 4094 not allowed");
    EXPECT_EQ(vlan(100, 0, 1), "VlanId::value < 1 or > 4094 not allowed");
    EXPECT_EQ(vlan(100, 1, 2), "LfibFlag::value > 0x1 not allowed");
-   Vok::NboAttrLog::Writer lookup;
-   lookup.u32(100);
-   lookup.string(std::string(101, 'v'));
-   EXPECT_EQ(refusal<LfibHubdbIpLookupVia>(lookup.buffer()),
-             "VrfName::bytes > VrfName::maxLength not allowed");
+   auto lookup = written(LfibHubdbIpLookupVia(MplsLabel(100), std::string(100, 'v'), PayloadType::ipv4));
+   EXPECT_EQ(refusal<LfibHubdbIpLookupVia>(lookup), "");
+   ++lookup[7]; // the length of the name
+   EXPECT_EQ(refusal<LfibHubdbIpLookupVia>(lookup), "VrfName::bytes > VrfName::maxLength not allowed");
    const std::string index = "LfibHubdbViaIndexRange::value < LfibHubdbViaIndexRange::min or > "
                              "LfibHubdbViaIndexRange::max not allowed";
    EXPECT_EQ(refusal<LfibHubdbViaIndexRange>({8}), index);
