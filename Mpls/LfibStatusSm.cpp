@@ -86,6 +86,9 @@ void LfibStatusConsumerSm::handleDot1qTagToVlanComposites() {
       line << " rows " << lfibStatus()->dot1qTagToVlanComposites();
    if (!initialized())
       return;
+   for (const auto& [key, entry] : lfibStatus()->dot1qTagToVlanCollEach()) // rows may have gone unseen
+      for (const auto& [tag, vlan] : entry->dot1qTagToVlanIdEach())
+         handleDot1qTagToVlanComposite(LfibDot1qTagToVlanCompositeKey(key, tag));
    Pooltab::checkedWalk(
        lfibStatus()->dot1qTagToVlanCompositeTable(),
        [this](const LfibDot1qTagToVlanComposite& row) { handleDot1qTagToVlanComposite(row.key()); });

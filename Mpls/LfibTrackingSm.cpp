@@ -10,14 +10,14 @@ namespace {
 
 constinit Vok::TraceFacility trace("LfibTrackingSm");
 
-/// Settles every row of a table, and every key of `known` that has no row any more.
+/// Settles every key of `known` that has no row any more, and then every row of the table.
 template <class Row, class Known, class Settle>
 void settleAll(const Pooltab::Collection<Row>& table, const Known& known, Settle settle) {
-   Pooltab::checkedWalk(table, [&](const Row& row) { settle(row.key(), &row); });
    Row row;
    for (const auto& entry : known)
       if (!Pooltab::checkedFind(table, entry.key, row))
          settle(entry.key, nullptr);
+   Pooltab::checkedWalk(table, [&](const Row& row) { settle(row.key(), &row); });
 }
 
 /// `route` is the row of the key, or null.

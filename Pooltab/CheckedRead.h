@@ -30,6 +30,11 @@ bool checkedFind(const Collection<Row>& table, const typename Row::Key& key, Row
    return checkedRead(table, [&] { return table.find(key, row); });
 }
 
+template <class Row>
+bool checkedHas(const Collection<Row>& table, const typename Row::Key& key) {
+   return checkedRead(table, [&] { return table.has(key); });
+}
+
 /// Calls visit( row ) for each row in slot order, and ends at the first that cannot be read. The table may
 /// change meanwhile, and what visit raises goes to the caller.
 template <class Row, class Visit>
@@ -37,6 +42,19 @@ void checkedWalk(const Collection<Row>& table, Visit visit) {
    Row row;
    for (U64 slot = 0; checkedRead(table, [&] { return table.walk(slot, row); });)
       visit(std::as_const(row));
+}
+
+/// As checkedWalk(), but goes on behind a row that cannot be read.
+template <class Row, class Visit>
+void checkedWalkAll(const Collection<Row>& table, Visit visit) {
+   Row row;
+   U64 slot = 0;
+   for (U64 from = 0;; from = slot) {
+      if (checkedRead(table, [&] { return table.walk(slot, row); }))
+         visit(std::as_const(row));
+      else if (slot == from)
+         return; // the end; a row that cannot be read has been stepped over
+   }
 }
 
 } // namespace Pooltab

@@ -112,6 +112,8 @@ void EntityResolver::attribute(const Syntax::Member& member, Model::Entity& type
 void EntityResolver::directive(const Syntax::Member& member, Model::Entity& type) const {
    if (phrase(member) == "no factory") {
       type.hasFactory = false;
+   } else if (member.words.size() == 2 && member.words.front().text == "factory") {
+      type.factoryName = member.words.back().text;
    } else {
       reportMisplaced(member, "an entity", diagnostics_);
    }
