@@ -22,6 +22,8 @@ class Writer {
    void bytes(const void* data, std::size_t size);
    /// A counted string: its length as a 32-bit number, then its bytes.
    void string(std::string_view text);
+   /// Writes a number over four bytes that stand `at` there: a length, once it is known.
+   void u32At(std::size_t at, U32 value);
 
    const std::vector<U8>& buffer() const { return buffer_; }
    std::size_t size() const { return buffer_.size(); }
@@ -30,8 +32,10 @@ class Writer {
   private:
    template <class T>
    void number(T value) {
-      for (int shift = 8 * (sizeof(T) - 1); shift >= 0; shift -= 8)
-         buffer_.push_back(static_cast<U8>(value >> shift));
+      U8 bytes[sizeof(T)];
+      for (std::size_t i = 0; i < sizeof(T); ++i)
+         bytes[i] = static_cast<U8>(value >> 8 * (sizeof(T) - 1 - i));
+      buffer_.insert(buffer_.end(), bytes, bytes + sizeof(T));
    }
 
    std::vector<U8> buffer_;
