@@ -130,7 +130,7 @@ void Connection::read() {
    } catch (const Vok::Error& error) {
       const Vok::String reason = error.what();
       if (*alive)
-         end(reason);
+         user_.onBad(reason);
    }
 }
 

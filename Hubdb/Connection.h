@@ -12,11 +12,14 @@ namespace Hubdb {
 class ConnectionUser {
   public:
    virtual ~ConnectionUser() = default;
-   /// A whole frame. What it raises ends the connection: closed() is told the text.
+   /// A whole frame. May raise Vok::Error, which onBad() is told.
    virtual void onFrame(Wire::Kind kind, Bytes body) = 0;
+   /// The other side sent what it must not. The connection is still open, so that a last word can be said:
+   /// close it.
+   virtual void onBad(const Vok::String& reason) = 0;
    /// The socket takes more of what waits: flush() when that may go out.
    virtual void onWritable() = 0;
-   /// The connection has ended, once; `reason` is empty when the other side closed it in good order.
+   /// The connection has ended by itself, once; `reason` is empty when the other side closed it in good order.
    virtual void onClosed(const Vok::String& reason) = 0;
 };
 

@@ -36,7 +36,7 @@ U32 hashOf(const Record& record, Bytes key) {
 } // namespace
 
 RecordStore::RecordStore(RecordCheck& check, const Vok::EntityType& type) : check_(check) {
-   newSlot(rootNumber).plan = check.plan(type).number;
+   newSlot(rootNumber) = {none, none, check.planOf(type), true};
 }
 
 RecordStore::~RecordStore() = default;
@@ -53,7 +53,7 @@ void RecordStore::apply(const Record& record) {
       memberApply(record);
    } else {
       Slot& holder = knownSlot(record.entity);
-      const Bytes key = check_.check(check_.plan(holder.plan), record);
+      const Bytes key = check_.check(holder.plan, record);
       const U32 hash = hashOf(record, key);
       const Ref found = find(hash, record, key);
       if (record.op == RecordOp::erase) {
@@ -73,19 +73,16 @@ void RecordStore::apply(const Record& record) {
 
 void RecordStore::memberApply(const Record& record) {
    Slot& parent = knownSlot(record.parent);
-   const TypePlan& plan = check_.plan(parent.plan);
-   const Bytes key = check_.check(plan, record);
-   if (const Slot* taken = slot(record.entity); taken && taken->plan != 0)
+   const Bytes key = check_.check(parent.plan, record);
+   if (const Slot* taken = slot(record.entity); taken && taken->used)
       throw Vok::LogError("entity " + std::to_string(record.entity) + " is there already");
    const U32 hash = hashOf(record, key);
    if (find(hash, record, key) != none)
-      throw Vok::LogError(Vok::String(plan.type->name()) +
-                          "::" + Vok::String(plan.attributes[record.attr].attribute->name) +
+      throw Vok::LogError(check_.attributeName(parent.plan, record.attr) +
                           " has an entity under this key already");
    roomCheck(record.whole.size());
-   const TypePlan& own = check_.plan(*plan.attributes[record.attr].attribute->entityType());
    Slot& made = newSlot(record.entity);
-   made = {own.number, append(parent, hash, record), none};
+   made = {append(parent, hash, record), none, check_.planBelow(parent.plan, record.attr), true};
    ++entities_;
 }
 
@@ -189,7 +186,7 @@ RecordStore::Slot* RecordStore::slot(EntityNumber entity) const {
 
 RecordStore::Slot& RecordStore::knownSlot(EntityNumber entity) const {
    Slot* found = slot(entity);
-   if (!found || found->plan == 0)
+   if (!found || !found->used)
       throw Vok::LogError("there is no entity " + std::to_string(entity));
    return *found;
 }
@@ -324,7 +321,7 @@ bool RecordStore::Cursor::concerns(const Record& record) const {
    if (record.op == RecordOp::member)
       return false;
    const Slot* slot = store_.slot(record.entity);
-   return slot && slot->plan != 0 && (slot->member == none || slot->member < at_);
+   return slot && slot->used && (slot->member == none || slot->member < at_);
 }
 
 } // namespace Hubdb

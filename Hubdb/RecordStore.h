@@ -1,6 +1,7 @@
 #pragma once
 // Hubdb::RecordStore: the state of one root entity and all below it, as records.
 
+#include "Hubdb/EntityNumbers.h"
 #include "Hubdb/RecordCheck.h"
 #include "Hubdb/RecordIndex.h"
 
@@ -16,9 +17,6 @@ namespace Hubdb {
 /// What is applied may be hostile.
 class RecordStore {
   public:
-   /// Most entities below one root; their numbers are less.
-   static constexpr EntityNumber maxEntities = 1 << 24;
-
    RecordStore(RecordCheck& check, const Vok::EntityType& type);
    ~RecordStore();
    RecordStore(const RecordStore&) = delete;
@@ -70,9 +68,10 @@ class RecordStore {
       std::size_t room() const { return sizeof(Stored) + ((size + 3) & ~std::size_t(3)); }
    };
    struct Slot {
-      Vok::U32 plan = 0; ///< number of its type's plan; 0 while there is no such entity
-      Ref member = none; ///< the record by which it came to be
+      Ref member = none; ///< the record by which it came to be; of the root none
       Ref first = none;  ///< the records that it holds
+      Vok::U16 plan = 0; ///< of its type
+      bool used = false;
    };
    using Page = std::array<Slot, slotsPerPage>;
 

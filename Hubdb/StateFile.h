@@ -14,7 +14,8 @@ enum class JournalKind : Vok::U8 {
    del = 2,           ///< a root is deleted
    records = 3,       ///< records, applied
    snapshotBegin = 4, ///< an owner begins to say what the whole state is ...
-   snapshotEnd = 5    ///< ... and has said it: what stood before goes
+   snapshotEnd = 5,   ///< ... and has said it: what stood before goes
+   snapshotDropped = 6 ///< ... or has gone before: what stood before stays
 };
 
 /// Appends entries to memory and writes them with commit(). A file that ends inside an entry, or in bytes
