@@ -18,14 +18,6 @@ EntityNumbers::Slot& EntityNumbers::add(EntityNumber number, Vok::Entity* entity
    return slot;
 }
 
-EntityNumber EntityNumbers::freeNumber() {
-   if (free_.empty())
-      return limit();
-   const EntityNumber number = free_.back();
-   free_.pop_back();
-   return number;
-}
-
 void EntityNumbers::unlink(EntityNumber number) {
    Slot& slot = slots_[number];
    if (slot.previous != none)
@@ -35,21 +27,7 @@ void EntityNumbers::unlink(EntityNumber number) {
    if (slot.next != none)
       slots_[slot.next].previous = slot.previous;
    slot = {};
-   freed_.push_back(number);
    --used_;
-}
-
-void EntityNumbers::reuse() {
-   free_.insert(free_.end(), freed_.begin(), freed_.end());
-   freed_.clear();
-}
-
-void EntityNumbers::collectFree() {
-   free_.clear();
-   freed_.clear();
-   for (EntityNumber number = limit(); number-- > 0;)
-      if (!slots_[number].entity)
-         free_.push_back(number);
 }
 
 EntityNumber EntityNumbers::after(EntityNumber number) const {
@@ -62,8 +40,6 @@ EntityNumber EntityNumbers::after(EntityNumber number) const {
 
 void EntityNumbers::clear() {
    slots_.clear();
-   free_.clear();
-   freed_.clear();
    used_ = 0;
 }
 

@@ -37,11 +37,7 @@ class EntityNumbers {
 
    /// Takes a free number below maxEntities into use. The root has no parent.
    Slot& add(EntityNumber number, Vok::Entity* entity, Vok::U16 plan, EntityNumber parent, Vok::AttrId attr);
-   /// The number that was freed last, or a new one.
-   EntityNumber freeNumber();
-
-   /// Frees a number and all below it, the lowest first; calls `visit( number )` before each. Freed numbers
-   /// are not given again before reuse().
+   /// Frees a number and all below it, the lowest first; calls `visit( number )` before each.
    template <class Visit>
    void remove(EntityNumber number, Visit visit) {
       while (slots_[number].below != none)
@@ -49,9 +45,6 @@ class EntityNumbers {
       visit(number);
       unlink(number);
    }
-   void reuse();
-   /// Makes the free numbers of a table that was filled by number available to freeNumber().
-   void collectFree();
 
    /// The number that follows in a walk in which parents come before what stands below them; none at the end.
    EntityNumber after(EntityNumber number) const;
@@ -62,8 +55,6 @@ class EntityNumbers {
    void unlink(EntityNumber number);
 
    std::vector<Slot> slots_;
-   std::vector<EntityNumber> free_;  ///< the last is given first
-   std::vector<EntityNumber> freed_; ///< since the last reuse()
    std::size_t used_ = 0;
 };
 

@@ -21,18 +21,6 @@ bool isBelow(const EntityPlan::Attribute& attribute) {
    return attribute.below != EntityPlan::nothingBelow;
 }
 
-/// Who is to point somewhere, as a key of a map.
-std::string holderKey(EntityNumber number, AttrId attr, Bytes key) {
-   std::string holder(sizeof(number) + sizeof(attr), '\0');
-   std::copy_n(reinterpret_cast<const char*>(&number), sizeof(number), holder.begin());
-   std::copy_n(reinterpret_cast<const char*>(&attr), sizeof(attr), holder.begin() + sizeof(number));
-   return holder.append(reinterpret_cast<const char*>(key.data()), key.size());
-}
-
-Bytes bytesOf(std::string_view bytes) {
-   return {reinterpret_cast<const Vok::U8*>(bytes.data()), bytes.size()};
-}
-
 } // namespace
 
 Incoming::Incoming(Vok::Ptr<Vok::Entity> root, Plans& plans, References& references)
@@ -211,8 +199,7 @@ void Incoming::applyErase(const Record& record) {
    if (!attribute.declared->keyType || isBelow(attribute))
       refuse("'" + Vok::String(attribute.declared->name) + "' has no entries");
    const void* key = unpackKey(attribute, record.key);
-   if (!missing_.empty())
-      missing_.erase(holderKey(record.entity, record.attr, record.key));
+   forgetMissing(record.entity, record.attr, record.key);
    attribute.declared->access.erase(*slot.entity, key);
 }
 
@@ -227,7 +214,6 @@ void Incoming::snapshotEnd() {
          removeUnmentioned(number);
    mentioned_.clear();
    inSnapshot_ = false;
-   numbers_.collectFree();
 }
 
 void Incoming::removeUnmentioned(EntityNumber number) {
@@ -264,89 +250,6 @@ void Incoming::removeUnmentionedEntries(EntityNumber number, EntityPlan::Attribu
       else
          declared.access.erase(entity, key);
    });
-}
-
-void Incoming::refer(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address) {
-   const bool points = pointTo(number, attribute, key, address); // raises for what is no address
-   mention(numbers_[number], number, attribute.declared->id, key);
-   if (points && missing_.empty())
-      return;
-   const std::string holder = holderKey(number, attribute.declared->id, key);
-   if (points || address.empty())
-      missing_.erase(holder);
-   else
-      missing_[holder].assign(reinterpret_cast<const char*>(address.data()), address.size());
-}
-
-/// Returns false, and points nowhere, when nothing of the attribute's type stands at the address. For
-/// references, `key` is the entry's.
-bool Incoming::pointTo(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address) {
-   const Vok::Attribute& declared = *attribute.declared;
-   Vok::Ptr<Vok::Entity> target = references_.find(address, plans_);
-   if (target && !target->vokEntityType().isA(*declared.entityType()))
-      target = nullptr;
-   Vok::Entity& entity = *numbers_[number].entity;
-   const void* at = unpackKey(attribute, key);
-   if (declared.kind == AttributeKind::pointer)
-      declared.access.refer(entity, nullptr, target.get());
-   else if (target)
-      declared.access.refer(entity, at, target.get());
-   else
-      declared.access.erase(entity, at);
-   return target != nullptr;
-}
-
-bool Incoming::resolve() {
-   for (auto at = missing_.begin(); at != missing_.end();) {
-      EntityNumber number = 0;
-      AttrId attr = 0;
-      const std::string& holder = at->first;
-      std::copy_n(holder.begin(), sizeof(number), reinterpret_cast<char*>(&number));
-      std::copy_n(holder.begin() + sizeof(number), sizeof(attr), reinterpret_cast<char*>(&attr));
-      const Slot* slot = numbers_.find(number);
-      const bool done =
-          !slot || pointTo(number, plans_[slot->plan].attributes()[attr],
-                           bytesOf(std::string_view(holder).substr(sizeof(number) + sizeof(attr))),
-                           bytesOf(at->second));
-      at = done ? missing_.erase(at) : std::next(at);
-   }
-   return !missing_.empty();
-}
-
-void Incoming::targetGoes(const Vok::Entity& target, Bytes address) {
-   const std::string where(reinterpret_cast<const char*>(address.data()), address.size());
-   for (const EntityNumber number : referring_) {
-      const Slot* slot = numbers_.find(number);
-      if (!slot)
-         continue;
-      Vok::Entity& entity = *slot->entity;
-      for (const EntityPlan::Attribute& attribute : plans_[slot->plan].attributes()) {
-         const Vok::Attribute& declared = *attribute.declared;
-         const bool pointer = declared.kind == AttributeKind::pointer;
-         if (!pointer && declared.kind != AttributeKind::references)
-            continue;
-         if (!target.vokEntityType().isA(*declared.entityType()))
-            continue;
-         // References stand under one of their own parameters; a pointer under another key is found by
-         // nobody.
-         for (const Vok::Parameter& parameter : target.vokEntityType().parameters()) {
-            if (!pointer && parameter.type != declared.keyType)
-               continue;
-            const void* key = pointer ? nullptr : parameter.get(target);
-            if (declared.access.entity(entity, key) != &target)
-               continue;
-            keyLog_.clear();
-            if (!pointer)
-               declared.keyType->writeLog(key, keyLog_);
-            missing_[holderKey(number, declared.id, keyLog_.buffer())] = where;
-            if (pointer)
-               declared.access.refer(entity, nullptr, nullptr);
-            else
-               declared.access.erase(entity, key);
-            break;
-         }
-      }
-   }
 }
 
 } // namespace Hubdb

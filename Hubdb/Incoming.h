@@ -16,8 +16,8 @@ namespace Hubdb {
 /// stood before it in the batch is applied by then.
 class Incoming {
   public:
-   /// `plans` and `references` must outlive it, and `plans` may be used by nobody who could be called by an
-   /// observer of the tree.
+   /// `root` is as it was made, without state. `plans` and `references` must outlive it, and `plans` may be
+   /// used by nobody whom an observer of the tree could call.
    Incoming(Vok::Ptr<Vok::Entity> root, Plans& plans, References& references);
 
    /// What is applied until snapshotEnd() is the whole state. Entities stay which it mentions with the same
@@ -31,10 +31,15 @@ class Incoming {
    /// The numbers of the tree, for its next owner; nothing can be applied afterwards.
    EntityNumbers release() { return std::move(numbers_); }
 
-   /// Points to what has come to be since its address arrived. Returns whether something is still missing.
-   bool resolve();
+   /// Points to what has come to be since its address arrived.
+   void resolve();
    /// Takes what points to an entity away, until something stands at its address again.
    void targetGoes(const Vok::Entity& target, Bytes address);
+   /// Whether anything in this tree points elsewhere, and whether some of it cannot yet.
+   bool refers() const { return !referring_.empty(); }
+   bool missesTargets() const { return !missing_.empty(); }
+   /// Tells of the whole tree that it goes.
+   void leave();
 
    const Vok::Ptr<Vok::Entity>& root() const { return root_; }
    std::size_t entities() const { return numbers_.size(); }
@@ -62,6 +67,9 @@ class Incoming {
 
    void refer(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address);
    bool pointTo(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address);
+   void forgetMissing(EntityNumber number, Vok::AttrId attr, Bytes key);
+   void letGo(EntityNumber number, const EntityPlan::Attribute& attribute, const void* key,
+              const Vok::Entity& target, Bytes address);
    void eraseBelow(Vok::Entity& parent, const Vok::Attribute& attribute, const void* key);
 
    Vok::Ptr<Vok::Entity> root_;

@@ -62,7 +62,9 @@ Outgoing::Outgoing(Vok::Ptr<Vok::Entity> root, EntityNumbers numbers, Plans& pla
       slot.plan = plans_.numberOf(slot.entity->vokEntityType());
       watch(number);
    }
-   numbers_.collectFree();
+   for (EntityNumber number = numbers_.limit(); number-- > 0;)
+      if (!numbers_.find(number))
+         free_.push_back(number);
 }
 
 Outgoing::~Outgoing() = default;
@@ -106,7 +108,8 @@ bool Outgoing::flush(RecordWriter& writer, std::size_t limit) {
       writeMark(marks_.take(), writer);
    }
    marks_.clear();
-   numbers_.reuse();
+   free_.insert(free_.end(), freed_.begin(), freed_.end());
+   freed_.clear();
    return true;
 }
 
@@ -167,7 +170,11 @@ void Outgoing::writeMember(EntityNumber parent, EntityPlan::Attribute& attribute
 
 void Outgoing::take(Vok::Entity& entity, EntityNumber parent, EntityPlan::Attribute& attribute,
                     RecordWriter* writer) {
-   const EntityNumber number = numbers_.freeNumber();
+   EntityNumber number = numbers_.limit();
+   if (!free_.empty()) {
+      number = free_.back();
+      free_.pop_back();
+   }
    numbers_.add(number, &entity, attribute.below, parent, attribute.declared->id);
    watch(number);
    if (writer) {
@@ -252,6 +259,7 @@ void Outgoing::drop(EntityNumber number, RecordWriter& writer) {
    numbers_.remove(number, [&](EntityNumber below) {
       indexDel(below);
       watchers_[below].reset();
+      freed_.push_back(below);
    });
 }
 

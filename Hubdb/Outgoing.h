@@ -71,6 +71,8 @@ class Outgoing {
    const References& references_;
    const FirstMark firstMark_;
    EntityNumbers numbers_;
+   std::vector<EntityNumber> free_;                 ///< the last is given first
+   std::vector<EntityNumber> freed_;                ///< by the flush under way, and free when it is complete
    std::vector<std::unique_ptr<Watcher>> watchers_; ///< by number
    std::vector<EntityNumber> index_;                ///< open addressing, a power of two; none is empty
    DirtyMarks marks_;
