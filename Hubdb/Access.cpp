@@ -85,7 +85,8 @@ Access::Grant Access::grant(std::string_view line) {
       grant.subject = subject == "user" ? Subject::user : Subject::group;
       grant.id = idOf(takeWord(line), subject == "user");
    } else if (subject != "any")
-      throw Vok::ParseError("'" + Vok::String(subject) + "' is nobody; write 'user NAME', 'group NAME' or 'any'");
+      throw Vok::ParseError("'" + Vok::String(subject) +
+                            "' is nobody; write 'user NAME', 'group NAME' or 'any'");
    const std::string_view right = takeWord(line);
    if (right != "own" && right != "read")
       throw Vok::ParseError("'" + Vok::String(right) + "' is no right; write 'own' or 'read'");
@@ -106,9 +107,8 @@ bool Access::may(const Credentials& who, std::string_view path, bool own) const 
                             (grant.subject == Subject::user && grant.id == who.user) ||
                             (grant.subject == Subject::group && std::ranges::count(who.groups, grant.id) > 0);
       const bool covers =
-          grant.prefix.empty() ||
-          (path.starts_with(grant.prefix) &&
-           (path.size() == grant.prefix.size() || path[grant.prefix.size()] == '/'));
+          grant.prefix.empty() || (path.starts_with(grant.prefix) &&
+                                   (path.size() == grant.prefix.size() || path[grant.prefix.size()] == '/'));
       return isTheirs && covers && (grant.own || !own);
    });
 }

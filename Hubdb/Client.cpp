@@ -63,7 +63,7 @@ void Client::connectLater() {
 
 void Client::socketIs(Vok::Descriptor socket) {
    before_ = nullptr;
-   connection_ = std::make_unique<Connection>(activity_, std::move(socket), *this);
+   connection_ = std::make_unique<Connection>(activity_, std::move(socket), static_cast<ConnectionUser&>(*this));
    connection_->send(Wire::Kind::hello, [&](auto& body) {
       body.u16(Wire::version);
       body.string(std::string_view(program_).substr(0, 256));

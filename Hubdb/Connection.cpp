@@ -25,6 +25,11 @@ bool Connection::isHungUp() const {
    return !isOpen() || (::poll(&poll, 1, 0) == 1 && (poll.revents & (POLLHUP | POLLERR | POLLRDHUP)) != 0);
 }
 
+Vok::NboAttrLog::Writer& Connection::emptyFrame() {
+   frame_.clear();
+   return frame_;
+}
+
 void Connection::append(Wire::Kind kind, Bytes head, Bytes body) {
    if (!isOpen())
       return;

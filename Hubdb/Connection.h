@@ -19,7 +19,8 @@ class ConnectionUser {
    virtual void onBad(const Vok::String& reason) = 0;
    /// The socket takes more of what waits: flush() when that may go out.
    virtual void onWritable() = 0;
-   /// The connection has ended by itself, once; `reason` is empty when the other side closed it in good order.
+   /// The connection has ended by itself, once; `reason` is empty when the other side closed it in good
+   /// order.
    virtual void onClosed(const Vok::String& reason) = 0;
 };
 
@@ -40,8 +41,7 @@ class Connection {
    /// Appends a frame with the fields that `body` writes. Nothing happens on a closed connection.
    template <class Body>
    void send(Wire::Kind kind, Body&& body) {
-      frame_.clear();
-      body(frame_);
+      body(emptyFrame());
       append(kind, {}, frame_.buffer());
    }
    /// Appends a frame with a mount's number and bytes as they stand, cut into several frames of whole records
@@ -56,6 +56,7 @@ class Connection {
    void close();
 
   private:
+   Vok::NboAttrLog::Writer& emptyFrame();
    void append(Wire::Kind kind, Bytes head, Bytes body);
    void ready(Vok::U32 events);
    void read();

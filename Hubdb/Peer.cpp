@@ -109,8 +109,7 @@ void Peer::mount(Wire::FrameReader& frame) {
    const bool own = request.filter == MountFilter::own();
    Vok::String text;
    MountStatus status = MountStatus::forbidden;
-   auto made = std::unique_ptr<ServerMount>(
-       new ServerMount{connection_, request.mount, request.filter, request.path, nullptr});
+   auto made = std::make_unique<ServerMount>(connection_, request);
    if (own ? access_.mayOwn(who_, request.path) : access_.mayRead(who_, request.path))
       status = roots_.mount(*made, request, text);
    else

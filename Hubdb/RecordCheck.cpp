@@ -66,17 +66,12 @@ Bytes RecordCheck::checkMember(EntityPlan::Attribute& attribute, Bytes key) {
 }
 
 void RecordCheck::checkValue(EntityPlan::Attribute& attribute, const Record& record) {
-   switch (attribute.declared->kind) {
-   case AttributeKind::set:
-      if (!record.value.empty())
-         throw Vok::LogError("a value in a set");
-      return;
-   case AttributeKind::pointer:
-   case AttributeKind::references: // an address, which need not stand for anything
-      return;
-   default:
+   if (attribute.declared->entityType)
+      return; // an address, at which nothing need stand
+   if (attribute.declared->kind != AttributeKind::set)
       unpack(attribute.value->type(), record.value, attribute.value->data());
-   }
+   else if (!record.value.empty())
+      throw Vok::LogError("a value in a set");
 }
 
 } // namespace Hubdb

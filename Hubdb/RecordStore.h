@@ -33,7 +33,8 @@ class RecordStore {
       ~Cursor();
       Cursor(const Cursor&) = delete;
 
-      /// Appends records from here on, about `limit` bytes of them. Returns false once it has come to the end.
+      /// Appends records from here on, about `limit` bytes of them. Returns false once it has come to the
+      /// end.
       bool read(std::vector<Vok::U8>& records, std::size_t limit);
       /// Whether a reader who has read up to here must be told of this record, which is about to be applied.
       /// What comes to be is read later.
@@ -75,7 +76,9 @@ class RecordStore {
    };
    using Page = std::array<Slot, slotsPerPage>;
 
-   Stored& at(Ref ref) { return *reinterpret_cast<Stored*>(&chunks_[ref >> chunkBits][ref & (chunkSize - 1)]); }
+   Stored& at(Ref ref) {
+      return *reinterpret_cast<Stored*>(&chunks_[ref >> chunkBits][ref & (chunkSize - 1)]);
+   }
    static EntityNumber holderOf(Stored& stored);
    Slot* slot(EntityNumber entity) const;
    Slot& knownSlot(EntityNumber entity) const;

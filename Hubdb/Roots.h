@@ -24,11 +24,14 @@ struct ServerMount {
       behind    ///< did not keep up, and is told the whole state again once its queue is empty
    };
 
+   ServerMount(Connection& connection, const MountRequest& request)
+       : connection(connection), id(request.mount), filter(request.filter), path(request.path) {}
+
    Connection& connection;
    MountId id;
    MountFilter filter;
    Vok::String path;
-   const Vok::EntityType* type; ///< null for a directory
+   const Vok::EntityType* type = nullptr; ///< none for a directory
    Root* root = nullptr;
    Phase phase = Phase::waiting;
    std::optional<RecordStore::Cursor> cursor; ///< in phase snapshot

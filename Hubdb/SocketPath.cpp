@@ -59,7 +59,7 @@ Vok::Descriptor listeningSocket(const Vok::String& path) {
    if (const Vok::Descriptor other = connectedSocket(path))
       throw Vok::Error("process " + std::to_string(peerCredentials(other.fd()).process) + " serves socket '" +
                        path + "' already; stop it, or name another socket");
-   struct stat status{};
+   struct stat status {};
    if (lstat(path.c_str(), &status) == 0) {
       if (!S_ISSOCK(status.st_mode))
          throw Vok::Error("'" + path + "' is no socket; name another path, or remove it");

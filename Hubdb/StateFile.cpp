@@ -69,7 +69,7 @@ class Window {
 
 StateFile::StateFile(const Vok::String& path, bool sync, const Visit& visit)
     : path_(path), sync_(sync), file_(openLocked(path, O_RDWR | O_CREAT)) {
-   struct stat status{};
+   struct stat status {};
    if (fstat(file_.fd(), &status) != 0 || !S_ISREG(status.st_mode))
       throw Vok::Error("state file '" + path_ + "' is not a plain file");
    size_ = load(visit);
@@ -129,7 +129,7 @@ U64 StateFile::load(const Visit& visit) {
          window.skip(headSize + size);
       }
    } catch (const Vok::Error& error) {
-      struct stat status{};
+      struct stat status {};
       fstat(file_.fd(), &status);
       cut_ = "state file '" + path_ + "' is cut at byte " + std::to_string(at) + " of " +
              std::to_string(status.st_size) + ": " + error.what();
@@ -192,8 +192,9 @@ void StateFile::rewrite(const std::function<void()>& write) {
       throw Vok::Error(what("putting the new contents in place"));
    if (sync_) { // or the old name might come back
       const Vok::String folder(pathFolder(path_));
-      const Vok::Descriptor directory(open(path_.find('/') == Vok::String::npos ? "." : (folder + "/").c_str(),
-                                           O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+      const Vok::Descriptor directory(
+          open(path_.find('/') == Vok::String::npos ? "." : (folder + "/").c_str(),
+               O_RDONLY | O_DIRECTORY | O_CLOEXEC));
       if (!directory || fsync(directory.fd()) != 0)
          throw Vok::Error(what("syncing its directory"));
    }

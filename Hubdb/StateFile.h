@@ -10,11 +10,11 @@
 namespace Hubdb {
 
 enum class JournalKind : Vok::U8 {
-   create = 1,        ///< a root comes to be: u64 fingerprint, path, type
-   del = 2,           ///< a root is deleted
-   records = 3,       ///< records, applied
-   snapshotBegin = 4, ///< an owner begins to say what the whole state is ...
-   snapshotEnd = 5,   ///< ... and has said it: what stood before goes
+   create = 1,         ///< a root comes to be: u64 fingerprint, path, type
+   del = 2,            ///< a root is deleted
+   records = 3,        ///< records, applied
+   snapshotBegin = 4,  ///< an owner begins to say what the whole state is ...
+   snapshotEnd = 5,    ///< ... and has said it: what stood before goes
    snapshotDropped = 6 ///< ... or has gone before: what stood before stays
 };
 
