@@ -1,0 +1,135 @@
+#pragma once
+// A server and its clients for tests: in one process over socket pairs, or the server in a process of its
+// own that can be killed.
+
+#include "Hubdb/Client.h"
+#include "Hubdb/MountGroup.h"
+#include "Hubdb/Server.h"
+
+#include <chrono>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <optional>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+namespace HubdbTest {
+
+/// Turns the activity until the condition holds. False when that takes half a minute.
+template <class Holds>
+bool turnUntil(Vok::Activity& activity, Holds holds) {
+   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+   while (!holds()) {
+      if (std::chrono::steady_clock::now() > deadline)
+         return false;
+      activity.turn(0.05);
+   }
+   return true;
+}
+
+/// A folder that goes with its contents.
+class TemporaryFolder {
+  public:
+   TemporaryFolder() {
+      char path[] = "/tmp/hubdb-test-XXXXXX";
+      path_ = mkdtemp(path);
+   }
+   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+  private:
+   std::string path_;
+};
+
+/// One end for a server, the other one for a client.
+inline std::pair<Vok::Descriptor, Vok::Descriptor> socketPair() {
+   int ends[2];
+   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0)
+      throw std::system_error(errno, std::generic_category(), "a pair of sockets");
+   return {Vok::Descriptor(ends[0]), Vok::Descriptor(ends[1])};
+}
+
+/// A program that uses the database.
+struct Program {
+   Vok::Ptr<Hubdb::EntityManager> manager;
+   Hubdb::Client* client = nullptr; ///< the manager's
+
+   Program(Vok::Activity& activity, const Hubdb::Catalogue& catalogue, auto where,
+           const std::string& name = "test")
+       : manager(new Hubdb::EntityManager(activity, catalogue)) {
+      auto made = std::make_unique<Hubdb::Client>(activity, manager->linkClient(), std::move(where), name);
+      client = made.get();
+      manager->linkIs(std::move(made));
+   }
+
+   /// How the mount ends; nothing while it has not ended.
+   std::shared_ptr<std::optional<Hubdb::MountStatus>> mount(const std::string& path, std::string_view type,
+                                                            Hubdb::MountFilter filter) {
+      auto status = std::make_shared<std::optional<Hubdb::MountStatus>>();
+      const auto group = manager->mountGroup();
+      group->doMount(path, type, filter);
+      group->close([status](Hubdb::MountStatus ended, Hubdb::EntityManager&) { *status = ended; });
+      return status;
+   }
+   /// The same, waited for.
+   Hubdb::MountStatus mounted(const std::string& path, std::string_view type, Hubdb::MountFilter filter) {
+      const auto status = mount(path, type, filter);
+      return turnUntil(manager->activity(), [&] { return status->has_value(); })
+                 ? **status
+                 : Hubdb::MountStatus::unreachable;
+   }
+   /// Mounts an entity to own, and waits for it. Null when that fails.
+   template <class E>
+   Vok::Ptr<E> own(const std::string& path) {
+      mounted(path, E::vokType().name(), Hubdb::MountFilter::own());
+      return manager->get<E>(path);
+   }
+   /// Everything sent has been acknowledged.
+   bool safe() {
+      return turnUntil(manager->activity(), [this] {
+         return client->isConnected() && client->unacknowledged() == 0 && client->writable();
+      });
+   }
+};
+
+/// A server in a process of its own.
+class ServerProcess {
+  public:
+   ServerProcess(Hubdb::Catalogue catalogue, std::string socket, std::string state)
+       : catalogue_(std::move(catalogue)), socket_(std::move(socket)), state_(std::move(state)) {}
+   ~ServerProcess() { kill(); }
+   ServerProcess(const ServerProcess&) = delete;
+
+   /// Returns at once: clients wait until it serves.
+   void start() {
+      process_ = fork();
+      if (process_ != 0)
+         return;
+      try {
+         Vok::Activity activity;
+         Hubdb::ServerSetting setting;
+         setting.stateFile = state_;
+         Hubdb::Server server(activity, catalogue_, std::move(setting));
+         server.listen(socket_);
+         activity.run();
+      } catch (const std::exception& error) {
+         std::fprintf(stderr, "server: %s\n", error.what());
+      }
+      _exit(1);
+   }
+   void kill() {
+      if (process_ <= 0)
+         return;
+      ::kill(process_, SIGKILL);
+      waitpid(process_, nullptr, 0);
+      process_ = 0;
+   }
+
+  private:
+   const Hubdb::Catalogue catalogue_;
+   const std::string socket_;
+   const std::string state_;
+   pid_t process_ = 0;
+};
+
+} // namespace HubdbTest
