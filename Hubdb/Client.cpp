@@ -241,7 +241,7 @@ void Client::onFrame(Wire::Kind kind, Bytes body) {
 
 Vok::Ptr<EntityManager> connectedEntityManager(Vok::Activity& activity, Catalogue catalogue,
                                                const Vok::String& socketPath, const Vok::String& program) {
-   Vok::Ptr<EntityManager> manager(new EntityManager(activity, std::move(catalogue)));
+   const auto manager = Vok::make<EntityManager>(activity, std::move(catalogue));
    manager->linkIs(std::make_unique<Client>(activity, manager->linkClient(), socketPath, program));
    return manager;
 }

@@ -12,8 +12,8 @@ void unpack(const Vok::Type& type, Bytes bytes, void* value) {
    Vok::NboAttrLog::Reader log(bytes.data(), bytes.size());
    type.readLog(log, value);
    if (log.left() > 0)
-      throw Vok::LogError(std::to_string(log.left()) + " bytes left over behind a " +
-                          Vok::String(type.name()));
+      throw Vok::LogError("bytes left over behind a " + Vok::String(type.name()) + ": " +
+                          std::to_string(log.left()));
    type.checkRange(value);
 }
 
@@ -56,8 +56,8 @@ std::span<const void* const> EntityPlan::unpackParameters(Bytes key) {
       parameter.type().checkRange(parameter.data());
    }
    if (log.left() > 0)
-      throw Vok::LogError(std::to_string(log.left()) + " bytes left over behind the parameters of a " +
-                          Vok::String(type_.name()));
+      throw Vok::LogError("bytes left over behind the parameters of a " + Vok::String(type_.name()) + ": " +
+                          std::to_string(log.left()));
    return unpacked_;
 }
 

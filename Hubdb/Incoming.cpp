@@ -212,6 +212,7 @@ void Incoming::snapshotEnd() {
    for (EntityNumber number = 0; number < numbers_.limit(); ++number)
       if (const Slot* slot = numbers_.find(number); slot && slot->kept)
          removeUnmentioned(number);
+   forgetUnmentionedMissing();
    mentioned_.clear();
    inSnapshot_ = false;
 }

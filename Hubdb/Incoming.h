@@ -68,6 +68,9 @@ class Incoming {
    void refer(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address);
    bool pointTo(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address);
    void forgetMissing(EntityNumber number, Vok::AttrId attr, Bytes key);
+   void forgetUnmentionedMissing();
+   void letGoUnderKeys(EntityNumber number, const EntityPlan::Attribute& attribute, const Vok::Entity& target,
+                       Bytes address);
    void letGo(EntityNumber number, const EntityPlan::Attribute& attribute, const void* key,
               const Vok::Entity& target, Bytes address);
    void eraseBelow(Vok::Entity& parent, const Vok::Attribute& attribute, const void* key);

@@ -2,7 +2,7 @@
 
 #include "Hubdb/Incoming.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace Hubdb {
 
@@ -11,23 +11,37 @@ using Vok::AttrId;
 
 namespace {
 
-/// Who is to point somewhere, as a key of a map.
-std::string holderKey(EntityNumber number, AttrId attr, Bytes key) {
-   std::string holder(sizeof(number) + sizeof(attr), '\0');
-   std::copy_n(reinterpret_cast<const char*>(&number), sizeof(number), holder.begin());
-   std::copy_n(reinterpret_cast<const char*>(&attr), sizeof(attr), holder.begin() + sizeof(number));
-   return holder.append(reinterpret_cast<const char*>(key.data()), key.size());
-}
-
 Bytes bytesOf(std::string_view bytes) {
    return {reinterpret_cast<const Vok::U8*>(bytes.data()), bytes.size()};
 }
+
+/// Who is to point somewhere, as the key of a map.
+struct Holder {
+   EntityNumber number;
+   AttrId attr;
+   Bytes key;
+
+   static constexpr std::size_t headSize = sizeof(number) + sizeof(attr);
+
+   std::string pack() const {
+      std::string packed(headSize, '\0');
+      std::memcpy(packed.data(), &number, sizeof(number));
+      std::memcpy(packed.data() + sizeof(number), &attr, sizeof(attr));
+      return packed.append(reinterpret_cast<const char*>(key.data()), key.size());
+   }
+   static Holder unpack(const std::string& packed) {
+      Holder holder{0, 0, bytesOf(packed).subspan(headSize)};
+      std::memcpy(&holder.number, packed.data(), sizeof(number));
+      std::memcpy(&holder.attr, packed.data() + sizeof(number), sizeof(attr));
+      return holder;
+   }
+};
 
 } // namespace
 
 void Incoming::forgetMissing(EntityNumber number, AttrId attr, Bytes key) {
    if (!missing_.empty())
-      missing_.erase(holderKey(number, attr, key));
+      missing_.erase(Holder{number, attr, key}.pack());
 }
 
 void Incoming::refer(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address) {
@@ -35,7 +49,7 @@ void Incoming::refer(EntityNumber number, EntityPlan::Attribute& attribute, Byte
    mention(numbers_[number], number, attribute.declared->id, key);
    if (points && missing_.empty())
       return;
-   const std::string holder = holderKey(number, attribute.declared->id, key);
+   const std::string holder = Holder{number, attribute.declared->id, key}.pack();
    if (points || address.empty())
       missing_.erase(holder);
    else
@@ -61,19 +75,20 @@ bool Incoming::pointTo(EntityNumber number, EntityPlan::Attribute& attribute, By
 }
 
 void Incoming::resolve() {
-   for (auto at = missing_.begin(); at != missing_.end();) {
-      EntityNumber number = 0;
-      AttrId attr = 0;
-      const std::string& holder = at->first;
-      std::copy_n(holder.begin(), sizeof(number), reinterpret_cast<char*>(&number));
-      std::copy_n(holder.begin() + sizeof(number), sizeof(attr), reinterpret_cast<char*>(&attr));
-      const Slot* slot = numbers_.find(number);
-      const bool done =
-          !slot || pointTo(number, plans_[slot->plan].attributes()[attr],
-                           bytesOf(std::string_view(holder).substr(sizeof(number) + sizeof(attr))),
-                           bytesOf(at->second));
-      at = done ? missing_.erase(at) : std::next(at);
-   }
+   std::erase_if(missing_, [this](const auto& missing) {
+      const Holder holder = Holder::unpack(missing.first);
+      const Slot* slot = numbers_.find(holder.number);
+      return !slot || pointTo(holder.number, plans_[slot->plan].attributes()[holder.attr], holder.key,
+                              bytesOf(missing.second));
+   });
+}
+
+void Incoming::forgetUnmentionedMissing() {
+   std::erase_if(missing_, [this](const auto& missing) {
+      const Holder holder = Holder::unpack(missing.first);
+      const Slot* slot = numbers_.find(holder.number);
+      return !slot || (slot->kept && !mentioned_.has(holder.number, holder.attr, holder.key));
+   });
 }
 
 void Incoming::leave() {
@@ -90,16 +105,29 @@ void Incoming::targetGoes(const Vok::Entity& target, Bytes address) {
          continue;
       for (EntityPlan::Attribute& attribute : plans_[slot->plan].attributes()) {
          const Vok::Attribute& declared = *attribute.declared;
-         if (declared.kind == AttributeKind::pointer && type.isA(*declared.entityType()))
-            letGo(number, attribute, nullptr, target, address);
-         if (declared.kind != AttributeKind::references || !type.isA(*declared.entityType()))
+         if (!declared.access.refer || !type.isA(*declared.entityType()))
             continue;
-         // References stand under a parameter of their own; a map's pointer under another key is not found.
-         for (const Vok::Parameter& parameter : type.parameters())
-            if (parameter.type == declared.keyType)
-               letGo(number, attribute, parameter.get(target), target, address);
+         if (declared.keyType)
+            letGoUnderKeys(number, attribute, target, address);
+         else
+            letGo(number, attribute, nullptr, target, address);
       }
    }
+}
+
+/// References stand under a parameter of their entity; elsewhere each entry has to be looked at.
+void Incoming::letGoUnderKeys(EntityNumber number, const EntityPlan::Attribute& attribute,
+                              const Vok::Entity& target, Bytes address) {
+   const Vok::Attribute& declared = *attribute.declared;
+   if (!declared.typeName.starts_with("references")) {
+      declared.access.walk(*numbers_[number].entity, [&](const void* key, const void*) {
+         letGo(number, attribute, key, target, address);
+      });
+      return;
+   }
+   for (const Vok::Parameter& parameter : target.vokEntityType().parameters())
+      if (parameter.type == declared.keyType)
+         letGo(number, attribute, parameter.get(target), target, address);
 }
 
 /// If it points to the target, it points nowhere until something stands at the address again.
@@ -112,7 +140,7 @@ void Incoming::letGo(EntityNumber number, const EntityPlan::Attribute& attribute
    keyLog_.clear();
    if (key)
       declared.keyType->writeLog(key, keyLog_);
-   missing_[holderKey(number, declared.id, keyLog_.buffer())].assign(
+   missing_[Holder{number, declared.id, keyLog_.buffer()}.pack()].assign(
        reinterpret_cast<const char*>(address.data()), address.size());
    if (key)
       declared.access.erase(entity, key);

@@ -2,6 +2,9 @@
 // A server and its clients for tests: in one process over socket pairs, or the server in a process of its
 // own that can be killed.
 
+#include "Hubdb/test/Dump.h"
+#include "Hubdb/test/Routes.h"
+
 #include "Hubdb/Client.h"
 #include "Hubdb/MountGroup.h"
 #include "Hubdb/Server.h"
@@ -14,6 +17,20 @@
 #include <sys/wait.h>
 
 namespace HubdbTest {
+
+inline const Hubdb::Catalogue& catalogue() {
+   static const Hubdb::Catalogue all({HubdbRoutes::routesEntityTypes()});
+   return all;
+}
+
+/// So many routes with a via each.
+inline void fill(HubdbRoutes::Source& source, Vok::U32 routes) {
+   for (Vok::U32 key = 0; key < routes; ++key) {
+      const auto route = source.routeIs(key);
+      route->viaIs(HubdbRoutes::Via(key, 16 + key), true);
+      route->dynamicIs(key % 3 == 0);
+   }
+}
 
 /// Turns the activity until the condition holds. False when that takes half a minute.
 template <class Holds>
@@ -56,7 +73,7 @@ struct Program {
 
    Program(Vok::Activity& activity, const Hubdb::Catalogue& catalogue, auto where,
            const std::string& name = "test")
-       : manager(new Hubdb::EntityManager(activity, catalogue)) {
+       : manager(Vok::make<Hubdb::EntityManager>(activity, catalogue)) {
       auto made = std::make_unique<Hubdb::Client>(activity, manager->linkClient(), std::move(where), name);
       client = made.get();
       manager->linkIs(std::move(made));
@@ -89,6 +106,29 @@ struct Program {
       return turnUntil(manager->activity(), [this] {
          return client->isConnected() && client->unacknowledged() == 0 && client->writable();
       });
+   }
+};
+
+/// All that a program knows of an entity; nothing when it does not have it.
+inline std::string text(const Program& program, const std::string& path) {
+   const auto entity = program.manager->getEntity(path);
+   return entity ? dump(*entity) : "";
+}
+
+/// A server and programs on one activity.
+struct ServerFixture : testing::Test {
+   Vok::Activity activity;
+   std::optional<Hubdb::Server> server{std::in_place, activity, catalogue(), Hubdb::ServerSetting{}};
+
+   Program program(const std::string& name = "test") {
+      auto [ours, theirs] = socketPair();
+      server->clientIs(std::move(theirs));
+      return Program(activity, catalogue(), std::move(ours), name);
+   }
+   void expectSame(const Program& one, const Program& other, const std::string& path) {
+      EXPECT_TRUE(turnUntil(activity, [&] { return text(one, path) == text(other, path); }))
+          << text(one, path) << "against\n"
+          << text(other, path);
    }
 };
 

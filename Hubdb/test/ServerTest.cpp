@@ -1,6 +1,4 @@
 #include "Hubdb/test/Database.h"
-#include "Hubdb/test/Dump.h"
-#include "Hubdb/test/Routes.h"
 
 #include "Vok/Errors.h"
 #include "Vok/Trace.h"
@@ -12,38 +10,7 @@ using Hubdb::MountFilter;
 using Hubdb::MountStatus;
 using HubdbRoutes::Source;
 
-const Hubdb::Catalogue& catalogue() {
-   static const Hubdb::Catalogue all({HubdbRoutes::routesEntityTypes()});
-   return all;
-}
-
-struct ServerTest : testing::Test {
-   Vok::Activity activity;
-   std::optional<Hubdb::Server> server{std::in_place, activity, catalogue(), Hubdb::ServerSetting{}};
-
-   Program program(const std::string& name = "test") {
-      auto [ours, theirs] = socketPair();
-      server->clientIs(std::move(theirs));
-      return Program(activity, catalogue(), std::move(ours), name);
-   }
-   void expectSame(const Program& one, const Program& other, const std::string& path) {
-      EXPECT_TRUE(turnUntil(activity, [&] { return text(one, path) == text(other, path); }))
-          << text(one, path) << "against\n"
-          << text(other, path);
-   }
-   static std::string text(const Program& program, const std::string& path) {
-      const auto entity = program.manager->getEntity(path);
-      return entity ? dump(*entity) : "";
-   }
-};
-
-void fill(Source& source, Vok::U32 routes) {
-   for (Vok::U32 key = 0; key < routes; ++key) {
-      const auto route = source.routeIs(key);
-      route->viaIs(HubdbRoutes::Via(key, 16 + key), true);
-      route->dynamicIs(key % 3 == 0);
-   }
-}
+using ServerTest = ServerFixture;
 
 TEST_F(ServerTest, readerFollowsItsOwner) {
    Program owner = program(), reader = program(), late = program();

@@ -83,9 +83,12 @@ int main(int argc, char** argv) {
    program.footer(footer);
    program.option_defaults()->always_capture_default();
    program.add_option("--socket", options.socket, "Unix socket to serve, made with mode 0660");
-   program.add_option("--state", options.state, "Journal of the state: nothing acknowledged is lost when hubdbd ends");
-   program.add_option("--access", options.access, "Who may own and who may read which paths; all may without it");
-   auto* sync = program.add_flag("--sync", options.sync, "Wait for the disk: nothing is lost when the power goes");
+   program.add_option("--state", options.state,
+                      "Journal of the state: nothing acknowledged is lost when hubdbd ends");
+   program.add_option("--access", options.access,
+                      "Who may own and who may read which paths; all may without it");
+   auto* sync =
+       program.add_flag("--sync", options.sync, "Wait for the disk: nothing is lost when the power goes");
    sync->needs("--state");
    program.add_flag("--verbose", options.verbose, "Trace clients that come and go");
    try {
