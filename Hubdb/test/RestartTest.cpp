@@ -93,8 +93,9 @@ TEST(RestartTest, nothingAcknowledgedIsLost) {
       Program owner(activity, catalogue(), socket);
       const auto source = owner.own<Source>("routing/a");
       ASSERT_TRUE(source);
-      if (round > 0)
+      if (round > 0) {
          EXPECT_EQ(dump(*source), was);
+      }
       for (int batch = 0; batch < 10; ++batch) {
          change(*source, random, 30);
          activity.turn(0);

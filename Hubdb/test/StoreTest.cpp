@@ -23,20 +23,20 @@ using Vok::U32;
 /// What a store should hold, kept in the plainest way, and a reader that is told of it.
 struct Model {
    struct Route {
-      U32 number;
+      U32 key = 0;
       U32 metric = 1;
       std::set<U32> vias;
       bool operator==(const Route&) const = default;
    };
-   std::map<U32, Route> routes; ///< by key
+   std::map<U32, Route> routes; ///< by number
    std::map<std::string, std::string> notes;
    bool operator==(const Model&) const = default;
 
    Route& byNumber(U32 number) {
-      for (auto& [key, route] : routes)
-         if (route.number == number)
-            return route;
-      throw Vok::LogError("the reader knows no entity " + std::to_string(number));
+      const auto found = routes.find(number);
+      if (found == routes.end())
+         throw Vok::LogError("the reader knows no entity " + std::to_string(number));
+      return found->second;
    }
 
    void apply(const Record& record) {
@@ -44,12 +44,12 @@ struct Model {
       Vok::NboAttrLog::Reader value(record.value.data(), record.value.size());
       switch (record.op) {
       case Hubdb::RecordOp::member:
-         if (!routes.try_emplace(key.u32(), Route{record.entity, 1, {}}).second)
+         if (!routes.try_emplace(record.entity, Route{key.u32(), 1, {}}).second)
             throw Vok::LogError("the reader has that entity already");
          return;
       case Hubdb::RecordOp::gone:
          byNumber(record.entity);
-         std::erase_if(routes, [&](const auto& entry) { return entry.second.number == record.entity; });
+         routes.erase(record.entity);
          return;
       case Hubdb::RecordOp::set:
          byNumber(record.entity).metric = value.u32();
@@ -109,6 +109,7 @@ struct StoreTest : testing::Test {
 TEST_F(StoreTest, readersAtAnyPlaceEndWithTheSameState) {
    std::mt19937 random(7);
    Model model;
+   std::map<U32, U32> numbers; // by key
    std::vector<U32> freeNumbers;
    U32 lastNumber = 0;
    struct Reader {
@@ -121,22 +122,24 @@ TEST_F(StoreTest, readersAtAnyPlaceEndWithTheSameState) {
    for (int step = 0; step < 60000; ++step) {
       Hubdb::RecordWriter writer;
       const U32 key = random() % 4000;
-      const auto found = model.routes.find(key);
+      const auto found = numbers.find(key);
       const U32 what = random() % 16;
-      if (found == model.routes.end()) {
+      if (found == numbers.end()) {
          const U32 number = freeNumbers.empty() ? ++lastNumber : freeNumbers.back();
          if (!freeNumbers.empty())
             freeNumbers.pop_back();
+         numbers[key] = number;
          writer.member(number, Hubdb::rootNumber, ids.route, log(key));
       } else if (what < (step / 10000 % 2 ? 9u : 2u)) {
-         freeNumbers.push_back(found->second.number);
-         writer.gone(found->second.number);
+         freeNumbers.push_back(found->second);
+         writer.gone(found->second);
+         numbers.erase(found);
       } else if (what < 10) {
          const HubdbRoutes::Via via(random() % 5, 0);
          if (random() % 3)
-            writer.put(found->second.number, ids.via, log(via), Hubdb::Bytes());
+            writer.put(found->second, ids.via, log(via), Hubdb::Bytes());
          else
-            writer.erase(found->second.number, ids.via, log(via));
+            writer.erase(found->second, ids.via, log(via));
       } else if (what < 12) {
          const Vok::Name name("note" + std::to_string(key % 50));
          if (random() % 3)
@@ -144,7 +147,7 @@ TEST_F(StoreTest, readersAtAnyPlaceEndWithTheSameState) {
          else
             writer.erase(Hubdb::rootNumber, ids.note, log(name));
       } else {
-         writer.set(found->second.number, ids.metric, log(U32(random())));
+         writer.set(found->second, ids.metric, log(U32(random())));
       }
       Hubdb::RecordReader batch(writer.bytes());
       Record record;
@@ -216,7 +219,7 @@ TEST_F(StoreTest, refusesWhatCannotBeAndStaysAsItWas) {
         [&](auto& w) { w.member(2, 0, ids.route, log(U32(5))); }},
        {"entity number 16777216; they are less than 16777216",
         [&](auto& w) { w.member(1 << 24, 0, ids.route, log(U32(6))); }},
-       {"HubdbRoutes::Source::route: 1 bytes left over behind the parameters of a HubdbRoutes::Route",
+       {"HubdbRoutes::Source::route: bytes left over behind the parameters of a HubdbRoutes::Route: 1",
         [&](auto& w) {
            w.member(2, 0, ids.route, bytes({0, 0, 0, 9, 9}));
         }},
