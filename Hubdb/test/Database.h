@@ -101,9 +101,10 @@ struct Program {
       mounted(path, E::vokType().name(), Hubdb::MountFilter::own());
       return manager->get<E>(path);
    }
-   /// Everything sent has been acknowledged.
+   /// Everything that was changed so far has been acknowledged.
    bool safe() {
       return turnUntil(manager->activity(), [this] {
+         manager->flush();
          return client->isConnected() && client->unacknowledged() == 0 && client->writable();
       });
    }

@@ -179,7 +179,7 @@ TEST(RestartTest, aLongStateFileIsWrittenAnew) {
    auto file = open();
    const std::string large(1 << 20, 'l');
    for (int i = 0; i < 70; ++i) {
-      EXPECT_EQ(file->isLong(), i > 64);
+      EXPECT_EQ(file->isLong(), i >= 64);
       file->append(Hubdb::JournalKind::records, 1, bytes(large));
       file->commit();
    }
