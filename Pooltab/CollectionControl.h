@@ -24,6 +24,8 @@ class CollectionControl {
    /// Back to an empty collection.
    virtual void unmount() = 0;
 
+   /// Packed bytes of a key.
+   virtual U32 keyBytes() const = 0;
    virtual MountStatus mountStatus() const = 0;
    /// Why the status is not `mounted`; empty when it is.
    virtual std::string mountText() const = 0;

@@ -6,12 +6,32 @@ namespace Bench {
 
 const std::vector<Work>& works() {
    static const std::vector<Work> all = {
-       {"publish", "ns/route"},     {"rewrite", "ns/route"},   {"delete", "ns/route"},
-       {"lookup", "ns/route"},      {"chase", "ns/route"},     {"walk", "ns/row"},
-       {"lookup-busy", "ns/route"}, {"stream", "ns/change"},   {"wake-median", "us"},
-       {"wake-p99", "us"},          {"log-cost", "ns/change"}, {"bytes", "bytes/route"},
-       {"restart", "ms"},           {"entity-1", "ns/set"},    {"entity-4", "ns/set"},
-       {"ctl-load", "s"},           {"ctl-show", "s"},
+       {"publish", "ns/route"},
+       {"rewrite", "ns/route"},
+       {"delete", "ns/route"},
+       {"lookup", "ns/route"},
+       {"chase", "ns/route"},
+       {"walk", "ns/row"},
+       {"lookup-busy", "ns/route"},
+       {"stream", "ns/change"},
+       {"wake-median", "us"},
+       {"wake-p99", "us"},
+       {"log-cost", "ns/change"},
+       {"bytes", "bytes/route"},
+       {"track-start", "s"},
+       {"track-steady", "ns/change"},
+       {"track-via-1", "ns/route"},
+       {"track-via-10", "ns/route"},
+       {"track-via-100", "ns/route"},
+       {"track-via-1000", "ns/route"},
+       {"restart", "ms"},
+       {"entity-1", "ns/set"},
+       {"entity-4", "ns/set"},
+       {"ldp-start", "ns/row"},
+       {"ldp-follow", "ns/row"},
+       {"ldp-bytes", "bytes/binding"},
+       {"ctl-load", "s"},
+       {"ctl-show", "s"},
    };
    return all;
 }
@@ -38,7 +58,10 @@ constexpr Goal goals[] = {
     {"bytes", "", absolute, 380, 335},        {"restart", "", absolute, 100, 25},
     {"entity-1", "absl", faster, 0.7, 0.95},  {"entity-1", "std", faster, 0.7, 0.95},
     {"entity-4", "absl", faster, 0.6, 0.9},   {"entity-4", "std", faster, 0.6, 0.9},
-    {"ctl-load", "", absolute, 0.5, 0.2},     {"ctl-show", "", absolute, 0.5, 0.2},
+    {"track-start", "", absolute, 2, 1},      {"track-steady", "", absolute, 1000, 500},
+    {"ldp-start", "", absolute, 1000, 300},   {"ldp-follow", "", absolute, 1000, 400},
+    {"ldp-bytes", "", absolute, 200, 115},    {"ctl-load", "", absolute, 0.5, 0.2},
+    {"ctl-show", "", absolute, 0.5, 0.2},
 };
 
 } // namespace

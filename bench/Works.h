@@ -31,8 +31,12 @@ void runStream(const Options& options, std::uint64_t size, Report& report);
 void runWake(const Options& options, std::uint64_t size, Report& report);
 /// What readers cost the writer.
 void runReaders(const Options& options, std::uint64_t size, Report& report);
+/// What a reader pays that tracks every change.
+void runTracking(const Options& options, std::uint64_t size, Report& report);
 /// An entity's attribute set with observers.
 void runEntity(const Options& options, std::uint64_t size, Report& report);
+/// LDP bindings from the tables of one process into the entities of another.
+void runLdp(const Options& options, std::uint64_t size, Report& report);
 /// The command-line tool.
 void runTool(const Options& options, std::uint64_t size, Report& report);
 

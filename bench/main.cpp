@@ -14,8 +14,8 @@ struct Group {
 
 constexpr Group groups[] = {
     {"tables", Bench::runTables}, {"busy", Bench::runBusy},       {"stream", Bench::runStream},
-    {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"entity", Bench::runEntity},
-    {"tool", Bench::runTool},
+    {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"tracking", Bench::runTracking},
+    {"entity", Bench::runEntity}, {"ldp", Bench::runLdp},         {"tool", Bench::runTool},
 };
 
 void run(const Bench::Options& options, Bench::Report& report) {
