@@ -259,12 +259,13 @@ bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& 
                          "for example 'configDir.entityPtr' or 'config[].route'");
       return false;
    }
-   const bool isPointer = first->kind == Attribute::Kind::pointer && type.findParameter(first->name) == first;
+   const bool isPointer = first->kind == Attribute::Kind::pointer;
    const bool isCollection =
        first->kind == Attribute::Kind::members || first->kind == Attribute::Kind::references;
    if (!isPointer && !isCollection) {
       diagnostics_.error(path.front().span,
-                         inQuotes(first->name) + " is neither an input nor a collection of entities");
+                         inQuotes(first->name) +
+                             " is neither a pointer to an entity nor a collection of entities");
       diagnostics_.note(first->span, "it is declared here");
       return false;
    }
@@ -294,9 +295,10 @@ const Model::Function* EntityResolver::handler(const Syntax::Word& name,
       wanted += (wanted.empty() ? " " : ", ") + parameter.name + " : " + parameter.type.type->name;
    }
    const std::vector<const Model::Function*> known = type.findFunctions(name.text);
+   const Model::Function* withoutParameters = nullptr;
    for (const Model::Function* candidate : known) {
       if (candidate->parameters.empty()) {
-         return candidate; // a handler need not know what changed
+         withoutParameters = candidate; // a handler need not know what changed
       }
       const bool same =
           std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
@@ -306,6 +308,9 @@ const Model::Function* EntityResolver::handler(const Syntax::Word& name,
       if (same) {
          return candidate;
       }
+   }
+   if (withoutParameters) {
+      return withoutParameters;
    }
    if (!known.empty() && known.front()->declared) {
       diagnostics_.error(name.span, inQuotes(name.text) + " is called with other parameters here",

@@ -173,8 +173,15 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    step({"second point 13"});
    first->vehicleIs(Point(6), Gear::forwards);
    step({"first point 6", "first point 6"}); // its two reactors, in order of attachment
+   machine->currentIs(first);
+   first->placeIs(Garage::Place(0, 1), "a");
+   machine->currentIs(second);
+   first->placeDelAll();
+   second->placeIs(Garage::Place(0, 2), "b");
+   step({"place 1", "place 2"}); // only what the pointer points to
    machine = nullptr;
    first->vehicleDelAll();
+   second->placeDelAll();
    step({});
 }
 

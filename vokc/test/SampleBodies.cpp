@@ -90,6 +90,12 @@ void VehicleCountSm::handleInitialized() {
 void VehicleCountSm::handlePending() {
    diary.push_back("pending " + std::to_string(pendings()));
 }
+void VehicleCountSm::handlePlace() {
+   diary.push_back("places");
+}
+void VehicleCountSm::handlePlace(const Garage::Place& place) {
+   diary.push_back("place " + std::to_string(place.number()));
+}
 void VehicleCountSm::setOutput(const Point& point) {
    total()->markIs(point, garageSetHas(point));
 }
