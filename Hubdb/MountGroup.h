@@ -7,6 +7,7 @@
 #include "Vok/Entity.h"
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace Hubdb {
@@ -20,12 +21,12 @@ class MountGroup : public Vok::Entity {
   public:
    using Callback = std::function<void(MountStatus, EntityManager&)>;
 
-   explicit MountGroup(Vok::Ptr<EntityManager> manager);
+   explicit MountGroup(const Vok::Ptr<EntityManager>& manager);
    ~MountGroup() override;
 
    /// Wants what stands at `path`, of the type of that name; for a directory that is "Vok::Dir", or the type
-   /// of the entries that are wanted. Raises Vok::RangeError for a path that is none or a type that is not in
-   /// the catalogue; asserts that the group is not closed.
+   /// of the entries that are wanted. Raises Vok::RangeError for a path that is none and a type that is not
+   /// in the catalogue or cannot be made from a name; asserts that the group is not closed.
    void doMount(const Vok::String& path, std::string_view typeName, MountFilter filter);
 
    /// Starts the mounts. `complete` is called once, in a later turn of the activity and never from within
@@ -45,15 +46,15 @@ class MountGroup : public Vok::Entity {
       MountFilter filter;
    };
 
-   /// One mount of the group ended; for EntityManager.
+   /// One mount of the group ended, well or not.
    void mounted(MountStatus status);
+   void finish(MountStatus status);
 
-   Vok::Ptr<EntityManager> manager_; ///< null once complete
+   Vok::Ptr<EntityManager> manager_;     ///< until the group is closed
+   std::weak_ptr<EntityManager*> owner_; ///< from then on: the manager, if there still is one
    std::vector<Wanted> wanted_;
    std::size_t waiting_ = 0;
-   MountStatus status_ = MountStatus::success;
-   bool closed_ = false;
-   Callback complete_;
+   Callback complete_; ///< from close() until it is posted
 };
 
 } // namespace Hubdb

@@ -1,6 +1,7 @@
 #include "Mpls/MplsCopy.h"
 
 #include "Cli/EntityCopy.h"
+#include "Mpls/Mpls.h"
 #include "Vok/Trace.h"
 
 namespace Mpls {

@@ -94,6 +94,7 @@ class EntityType {
    bool isA(const EntityType& other) const;
    /// Makes a named entity; null when the type is not made from a name alone.
    Ptr<Entity> make(const Name& name) const { return make_ ? make_(name) : nullptr; }
+   bool isMadeFromName() const { return make_ != nullptr; }
    /// The text of an entity's first parameter; names stand plainly, all else in its text form.
    String keyText(const Entity& entity) const;
    /// Changes with the declaration; see Type::fingerprint().

@@ -14,7 +14,8 @@ namespace Vok {
 /// A map from K to V that is walked in the order in which its keys were added, the same on every
 /// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
 /// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
-/// Up to eight entries cost no index; memory is about the entries plus 10 to 20 bytes each beyond that.
+/// A small first entry stands in the map itself, so that many sets of one member cost no memory beside
+/// their own. Up to eight entries cost no index; beyond that it takes 10 to 20 bytes an entry.
 template <class K, class V>
 class HashMap {
   public:
@@ -73,7 +74,7 @@ class HashMap {
       [[maybe_unused]] const V removed = std::exchange(found->value, V()); // destroyed when all is in order
       found->live = false;
       --live_;
-      if (!index_.empty())
+      if (isIndexed())
          unindex(found);
       if (walks_ == 0)
          found->key = K();
@@ -86,24 +87,37 @@ class HashMap {
    std::nullptr_t end() const { return nullptr; }
 
   private:
-   static constexpr U32 firstChunk = 8; ///< entries; each further chunk is twice the one before
+   static constexpr U32 firstChunk = 2; ///< entries; each further chunk is twice the one before
    static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
 
    struct Node : Entry {
       U32 hash;
       bool live;
    };
+   static constexpr U32 inlined = sizeof(Node) <= 128 ? 1 : 0; ///< entries that stand in the map itself
    struct FreeChunk {
       void operator()(Node* chunk) const { freeBlock(chunk); }
    };
+   /// What a map has that has outgrown itself.
+   struct Spill {
+      std::vector<std::unique_ptr<Node[], FreeChunk>> chunks;
+      // The index, in two blocks so that the first, which answers most misses, stays in the cache.
+      std::vector<U8> tags;   ///< bits of the hash of what stands in a place; 0 is empty
+      std::vector<U32> index; ///< its entry number
+   };
 
+   // Of entries beyond the inlined ones, counted from there.
    static U32 chunkOf(U32 at) { return static_cast<U32>(std::bit_width(at / firstChunk + 1)) - 1; }
    static U32 chunkStart(U32 chunk) { return firstChunk * ((U32(1) << chunk) - 1); }
 
-   Node& entry(U32 at) const {
-      const U32 chunk = chunkOf(at);
-      return chunks_[chunk][at - chunkStart(chunk)];
+   Node* place(U32 at) const {
+      if (at < inlined)
+         return reinterpret_cast<Node*>(first_);
+      const U32 chunk = chunkOf(at - inlined);
+      return &spill_->chunks[chunk][at - inlined - chunkStart(chunk)];
    }
+   Node& entry(U32 at) const { return *place(at); }
+   bool isIndexed() const { return spill_ && !spill_->index.empty(); }
 
    const Node* findEntry(const K& key) const {
       if (live_ == 0)
@@ -112,7 +126,7 @@ class HashMap {
    }
 
    const Node* findHashed(const K& key, U32 hash) const {
-      if (index_.empty()) {
+      if (!isIndexed()) {
          for (U32 at = 0; at < used_; ++at) {
             const Node& candidate = entry(at);
             if (candidate.live && candidate.hash == hash && candidate.key == key)
@@ -120,10 +134,11 @@ class HashMap {
          }
          return nullptr;
       }
-      for (U64 place = home(hash); tags_[place] != 0; place = next(place)) {
-         if (tags_[place] != tagOf(hash))
+      const Spill& spill = *spill_;
+      for (U64 place = home(hash); spill.tags[place] != 0; place = next(place)) {
+         if (spill.tags[place] != tagOf(hash))
             continue;
-         const Node& candidate = entry(index_[place]);
+         const Node& candidate = entry(spill.index[place]);
          if (candidate.hash == hash && candidate.key == key)
             return &candidate;
       }
@@ -133,58 +148,66 @@ class HashMap {
    Node& append(const K& key, U32 hash) {
       if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
          compact();
-      const U32 chunk = chunkOf(used_);
-      if (chunk == chunks_.size())
-         chunks_.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * (firstChunk << chunk))));
-      Node* added = std::construct_at(&chunks_[chunk][used_ - chunkStart(chunk)]);
+      if (used_ >= inlined)
+         makeRoom(chunkOf(used_ - inlined));
+      Node* added = std::construct_at(place(used_));
       added->key = key;
       added->hash = hash;
       added->live = true;
       ++used_;
       ++live_;
-      if (index_.empty() ? used_ > scanLimit : U64(used_) * 3 > index_.size() * 2)
+      if (!isIndexed() ? used_ > scanLimit : U64(used_) * 3 > spill_->index.size() * 2)
          reindex();
-      else if (!index_.empty())
-         place(hash, used_ - 1);
+      else if (isIndexed())
+         indexIs(hash, used_ - 1);
       return *added;
    }
 
-   U64 home(U32 hash) const { return hash & (index_.size() - 1); }
-   U64 next(U64 place) const { return (place + 1) & (index_.size() - 1); }
+   void makeRoom(U32 chunk) {
+      if (!spill_)
+         spill_ = std::make_unique<Spill>();
+      if (chunk == spill_->chunks.size())
+         spill_->chunks.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * (firstChunk << chunk))));
+   }
+
+   U64 home(U32 hash) const { return hash & (spill_->index.size() - 1); }
+   U64 next(U64 place) const { return (place + 1) & (spill_->index.size() - 1); }
    static U8 tagOf(U32 hash) { return static_cast<U8>(hash >> 25 | 0x80); }
 
-   void place(U32 hash, U32 number) {
+   void indexIs(U32 hash, U32 number) {
       U64 place = home(hash);
-      while (tags_[place] != 0)
+      while (spill_->tags[place] != 0)
          place = next(place);
-      tags_[place] = tagOf(hash);
-      index_[place] = number;
+      spill_->tags[place] = tagOf(hash);
+      spill_->index[place] = number;
    }
 
    void reindex() {
       const U64 places = std::bit_ceil(U64(used_) * 2 + 1);
-      tags_.assign(places, 0);
-      index_.assign(places, 0);
+      spill_->tags.assign(places, 0);
+      spill_->index.assign(places, 0);
       for (U32 at = 0; at < used_; ++at)
          if (entry(at).live)
-            place(entry(at).hash, at);
+            indexIs(entry(at).hash, at);
    }
 
    /// Takes an entry out of the index and closes the gap.
    void unindex(const Node* removed) {
-      const U64 mask = index_.size() - 1;
+      std::vector<U8>& tags = spill_->tags;
+      std::vector<U32>& index = spill_->index;
+      const U64 mask = index.size() - 1;
       U64 hole = home(removed->hash);
-      while (tags_[hole] != tagOf(removed->hash) || &entry(index_[hole]) != removed)
+      while (tags[hole] != tagOf(removed->hash) || &entry(index[hole]) != removed)
          hole = next(hole);
-      for (U64 place = next(hole); tags_[place] != 0; place = next(place)) {
-         const U64 wanted = home(entry(index_[place]).hash);
+      for (U64 place = next(hole); tags[place] != 0; place = next(place)) {
+         const U64 wanted = home(entry(index[place]).hash);
          if (((place - wanted) & mask) < ((place - hole) & mask))
             continue;
-         tags_[hole] = tags_[place];
-         index_[hole] = index_[place];
+         tags[hole] = tags[place];
+         index[hole] = index[place];
          hole = place;
       }
-      tags_[hole] = 0;
+      tags[hole] = 0;
    }
 
    /// Closes the gaps that removed entries left; only when nobody walks.
@@ -200,7 +223,7 @@ class HashMap {
       for (U32 at = to; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = to;
-      if (!index_.empty())
+      if (isIndexed())
          reindex();
    }
 
@@ -211,27 +234,31 @@ class HashMap {
       used_ = 0;
    }
 
-   std::vector<std::unique_ptr<Node[], FreeChunk>> chunks_;
-   // The index, in two blocks so that the first, which answers most misses, stays in the cache.
-   std::vector<U8> tags_;   ///< bits of the hash of what stands in a place; 0 is empty
-   std::vector<U32> index_; ///< its entry number
-   U32 used_ = 0;           ///< entries made, removed ones included
+   /// A walk has ended. What was emptied under it is forgotten, or each further walk would pass it again.
+   void walked() {
+      if (--walks_ == 0 && live_ == 0)
+         drop();
+   }
+
+   std::unique_ptr<Spill> spill_;
+   U32 used_ = 0; ///< entries made, removed ones included
    U32 live_ = 0;
-   mutable U32 walks_ = 0; ///< walks under way: entries stay where they are
+   U32 walks_ = 0; ///< walks under way: entries stay where they are
+   alignas(Node) mutable U8 first_[inlined ? sizeof(Node) : 1];
 };
 
 template <class K, class V>
 class HashMap<K, V>::Walk {
   public:
-   explicit Walk(const HashMap& map) : map_(&map) {
-      ++map.walks_;
+   explicit Walk(const HashMap& map) : map_(&const_cast<HashMap&>(map)) {
+      ++map_->walks_;
       skipRemoved();
    }
    Walk(Walk&& other) noexcept : map_(std::exchange(other.map_, nullptr)), at_(other.at_) {}
    Walk& operator=(Walk&&) = delete;
    ~Walk() {
       if (map_)
-         --map_->walks_;
+         map_->walked();
    }
    const Entry& operator*() const { return map_->entry(at_); }
    Walk& operator++() {
@@ -246,7 +273,7 @@ class HashMap<K, V>::Walk {
       while (at_ < map_->used_ && !map_->entry(at_).live)
          ++at_;
    }
-   const HashMap* map_;
+   HashMap* map_; ///< which holds the number of its walks, and forgets what was removed under them
    U32 at_ = 0;
 };
 

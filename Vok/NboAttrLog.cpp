@@ -19,11 +19,6 @@ void Writer::string(std::string_view text) {
    bytes(text.data(), text.size());
 }
 
-void Writer::u32At(std::size_t at, U32 value) {
-   for (std::size_t i = 0; i < sizeof(value); ++i)
-      buffer_.at(at + i) = static_cast<U8>(value >> 8 * (sizeof(value) - 1 - i));
-}
-
 F64 Reader::f64() {
    return std::bit_cast<F64>(u64());
 }

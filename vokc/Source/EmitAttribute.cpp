@@ -395,6 +395,7 @@ class AttributeEmitter {
       add("void " + name_ + "NotifyMountStatus() const", "vokNotifyMountStatus(" + id_ + ");");
       add("Pooltab::CollectionControl& " + name_ + "Control()", "return " + member_ + ".control();");
       add("Pooltab::Collection<" + row + ">& " + name_ + "Table()", "return " + member_ + ";");
+      add("const Pooltab::Collection<" + row + ">& " + name_ + "Table() const", "return " + member_ + ";");
       describe("Pooltab::tableAttribute", {"Is", "Del"});
    }
 

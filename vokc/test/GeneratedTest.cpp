@@ -186,7 +186,9 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    dir->entityPtrIs(second);
    first->readyIs(true);
    first->vokNotifyCollection(Garage::vehicleAttr);
-   step({"dir second", "ready", "all of first"});
+   first->placeIs(Garage::Place(1, 7), "corner");
+   first->vokNotifyCollection(Garage::placeAttr);
+   step({"dir second", "ready", "all of first", "place 7", "all places"});
    machine->garageIs(second);
    machine->garageIs(second);
    second->vehicleIs(Point(4), Gear::forwards);

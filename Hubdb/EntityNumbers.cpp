@@ -1,0 +1,46 @@
+#include "Hubdb/EntityNumbers.h"
+
+namespace Hubdb {
+
+EntityNumbers::Slot& EntityNumbers::add(EntityNumber number, Vok::Entity* entity, Vok::U16 plan,
+                                        EntityNumber parent, Vok::AttrId attr) {
+   if (number >= slots_.size())
+      slots_.resize(number + 1);
+   Slot& slot = slots_[number];
+   slot = {.entity = entity, .parent = parent, .plan = plan, .attr = attr};
+   ++used_;
+   if (parent != none) {
+      slot.next = slots_[parent].below;
+      if (slot.next != none)
+         slots_[slot.next].previous = number;
+      slots_[parent].below = number;
+   }
+   return slot;
+}
+
+void EntityNumbers::unlink(EntityNumber number) {
+   Slot& slot = slots_[number];
+   if (slot.previous != none)
+      slots_[slot.previous].next = slot.next;
+   else if (slot.parent != none)
+      slots_[slot.parent].below = slot.next;
+   if (slot.next != none)
+      slots_[slot.next].previous = slot.previous;
+   slot = {};
+   --used_;
+}
+
+EntityNumber EntityNumbers::after(EntityNumber number) const {
+   if (slots_[number].below != none)
+      return slots_[number].below;
+   while (number != none && slots_[number].next == none)
+      number = slots_[number].parent;
+   return number == none ? none : slots_[number].next;
+}
+
+void EntityNumbers::clear() {
+   slots_.clear();
+   used_ = 0;
+}
+
+} // namespace Hubdb
