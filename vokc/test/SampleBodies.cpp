@@ -104,11 +104,8 @@ void VehicleCountSm::handleInitialized() {
 void VehicleCountSm::handlePending() {
    diary.push_back("pending " + std::to_string(pendings()));
 }
-void VehicleCountSm::handlePlace() {
-   diary.push_back("places");
-}
-void VehicleCountSm::handlePlace(const Garage::Place& place) {
-   diary.push_back("place " + std::to_string(place.number()));
+void VehicleCountSm::handleCurrentVehicle(const Point& key) {
+   diary.push_back("current " + key.stringValue());
 }
 void VehicleCountSm::setOutput(const Point& point) {
    total()->markIs(point, garageSetHas(point));
