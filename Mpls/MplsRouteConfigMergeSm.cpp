@@ -48,8 +48,9 @@ void RouteConfigMergeSm::handleConfigSource(const Vok::Name& source) {
    if (!input) {
       if (auto line = trace.at(0))
          line << "missing expected config from " << source;
-      // clang-format off: the message is the condition as it stands
-      vokAssert(config(source));
+      // The message is the condition as it stands.
+      // clang-format off
+      vokAssert(config( source ));
       // clang-format on
    }
    for (const auto& entry : input->routeEach())

@@ -108,8 +108,9 @@ class IndexedArray {
    static std::size_t offset(Index index) {
       const std::size_t off = std::size_t(index.value()) - Index::lowest;
       if constexpr (requires { Index::sumsUnchecked; }) {
-         // clang-format off: the message is the condition as it stands
-         vokAssert(offsetIsValid(off));
+         // The message is the condition as it stands.
+         // clang-format off
+         vokAssert(offsetIsValid( off ));
          // clang-format on
       }
       return off;

@@ -10,37 +10,6 @@ RouteKeyAndMetric routeKey(Vok::U32 label, Vok::U32 metric = 1) {
    return RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), RouteMetric(metric));
 }
 
-TEST(ConfigTest, defaultsAreThoseOfTheModel) {
-   struct Case {
-      const Vok::EntityType& type;
-      std::string attributes;
-   };
-   const Case cases[] = {
-       {Config::vokType(),
-        "mplsRouting=False mplsRoutingDisabledIntf nexthopResolutionAllowDefaultRoute=False "
-        "mplsLookupLabelCount=1 labelRange labelRangeDefault labelTerminationTtlMode=uniform "
-        "labelPhpTtlMode=undefinedTtlMode"},
-       {RoutingInfo::vokType(), "mplsRouting=False mplsRoutingDisabledIntf mplsLookupLabelCount=1 "
-                                "labelTerminationTtlMode=uniform labelPhpTtlMode=uniform"},
-       {Route::vokType(), "dynamic=False via"},
-       {RouteConfig::vokType(), "ready=False route"},
-       {Api::Status::vokType(),
-        "labelBlockAllocation dynamicLabelRange=Value('Mpls::LabelRange', ** {'base': 0, 'size': 0}) "
-        "commonLib dsMappingSourceColl"},
-       {CliChurnTestHelper::vokType(), "flushCount=0"},
-   };
-   for (const Case& item : cases) {
-      std::string attributes;
-      for (const Vok::Attribute& attribute : item.type.attributes())
-         attributes.append(attributes.empty() ? "" : " ")
-             .append(attribute.name)
-             .append(attribute.defaultText.empty() ? "" : "=" + attribute.defaultText);
-      EXPECT_EQ(attributes, item.attributes) << item.type.name();
-   }
-   EXPECT_EQ(Vok::valueToStrep(CommonLibTableNames()), "");
-   EXPECT_EQ(CommonLibTableNames(), CommonLibTableNames());
-}
-
 TEST(ConfigTest, dumpsItsSwitchesAndInterfaces) {
    const Vok::Ptr<Config> config = configFactory("config");
    EXPECT_EQ(config->dumpState(0), "mplsRouting: False\nnexthopResolutionAllowDefaultRoute: False\n"
