@@ -4,17 +4,27 @@
 #include "Vok/Block.h"
 #include "Vok/HashOf.h"
 
+#include <algorithm>
 #include <bit>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace Vok {
 
+/// Where a map looks for a key. One multiplication spreads numbers well enough; everything else is placed by
+/// its own hash.
+template <class K>
+U32 placeHash(const K& key) {
+   if constexpr (std::is_integral_v<K> || std::is_enum_v<K>)
+      return static_cast<U32>((static_cast<U64>(key) * 0x9e3779b97f4a7c15ull) >> 32);
+   else
+      return hashOf(key);
+}
+
 /// A map from K to V that is walked in the order in which its keys were added, the same on every
 /// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
 /// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
-/// Up to eight entries cost no index; memory is about the entries plus 10 to 20 bytes each beyond that.
+/// Up to eight entries cost no index; memory is about the entries plus 6 to 16 bytes each beyond that.
 template <class K, class V>
 class HashMap {
   public:
@@ -30,25 +40,24 @@ class HashMap {
    HashMap() = default;
    HashMap(const HashMap&) = delete;
    HashMap& operator=(const HashMap&) = delete;
-   ~HashMap() {
-      for (U32 at = 0; at < used_; ++at)
-         std::destroy_at(&entry(at));
-   }
+   ~HashMap() { drop(); }
 
    std::size_t size() const { return live_; }
    bool empty() const { return live_ == 0; }
-   bool has(const K& key) const { return findEntry(key) != nullptr; }
+   bool has(const K& key) const { return find(key) != nullptr; }
 
-   /// The value under the key, or null. Valid until the entry is removed.
+   /// The value under the key, or null. Valid until a key is added or this one is removed.
    const V* find(const K& key) const {
-      const Node* found = findEntry(key);
+      if (live_ == 0)
+         return nullptr;
+      const Node* found = findHashed(key, placeHash(key));
       return found ? &found->value : nullptr;
    }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
 
    /// The value under the key, made by default when there is none; `added` tells which.
    V& obtain(const K& key, bool& added) {
-      const U32 hash = hashOf(key);
+      const U32 hash = placeHash(key);
       Node* found = const_cast<Node*>(findHashed(key, hash));
       added = found == nullptr;
       return added ? append(key, hash).value : found->value;
@@ -66,15 +75,14 @@ class HashMap {
 
    /// Removes an entry and its value. Returns false when there was none.
    bool del(const K& key) {
-      const U32 hash = hashOf(key);
+      const U32 hash = placeHash(key);
       Node* found = const_cast<Node*>(findHashed(key, hash));
       if (!found)
          return false;
       [[maybe_unused]] const V removed = std::exchange(found->value, V()); // destroyed when all is in order
-      found->live = false;
+      // Without an index all entries stand in the first chunk.
+      markRemoved(index_ ? unindex(*found, hash) : static_cast<U32>(found - &entry(0)));
       --live_;
-      if (!index_.empty())
-         unindex(found);
       if (walks_ == 0)
          found->key = K();
       if (live_ == 0 && walks_ == 0)
@@ -89,42 +97,56 @@ class HashMap {
    static constexpr U32 firstChunk = 8; ///< entries; each further chunk is twice the one before
    static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
 
-   struct Node : Entry {
+   /// Numbers are not worth it: their hash is made anew where it is needed.
+   static constexpr bool keepsHash = !std::is_integral_v<K> && !std::is_enum_v<K>;
+   struct KeptHash {
       U32 hash;
-      bool live;
    };
-   struct FreeChunk {
-      void operator()(Node* chunk) const { freeBlock(chunk); }
+   struct NoHash {};
+   struct Node : Entry, std::conditional_t<keepsHash, KeptHash, NoHash> {};
+   struct FreeMemory {
+      void operator()(void* block) const { freeBlock(block); }
    };
-
-   static U32 chunkOf(U32 at) { return static_cast<U32>(std::bit_width(at / firstChunk + 1)) - 1; }
-   static U32 chunkStart(U32 chunk) { return firstChunk * ((U32(1) << chunk) - 1); }
 
    Node& entry(U32 at) const {
-      const U32 chunk = chunkOf(at);
-      return chunks_[chunk][at - chunkStart(chunk)];
+      // The highest bit of this tells the chunk, the bits below it the place in there.
+      const U32 place = at + firstChunk;
+      const U32 top = static_cast<U32>(std::bit_width(place)) - 1;
+      return chunks_[top - std::countr_zero(firstChunk)][place ^ (U32(1) << top)];
+   }
+   static U32 hashOfEntry(const Node& node) {
+      if constexpr (keepsHash)
+         return node.hash;
+      else
+         return placeHash(node.key);
+   }
+   static bool isUnder(const Node& node, const K& key, U32 hash) {
+      if constexpr (keepsHash)
+         return node.hash == hash && node.key == key;
+      else
+         return node.key == key;
    }
 
-   const Node* findEntry(const K& key) const {
-      if (live_ == 0)
-         return nullptr;
-      return findHashed(key, hashOf(key));
+   bool isLive(U32 at) const {
+      return used_ == live_ || at / 64 >= removed_.size() || (removed_[at / 64] >> at % 64 & 1) == 0;
+   }
+   void markRemoved(U32 at) {
+      if (at / 64 >= removed_.size())
+         removed_.resize(used_ / 64 + 1);
+      removed_[at / 64] |= U64(1) << at % 64;
    }
 
    const Node* findHashed(const K& key, U32 hash) const {
-      if (index_.empty()) {
-         for (U32 at = 0; at < used_; ++at) {
-            const Node& candidate = entry(at);
-            if (candidate.live && candidate.hash == hash && candidate.key == key)
-               return &candidate;
-         }
+      if (!index_) {
+         for (U32 at = 0; at < used_; ++at)
+            if (isUnder(entry(at), key, hash) && isLive(at))
+               return &entry(at);
          return nullptr;
       }
-      for (U64 place = home(hash); tags_[place] != 0; place = next(place)) {
-         if (tags_[place] != tagOf(hash))
+      for (U32 place = home(hash); index_[place] != 0; place = next(place)) {
+         if (!mayName(place, hash))
             continue;
-         const Node& candidate = entry(index_[place]);
-         if (candidate.hash == hash && candidate.key == key)
+         if (const Node& candidate = entry(numberAt(place)); isUnder(candidate, key, hash))
             return &candidate;
       }
       return nullptr;
@@ -133,65 +155,71 @@ class HashMap {
    Node& append(const K& key, U32 hash) {
       if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
          compact();
-      const U32 chunk = chunkOf(used_);
-      if (chunk == chunks_.size())
-         chunks_.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * (firstChunk << chunk))));
-      Node* added = std::construct_at(&chunks_[chunk][used_ - chunkStart(chunk)]);
+      // As large as all chunks before it and a first one more.
+      if (const U32 chunk = firstChunk << chunks_.size(); used_ == chunk - firstChunk)
+         chunks_.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * chunk)));
+      Node* added = std::construct_at(&entry(used_));
       added->key = key;
-      added->hash = hash;
-      added->live = true;
+      if constexpr (keepsHash)
+         added->hash = hash;
       ++used_;
       ++live_;
-      if (index_.empty() ? used_ > scanLimit : U64(used_) * 3 > index_.size() * 2)
+      if (index_ ? used_ > (lowMask() + U64(1)) * 2 / 3 : used_ > scanLimit)
          reindex();
-      else if (!index_.empty())
+      else if (index_)
          place(hash, used_ - 1);
       return *added;
    }
 
-   U64 home(U32 hash) const { return hash & (index_.size() - 1); }
-   U64 next(U64 place) const { return (place + 1) & (index_.size() - 1); }
-   static U8 tagOf(U32 hash) { return static_cast<U8>(hash >> 25 | 0x80); }
+   // A place of the index holds the number of an entry plus one in its low bits, and above them as many low
+   // bits of its hash as there is room for; the other bits of the hash are the home. So one word answers most
+   // misses, and a hit looks at one word and one entry.
+   U32 lowMask() const { return (U32(1) << bits_) - 1; }
+   U32 home(U32 hash) const { return hash >> (32 - bits_); }
+   U32 next(U32 place) const { return (place + 1) & lowMask(); }
+   U32 numberAt(U32 place) const { return (index_[place] & lowMask()) - 1; }
+   bool mayName(U32 place, U32 hash) const { return ((index_[place] ^ (hash << bits_)) & ~lowMask()) == 0; }
 
    void place(U32 hash, U32 number) {
-      U64 place = home(hash);
-      while (tags_[place] != 0)
+      U32 place = home(hash);
+      while (index_[place] != 0)
          place = next(place);
-      tags_[place] = tagOf(hash);
-      index_[place] = number;
+      index_[place] = hash << bits_ | (number + 1);
    }
 
    void reindex() {
-      const U64 places = std::bit_ceil(U64(used_) * 2 + 1);
-      tags_.assign(places, 0);
-      index_.assign(places, 0);
+      const U32 bits = static_cast<U32>(std::bit_width(U64(used_) * 2));
+      if (!index_ || bits != bits_)
+         index_.reset(static_cast<U32*>(allocateBlock(sizeof(U32) << bits)));
+      bits_ = bits;
+      std::fill_n(index_.get(), std::size_t(1) << bits, 0);
       for (U32 at = 0; at < used_; ++at)
-         if (entry(at).live)
-            place(entry(at).hash, at);
+         if (isLive(at))
+            place(hashOfEntry(entry(at)), at);
    }
 
-   /// Takes an entry out of the index and closes the gap.
-   void unindex(const Node* removed) {
-      const U64 mask = index_.size() - 1;
-      U64 hole = home(removed->hash);
-      while (tags_[hole] != tagOf(removed->hash) || &entry(index_[hole]) != removed)
+   /// Takes an entry out of the index, closes the gap, and returns its number.
+   U32 unindex(const Node& removed, U32 hash) {
+      U32 hole = home(hash);
+      while (!mayName(hole, hash) || &entry(numberAt(hole)) != &removed)
          hole = next(hole);
-      for (U64 place = next(hole); tags_[place] != 0; place = next(place)) {
-         const U64 wanted = home(entry(index_[place]).hash);
-         if (((place - wanted) & mask) < ((place - hole) & mask))
+      const U32 number = numberAt(hole);
+      for (U32 place = next(hole); index_[place] != 0; place = next(place)) {
+         const U32 wanted = home(hashOfEntry(entry(numberAt(place))));
+         if (((place - wanted) & lowMask()) < ((place - hole) & lowMask()))
             continue;
-         tags_[hole] = tags_[place];
          index_[hole] = index_[place];
          hole = place;
       }
-      tags_[hole] = 0;
+      index_[hole] = 0;
+      return number;
    }
 
    /// Closes the gaps that removed entries left; only when nobody walks.
    void compact() {
       U32 to = 0;
       for (U32 at = 0; at < used_; ++at) {
-         if (!entry(at).live)
+         if (!isLive(at))
             continue;
          if (to != at)
             entry(to) = std::move(entry(at));
@@ -200,22 +228,24 @@ class HashMap {
       for (U32 at = to; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = to;
-      if (!index_.empty())
+      removed_.clear();
+      if (index_)
          reindex();
    }
 
-   /// Forgets the removed entries of an empty map; their memory is kept for the next.
+   /// Forgets the entries; the memory is kept for the next.
    void drop() {
       for (U32 at = 0; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = 0;
+      removed_.clear();
    }
 
-   std::vector<std::unique_ptr<Node[], FreeChunk>> chunks_;
-   // The index, in two blocks so that the first, which answers most misses, stays in the cache.
-   std::vector<U8> tags_;   ///< bits of the hash of what stands in a place; 0 is empty
-   std::vector<U32> index_; ///< its entry number
-   U32 used_ = 0;           ///< entries made, removed ones included
+   std::vector<std::unique_ptr<Node[], FreeMemory>> chunks_;
+   std::unique_ptr<U32[], FreeMemory> index_;
+   std::vector<U64> removed_; ///< a bit for each entry that was removed and is not yet forgotten
+   U32 bits_ = 0;             ///< the index has 2^bits_ places
+   U32 used_ = 0;             ///< entries made, removed ones included
    U32 live_ = 0;
    mutable U32 walks_ = 0; ///< walks under way: entries stay where they are
 };
@@ -243,7 +273,7 @@ class HashMap<K, V>::Walk {
 
   private:
    void skipRemoved() {
-      while (at_ < map_->used_ && !map_->entry(at_).live)
+      while (at_ < map_->used_ && !map_->isLive(at_))
          ++at_;
    }
    const HashMap* map_;
