@@ -62,9 +62,20 @@ bool TableView::indexIsCurrent() const {
    return loadAcquire(rows_.header().indexGeneration) == index_.generation();
 }
 
+void TableView::tell(const Change& change) {
+   struct Telling {
+      TableView& table;
+      ~Telling() { table.told_ = nullptr; }
+   } const telling{*this};
+   told_ = &change;
+   listener_->onChange(*this, change);
+}
+
 bool TableView::find(const PackedKey& key, U32 slotHint, RowCopy& row) const {
    if (!isMounted())
       return false;
+   if (told_ && sameBytes(told_->key, key.words, shape_.keyBytes))
+      slotHint = told_->slot;
    if (slotHint != noSlot && rows_.fetch(slotHint, row) == Fetch::row &&
        std::memcmp(row.payload, key.words, shape_.keyBytes) == 0)
       return true;
