@@ -111,6 +111,7 @@ class Collection final : public CollectionControl, private TableListener {
       if (reader_)
          differences();
    }
+   U32 keyBytes() const override { return Vok::packedSizeOf<Key>(); }
    MountStatus mountStatus() const override {
       return writer_ ? MountStatus::mounted : reader_ ? reader_->mountStatus() : MountStatus::unmounted;
    }

@@ -31,6 +31,8 @@ class CollectionControl {
    /// that a walk finds corrupted (corruptionDetected tells) is told of as a whole again.
    virtual void exactResyncIs(bool exact) = 0;
 
+   /// Packed bytes of a key.
+   virtual U32 keyBytes() const = 0;
    virtual MountStatus mountStatus() const = 0;
    /// Why the status is not `mounted`; empty when it is.
    virtual std::string mountText() const = 0;

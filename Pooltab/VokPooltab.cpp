@@ -15,6 +15,14 @@ void unmountAll(Vok::Entity& entity) {
    forEachTable(entity, [](Pooltab::CollectionControl& control, const std::string&) { control.unmount(); });
 }
 
+/// With room in the change log for the keys of all tables.
+Pooltab::PoolOptions withRoom(Vok::Entity& entity, Pooltab::PoolOptions options) {
+   forEachTable(entity, [&](const Pooltab::CollectionControl& control, const std::string&) {
+      options.keyBytesMax = std::max(options.keyBytesMax, control.keyBytes());
+   });
+   return options;
+}
+
 template <class Pool>
 void mountAll(Vok::Entity& entity, Pool& pool) {
    try {
@@ -34,7 +42,7 @@ WriterMount::WriterMount(Vok::Ptr<Vok::Entity> entity, const MountInfo& info)
 
 WriterMount::WriterMount(Vok::Ptr<Vok::Entity> entity, std::shared_ptr<Pooltab::Folder> folder,
                          const Pooltab::PoolOptions& options)
-    : entity_(std::move(entity)), pool_(std::move(folder), options) {
+    : entity_(std::move(entity)), pool_(std::move(folder), withRoom(*entity_, options)) {
    mountAll(*entity_, pool_);
 }
 

@@ -34,6 +34,37 @@ struct PointeeOf<Ptr<E>> {
    using Entity = std::remove_const_t<E>;
 };
 
+/// What creates a member or child from plain pointers to its constructor parameters, in declared order.
+template <auto Is, class C, class R, class... P, std::size_t... I>
+auto creator(R (C::*)(P...), std::index_sequence<I...>) {
+   return [](Entity& entity, std::span<const void* const> parameters) -> Entity* {
+      (void)parameters;
+      return (static_cast<C&>(entity).*Is)(*static_cast<const std::remove_cvref_t<P>*>(parameters[I])...)
+          .get();
+   };
+}
+template <auto Is, class C, class R, class... P>
+auto creator(R (C::*is)(P...)) {
+   return creator<Is>(is, std::index_sequence_for<P...>());
+}
+
+template <class T>
+inline constexpr bool isPointer = false;
+template <class E>
+inline constexpr bool isPointer<Ptr<E>> = true;
+
+/// Left out when a parameter is a pointer to an entity.
+template <class C, class R, class... P>
+constexpr bool createdFromValues(R (C::*)(P...)) {
+   return !(isPointer<std::remove_cvref_t<P>> || ...);
+}
+
+/// The target of a reference, which the caller has checked to be of the type.
+template <class Pointee>
+typename Pointee::Entity* pointee(Entity* target) {
+   return static_cast<typename Pointee::Entity*>(target);
+}
+
 template <class E>
 const EntityType* entityTypeOf() {
    return &E::vokType();
@@ -74,6 +105,9 @@ template <auto Member>
 void readableEntities(AttributeAccess& access) {
    using Map = StorageOf<Member>;
    access.size = [](const Entity& entity) { return read<Member>(entity).size(); };
+   access.find = [](const Entity& entity, const void* key) -> const void* {
+      return read<Member>(entity).has(*static_cast<const typename Map::Key*>(key)) ? key : nullptr;
+   };
    access.entity = [](const Entity& entity, const void* key) -> Entity* {
       const auto* found = read<Member>(entity).find(*static_cast<const typename Map::Key*>(key));
       return found ? const_cast<Entity*>(static_cast<const Entity*>(found->get())) : nullptr;
@@ -113,7 +147,7 @@ Attribute scalarAttribute(std::string_view name, AttrId id, std::string_view doc
 
 /// `typeName` is the attribute's type as declared; it is given, not asked of the entity types, since
 /// those may point at one another.
-template <auto Member>
+template <auto Member, auto Is>
 Attribute pointerAttribute(std::string_view name, AttrId id, std::string_view doc,
                            std::string_view typeName) {
    using namespace AttributeDetail;
@@ -124,10 +158,13 @@ Attribute pointerAttribute(std::string_view name, AttrId id, std::string_view do
    attribute.access.entity = [](const Entity& entity, const void*) -> Entity* {
       return const_cast<Entity*>(static_cast<const Entity*>(read<Member>(entity).get()));
    };
+   attribute.access.refer = [](Entity& entity, const void*, Entity* target) {
+      (static_cast<ClassOf<Member>&>(entity).*Is)(StorageOf<Member>(pointee<Pointee>(target)));
+   };
    return attribute;
 }
 
-template <auto Member, auto Del>
+template <auto Member, auto Is, auto Del>
 Attribute childAttribute(std::string_view name, AttrId id, std::string_view doc, std::string_view typeName) {
    using namespace AttributeDetail;
    using Pointee = PointeeOf<StorageOf<Member>>;
@@ -140,6 +177,8 @@ Attribute childAttribute(std::string_view name, AttrId id, std::string_view doc,
    attribute.access.erase = [](Entity& entity, const void*) {
       (static_cast<ClassOf<Member>&>(entity).*Del)();
    };
+   if constexpr (createdFromValues(Is))
+      attribute.access.create = creator<Is>(Is);
    return attribute;
 }
 
@@ -198,8 +237,7 @@ Attribute valuesAttribute(std::string_view name, AttrId id, std::string_view doc
    return attribute;
 }
 
-/// `Create` is the mutator that makes a member from its key alone, or null.
-template <auto Member, auto Create, auto Del>
+template <auto Member, auto Is, auto Del>
 Attribute membersAttribute(std::string_view name, AttrId id, std::string_view doc,
                            std::string_view typeName) {
    using namespace AttributeDetail;
@@ -211,15 +249,13 @@ Attribute membersAttribute(std::string_view name, AttrId id, std::string_view do
    attribute.typeName = typeName;
    readableEntities<Member>(attribute.access);
    erasable<Member, Del>(attribute.access);
-   if constexpr (!std::is_null_pointer_v<decltype(Create)>)
-      attribute.access.create = [](Entity& entity, const void* key) -> Entity* {
-         return (static_cast<ClassOf<Member>&>(entity).*Create)(*static_cast<const typename Map::Key*>(key))
-             .get();
-      };
+   if constexpr (createdFromValues(Is))
+      attribute.access.create = creator<Is>(Is);
    return attribute;
 }
 
-template <auto Member, auto Del>
+/// `Is` takes the pointer alone, or a key and a pointer.
+template <auto Member, auto Is, auto Del>
 Attribute referencesAttribute(std::string_view name, AttrId id, std::string_view doc,
                               std::string_view typeName) {
    using namespace AttributeDetail;
@@ -231,6 +267,14 @@ Attribute referencesAttribute(std::string_view name, AttrId id, std::string_view
    attribute.typeName = typeName;
    readableEntities<Member>(attribute.access);
    erasable<Member, Del>(attribute.access);
+   attribute.access.refer = [](Entity& entity, const void* key, Entity* target) {
+      using Class = ClassOf<Member>;
+      const typename Map::Mapped pointer(pointee<Pointee>(target));
+      if constexpr (std::is_invocable_v<decltype(Is), Class&, const typename Map::Mapped&>)
+         (static_cast<Class&>(entity).*Is)(pointer);
+      else
+         (static_cast<Class&>(entity).*Is)(*static_cast<const typename Map::Key*>(key), pointer);
+   };
    return attribute;
 }
 

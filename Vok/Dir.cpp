@@ -12,6 +12,16 @@ void Dir::entityPtrIs(const Ptr<Entity>& entity) {
    vokMapIs(entityPtr_, entityPtrAttr, entity->vokName(), entity);
 }
 
+void Dir::entityPtrNameIs(const Name& name) {
+   if (!entityPtr_.has(name))
+      vokMapIs(entityPtr_, entityPtrAttr, name, nullptr);
+}
+
+void Dir::entityPtrKnown(const Name& name, const Ptr<Entity>& entity) {
+   if (Ptr<Entity>* stored = entityPtr_.find(name))
+      *stored = entity;
+}
+
 const EntityType& Dir::vokType() {
    static const EntityType type(
        "Vok::Dir", Kind::entity, "A directory of named entities.", nullptr, {nameParameter<Dir>()}, {[] {

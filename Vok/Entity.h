@@ -29,6 +29,8 @@ class Entity {
    String fullName() const;
    /// The entity in whose collection it lives; null at the root or after its removal.
    Entity* vokParent() const { return parent_; }
+   /// The attribute of the owner that holds it; means nothing without an owner.
+   AttrId vokParentAttr() const { return parentAttr_; }
 
    /// Tells every notifiee, now and in order of attachment, of a change of one attribute. The entity may be
    /// gone when it returns.

@@ -29,7 +29,7 @@ struct AttributeAccess {
    /// scalar: the stored value.
    const void* (*get)(const Entity&) = nullptr;
    void (*set)(Entity&, const void* value) = nullptr;
-   /// Collections: number of entries; the value under a key (a set answers the key itself), or null.
+   /// Collections: number of entries; the value under a key (sets and entities: the key itself), or null.
    std::size_t (*size)(const Entity&) = nullptr;
    const void* (*find)(const Entity&, const void* key) = nullptr;
    /// Adds or replaces an entry; for values and tables `key` is not used, for sets `value` is not.
@@ -40,8 +40,12 @@ struct AttributeAccess {
                 const std::function<void(const void* key, const void* value)>& visit) = nullptr;
    /// pointer, child (key unused), members, references: the entity, or null.
    Entity* (*entity)(const Entity&, const void* key) = nullptr;
-   /// members whose only parameter is their key, child without parameters: creates or returns it.
-   Entity* (*create)(Entity&, const void* key) = nullptr;
+   /// pointer, references: points to `target`, which must be of the attribute's entity type; null clears a
+   /// pointer and a map's entry. `key` is used by maps alone, references take it from the target.
+   void (*refer)(Entity&, const void* key, Entity* target) = nullptr;
+   /// members, child: creates it from its constructor parameters in declared order, or returns the one that
+   /// is there. Null where one of the parameters is a pointer.
+   Entity* (*create)(Entity&, std::span<const void* const> parameters) = nullptr;
 };
 
 struct Attribute {

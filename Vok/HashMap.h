@@ -24,7 +24,8 @@ U32 placeHash(const K& key) {
 /// A map from K to V that is walked in the order in which its keys were added, the same on every
 /// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
 /// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
-/// Up to eight entries cost no index; memory is about the entries plus 6 to 16 bytes each beyond that.
+/// A small first entry stands in the map itself, so that many sets of one member cost no memory beside
+/// their own. Up to eight entries cost no index; beyond that it takes 6 to 16 bytes an entry.
 template <class K, class V>
 class HashMap {
   public:
@@ -80,8 +81,7 @@ class HashMap {
       if (!found)
          return false;
       [[maybe_unused]] const V removed = std::exchange(found->value, V()); // destroyed when all is in order
-      // Without an index all entries stand in the first chunk.
-      markRemoved(index_ ? unindex(*found, hash) : static_cast<U32>(found - &entry(0)));
+      markRemoved(isIndexed() ? unindex(*found, hash) : numberOf(*found));
       --live_;
       if (walks_ == 0)
          found->key = K();
@@ -94,7 +94,7 @@ class HashMap {
    std::nullptr_t end() const { return nullptr; }
 
   private:
-   static constexpr U32 firstChunk = 8; ///< entries; each further chunk is twice the one before
+   static constexpr U32 firstChunk = 2; ///< entries; each further chunk is twice the one before
    static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
 
    /// Numbers are not worth it: their hash is made anew where it is needed.
@@ -108,12 +108,31 @@ class HashMap {
       void operator()(void* block) const { freeBlock(block); }
    };
 
-   Node& entry(U32 at) const {
+   static constexpr U32 inlined = sizeof(Node) <= 128 ? 1 : 0; ///< entries that stand in the map itself
+   /// What a map has that has outgrown itself.
+   struct Spill {
+      std::vector<std::unique_ptr<Node[], FreeMemory>> chunks;
+      std::unique_ptr<U32[], FreeMemory> index;
+      std::vector<U64> removed; ///< a bit for each entry that was removed and is not yet forgotten
+      U32 bits = 0;             ///< the index has 2^bits places
+   };
+
+   Node* nodeAt(U32 at) const {
+      if (at < inlined)
+         return reinterpret_cast<Node*>(first_);
       // The highest bit of this tells the chunk, the bits below it the place in there.
-      const U32 place = at + firstChunk;
+      const U32 place = at - inlined + firstChunk;
       const U32 top = static_cast<U32>(std::bit_width(place)) - 1;
-      return chunks_[top - std::countr_zero(firstChunk)][place ^ (U32(1) << top)];
+      return &spill_->chunks[top - std::countr_zero(firstChunk)][place ^ (U32(1) << top)];
    }
+   Node& entry(U32 at) const { return *nodeAt(at); }
+   U32 numberOf(const Node& node) const {
+      U32 number = 0;
+      while (&entry(number) != &node)
+         ++number;
+      return number;
+   }
+   bool isIndexed() const { return spill_ && spill_->index; }
    static U32 hashOfEntry(const Node& node) {
       if constexpr (keepsHash)
          return node.hash;
@@ -128,22 +147,30 @@ class HashMap {
    }
 
    bool isLive(U32 at) const {
-      return used_ == live_ || at / 64 >= removed_.size() || (removed_[at / 64] >> at % 64 & 1) == 0;
+      if (used_ == live_)
+         return true;
+      if (!spill_)
+         return false; // the only entry, and it is gone
+      const std::vector<U64>& removed = spill_->removed;
+      return at / 64 >= removed.size() || (removed[at / 64] >> at % 64 & 1) == 0;
    }
    void markRemoved(U32 at) {
-      if (at / 64 >= removed_.size())
-         removed_.resize(used_ / 64 + 1);
-      removed_[at / 64] |= U64(1) << at % 64;
+      if (!spill_)
+         return;
+      std::vector<U64>& removed = spill_->removed;
+      if (at / 64 >= removed.size())
+         removed.resize(used_ / 64 + 1);
+      removed[at / 64] |= U64(1) << at % 64;
    }
 
    const Node* findHashed(const K& key, U32 hash) const {
-      if (!index_) {
+      if (!isIndexed()) {
          for (U32 at = 0; at < used_; ++at)
             if (isUnder(entry(at), key, hash) && isLive(at))
                return &entry(at);
          return nullptr;
       }
-      for (U32 place = home(hash); index_[place] != 0; place = next(place)) {
+      for (U32 place = home(hash); spill_->index[place] != 0; place = next(place)) {
          if (!mayName(place, hash))
             continue;
          if (const Node& candidate = entry(numberAt(place)); isUnder(candidate, key, hash))
@@ -155,63 +182,77 @@ class HashMap {
    Node& append(const K& key, U32 hash) {
       if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
          compact();
-      // As large as all chunks before it and a first one more.
-      if (const U32 chunk = firstChunk << chunks_.size(); used_ == chunk - firstChunk)
-         chunks_.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * chunk)));
-      Node* added = std::construct_at(&entry(used_));
+      if (used_ >= inlined)
+         makeRoom();
+      Node* added = std::construct_at(nodeAt(used_));
       added->key = key;
       if constexpr (keepsHash)
          added->hash = hash;
       ++used_;
       ++live_;
-      if (index_ ? used_ > (lowMask() + U64(1)) * 2 / 3 : used_ > scanLimit)
+      if (isIndexed() ? used_ > (lowMask() + U64(1)) * 2 / 3 : used_ > scanLimit)
          reindex();
-      else if (index_)
-         place(hash, used_ - 1);
+      else if (isIndexed())
+         indexIs(hash, used_ - 1);
       return *added;
+   }
+
+   void makeRoom() {
+      if (!spill_) {
+         spill_ = std::make_unique<Spill>();
+         if (used_ != live_)
+            markRemoved(0);
+      }
+      // As large as all chunks before it and a first one more.
+      auto& chunks = spill_->chunks;
+      if (const U32 chunk = firstChunk << chunks.size(); used_ - inlined == chunk - firstChunk)
+         chunks.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * chunk)));
    }
 
    // A place of the index holds the number of an entry plus one in its low bits, and above them as many low
    // bits of its hash as there is room for; the other bits of the hash are the home. So one word answers most
    // misses, and a hit looks at one word and one entry.
-   U32 lowMask() const { return (U32(1) << bits_) - 1; }
-   U32 home(U32 hash) const { return hash >> (32 - bits_); }
+   U32 lowMask() const { return (U32(1) << spill_->bits) - 1; }
+   U32 home(U32 hash) const { return hash >> (32 - spill_->bits); }
    U32 next(U32 place) const { return (place + 1) & lowMask(); }
-   U32 numberAt(U32 place) const { return (index_[place] & lowMask()) - 1; }
-   bool mayName(U32 place, U32 hash) const { return ((index_[place] ^ (hash << bits_)) & ~lowMask()) == 0; }
+   U32 numberAt(U32 place) const { return (spill_->index[place] & lowMask()) - 1; }
+   bool mayName(U32 place, U32 hash) const {
+      return ((spill_->index[place] ^ (hash << spill_->bits)) & ~lowMask()) == 0;
+   }
 
-   void place(U32 hash, U32 number) {
+   void indexIs(U32 hash, U32 number) {
       U32 place = home(hash);
-      while (index_[place] != 0)
+      while (spill_->index[place] != 0)
          place = next(place);
-      index_[place] = hash << bits_ | (number + 1);
+      spill_->index[place] = hash << spill_->bits | (number + 1);
    }
 
    void reindex() {
       const U32 bits = static_cast<U32>(std::bit_width(U64(used_) * 2));
-      if (!index_ || bits != bits_)
-         index_.reset(static_cast<U32*>(allocateBlock(sizeof(U32) << bits)));
-      bits_ = bits;
-      std::fill_n(index_.get(), std::size_t(1) << bits, 0);
+      if (!isIndexed() || bits != spill_->bits)
+         spill_->index.reset(static_cast<U32*>(allocateBlock(sizeof(U32) << bits)));
+      spill_->bits = bits;
+      std::fill_n(spill_->index.get(), std::size_t(1) << bits, 0);
       for (U32 at = 0; at < used_; ++at)
          if (isLive(at))
-            place(hashOfEntry(entry(at)), at);
+            indexIs(hashOfEntry(entry(at)), at);
    }
 
    /// Takes an entry out of the index, closes the gap, and returns its number.
    U32 unindex(const Node& removed, U32 hash) {
+      U32* const index = spill_->index.get();
       U32 hole = home(hash);
       while (!mayName(hole, hash) || &entry(numberAt(hole)) != &removed)
          hole = next(hole);
       const U32 number = numberAt(hole);
-      for (U32 place = next(hole); index_[place] != 0; place = next(place)) {
+      for (U32 place = next(hole); index[place] != 0; place = next(place)) {
          const U32 wanted = home(hashOfEntry(entry(numberAt(place))));
          if (((place - wanted) & lowMask()) < ((place - hole) & lowMask()))
             continue;
-         index_[hole] = index_[place];
+         index[hole] = index[place];
          hole = place;
       }
-      index_[hole] = 0;
+      index[hole] = 0;
       return number;
    }
 
@@ -228,8 +269,9 @@ class HashMap {
       for (U32 at = to; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = to;
-      removed_.clear();
-      if (index_)
+      if (spill_)
+         spill_->removed.clear();
+      if (isIndexed())
          reindex();
    }
 
@@ -238,30 +280,35 @@ class HashMap {
       for (U32 at = 0; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = 0;
-      removed_.clear();
+      if (spill_)
+         spill_->removed.clear();
    }
 
-   std::vector<std::unique_ptr<Node[], FreeMemory>> chunks_;
-   std::unique_ptr<U32[], FreeMemory> index_;
-   std::vector<U64> removed_; ///< a bit for each entry that was removed and is not yet forgotten
-   U32 bits_ = 0;             ///< the index has 2^bits_ places
-   U32 used_ = 0;             ///< entries made, removed ones included
+   /// A walk has ended. What was emptied under it is forgotten, or each further walk would pass it again.
+   void walked() {
+      if (--walks_ == 0 && live_ == 0)
+         drop();
+   }
+
+   std::unique_ptr<Spill> spill_;
+   U32 used_ = 0; ///< entries made, removed ones included
    U32 live_ = 0;
-   mutable U32 walks_ = 0; ///< walks under way: entries stay where they are
+   U32 walks_ = 0; ///< walks under way: entries stay where they are
+   alignas(Node) mutable U8 first_[inlined ? sizeof(Node) : 1];
 };
 
 template <class K, class V>
 class HashMap<K, V>::Walk {
   public:
-   explicit Walk(const HashMap& map) : map_(&map) {
-      ++map.walks_;
+   explicit Walk(const HashMap& map) : map_(&const_cast<HashMap&>(map)) {
+      ++map_->walks_;
       skipRemoved();
    }
    Walk(Walk&& other) noexcept : map_(std::exchange(other.map_, nullptr)), at_(other.at_) {}
    Walk& operator=(Walk&&) = delete;
    ~Walk() {
       if (map_)
-         --map_->walks_;
+         map_->walked();
    }
    const Entry& operator*() const { return map_->entry(at_); }
    Walk& operator++() {
@@ -276,7 +323,7 @@ class HashMap<K, V>::Walk {
       while (at_ < map_->used_ && !map_->isLive(at_))
          ++at_;
    }
-   const HashMap* map_;
+   HashMap* map_; ///< which holds the number of its walks, and forgets what was removed under them
    U32 at_ = 0;
 };
 

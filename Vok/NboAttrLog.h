@@ -22,6 +22,9 @@ class Writer {
    void bytes(const void* data, std::size_t size);
    /// A counted string: its length as a 32-bit number, then its bytes.
    void string(std::string_view text);
+   /// Writes a number over bytes that stand `at` there: a length, once it is known.
+   void u16At(std::size_t at, U16 value) { numberAt(at, value); }
+   void u32At(std::size_t at, U32 value) { numberAt(at, value); }
 
    const std::vector<U8>& buffer() const { return buffer_; }
    std::size_t size() const { return buffer_.size(); }
@@ -30,8 +33,15 @@ class Writer {
   private:
    template <class T>
    void number(T value) {
-      for (int shift = 8 * (sizeof(T) - 1); shift >= 0; shift -= 8)
-         buffer_.push_back(static_cast<U8>(value >> shift));
+      U8 bytes[sizeof(T)];
+      for (std::size_t i = 0; i < sizeof(T); ++i)
+         bytes[i] = static_cast<U8>(value >> 8 * (sizeof(T) - 1 - i));
+      buffer_.insert(buffer_.end(), bytes, bytes + sizeof(T));
+   }
+   template <class T>
+   void numberAt(std::size_t at, T value) {
+      for (std::size_t i = 0; i < sizeof(T); ++i)
+         buffer_.at(at + i) = static_cast<U8>(value >> 8 * (sizeof(T) - 1 - i));
    }
 
    std::vector<U8> buffer_;
@@ -51,6 +61,7 @@ class Reader {
    F64 f64();
    void bytes(void* data, std::size_t size);
    String string();
+   void skip(std::size_t size) { take(size); }
 
    std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
 

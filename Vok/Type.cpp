@@ -231,6 +231,14 @@ void ValueType::readLog(NboAttrLog::Reader& log, void* value) const {
    }
 }
 
+void ValueType::checkRange(const void* value) const {
+   for (const FieldDescription& field : fields_)
+      if (field.type->kind() == Kind::value)
+         field.type->checkRange(fieldOf(value, field));
+   if (hooks_.check)
+      hooks_.check(value);
+}
+
 void ValueType::describe(String& out) const {
    Type::describe(out);
    for (const FieldDescription& field : fields_) {

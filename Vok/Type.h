@@ -181,6 +181,8 @@ class ValueType final : public Type {
    bool parsable() const override { return parsable_; }
    void writeLog(const void* value, NboAttrLog::Writer& log) const override;
    void readLog(NboAttrLog::Reader& log, void* value) const override;
+   /// Also checks the invariants, its own and those of the values in it.
+   void checkRange(const void* value) const override;
    String textForm() const override;
    std::span<const Constant> constants() const override { return constants_; }
    void describe(String& out) const override;

@@ -25,6 +25,9 @@ const std::vector<Work>& works() {
        {"entity-4-label", "ns/set"},
        {"entity-1-name", "ns/set"},
        {"entity-4-name", "ns/set"},
+       {"ldp-start", "ns/row"},
+       {"ldp-follow", "ns/row"},
+       {"ldp-bytes", "bytes/binding"},
        {"ctl-load", "s"},
        {"ctl-show", "s"},
    };
@@ -73,6 +76,9 @@ constexpr Goal goals[] = {
     {"entity-4-label", "absl", faster, 0.6, 0.9},
     {"entity-1-name", "absl", faster, 0.7, 0.95},
     {"entity-4-name", "absl", faster, 0.6, 0.9},
+    {"ldp-start", "", absolute, 1000, 300},
+    {"ldp-follow", "", absolute, 1000, 400},
+    {"ldp-bytes", "", absolute, 200, 115},
     {"ctl-load", "", absolute, 0.5, 0.2},
     {"ctl-show", "", absolute, 0.5, 0.2},
 };

@@ -33,6 +33,8 @@ void runWake(const Options& options, std::uint64_t size, Report& report);
 void runReaders(const Options& options, std::uint64_t size, Report& report);
 /// An entity's attribute set with observers.
 void runEntity(const Options& options, std::uint64_t size, Report& report);
+/// LDP bindings from the tables of one process into the entities of another.
+void runLdp(const Options& options, std::uint64_t size, Report& report);
 /// The command-line tool.
 void runTool(const Options& options, std::uint64_t size, Report& report);
 

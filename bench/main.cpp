@@ -15,7 +15,7 @@ struct Group {
 constexpr Group groups[] = {
     {"tables", Bench::runTables}, {"busy", Bench::runBusy},       {"stream", Bench::runStream},
     {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"entity", Bench::runEntity},
-    {"tool", Bench::runTool},
+    {"ldp", Bench::runLdp},       {"tool", Bench::runTool},
 };
 
 void run(const Bench::Options& options, Bench::Report& report) {

@@ -35,9 +35,6 @@ endfunction()
 # The package itself; called once every room is declared.
 function(mpls_installPackage)
    install(TARGETS vokc EXPORT mplsTargets RUNTIME COMPONENT development)
-   if(TARGET mplsctl)
-      install(TARGETS mplsctl RUNTIME COMPONENT tools)
-   endif()
    install(EXPORT mplsTargets NAMESPACE mpls:: DESTINATION ${MPLS_INSTALL_CMAKEDIR} COMPONENT development)
 
    get_property(rooms GLOBAL PROPERTY MPLS_ROOMS)

@@ -1,5 +1,6 @@
 # A room is a folder, a namespace and a library target. mpls_room(Kinet SOURCES ... VOK ... USES Vok)
-# declares one and what an installation takes of it; mpls_test(...) adds a test program that CTest runs.
+# declares one and what an installation takes of it; mpls_program(...) adds a program to <build>/bin and to the
+# installation; mpls_test(...) adds a test program that CTest runs.
 
 add_library(mpls_options INTERFACE)
 target_compile_options(mpls_options INTERFACE -Wall -Wextra -Werror)
@@ -33,6 +34,15 @@ function(mpls_room name)
    endif()
    mpls_installRoom(${name} "${room_VOK}")
    set_property(GLOBAL APPEND PROPERTY MPLS_ROOMS ${name})
+endfunction()
+
+# mpls_program(<name> SOURCES <files> [USES <targets>])
+function(mpls_program name)
+   cmake_parse_arguments(program "" "" "SOURCES;USES" ${ARGN})
+   add_executable(${name} ${program_SOURCES})
+   target_link_libraries(${name} PRIVATE mpls_options ${program_USES})
+   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+   install(TARGETS ${name} RUNTIME COMPONENT tools)
 endfunction()
 
 # mpls_test(<name> SOURCES <files> [VOK <files>] [USES <targets>])

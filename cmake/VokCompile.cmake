@@ -37,6 +37,9 @@ function(vok_compile target)
       # A new unit is a new output, which only a new configuration can know of.
       set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})
       vok_units(${path} units)
+      if(NOT units) # names hand-written types only: there is nothing to generate
+         continue()
+      endif()
       cmake_path(APPEND gen ${room} OUTPUT_VARIABLE folder)
       set(headers)
       set(sources)

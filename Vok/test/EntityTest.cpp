@@ -140,7 +140,8 @@ TEST_F(EntityTest, aDeliveryEndsWithWhoeverIsLeft) {
    // Everybody goes, and the entity with them.
    second = watch("b ");
    late = watch("d ", [&] {
-      first = second = late = nullptr;
+      first = nullptr;
+      late = nullptr;
       entity = nullptr;
    });
    first = watch("a ");

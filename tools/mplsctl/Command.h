@@ -1,8 +1,8 @@
 #pragma once
 
-#include <stdexcept>
+#include "tools/common/Failure.h"
+
 #include <string>
-#include <utility>
 
 namespace CLI {
 class App;
@@ -14,29 +14,8 @@ class App;
 
 namespace mplsctl {
 
-/// The exit status of the program.
-enum class Outcome : int {
-   done = 0,
-   failed = 1,          ///< not found, or what was compared differs
-   usage = 2,           ///< the command line or the input file is wrong
-   unreachable = 3,     ///< no tables there, or no right to them
-   corrupt = 4,         ///< the tables are damaged
-   versionMismatch = 5, ///< the tables were written by a build with other rows
-};
-
-/// Ends a verb early. main prints "mplsctl: what" and, on a line of its own, what to do next.
-class Failure : public std::runtime_error {
-  public:
-   Failure(Outcome outcome, const std::string& what, std::string next = {})
-       : std::runtime_error(what), outcome_(outcome), next_(std::move(next)) {}
-   Outcome outcome() const { return outcome_; }
-   /// What the user can do about it; empty when there is nothing to say.
-   const std::string& next() const { return next_; }
-
-  private:
-   Outcome outcome_;
-   std::string next_;
-};
+using tools::Failure;
+using tools::Outcome;
 
 /// What the program's own options say to every verb, and how the verb that ran ended.
 struct Session {

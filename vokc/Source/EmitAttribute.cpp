@@ -94,7 +94,7 @@ class AttributeEmitter {
       const std::string owner = className(owner_);
       std::vector<std::string> members = {"&" + owner + "::" + member_};
       for (const std::string& function : functions) {
-         members.push_back(function == "nullptr" ? function : "&" + owner + "::" + name_ + function);
+         members.push_back("&" + owner + "::" + name_ + function);
       }
       std::vector<std::string> arguments = {literal(name_), id_, docLiteral(attribute_.docs)};
       arguments.insert(arguments.end(), more.begin(), more.end());
@@ -133,7 +133,7 @@ class AttributeEmitter {
       add("const " + pointer_ + "& " + name_ + "() const", "return " + member_ + ";");
       addComplete("void", name_ + "Is(const " + pointer_ + "& value)",
                   "vokSet(" + member_ + ", value, " + id_ + ");");
-      describe("Vok::pointerAttribute", {}, {typeName("pointer")});
+      describe("Vok::pointerAttribute", {"Is"}, {typeName("pointer")});
    }
 
    /// Parameters of a child's constructor from the `first` on, and the same as arguments.
@@ -161,7 +161,7 @@ class AttributeEmitter {
       addComplete(pointer_, list(name_ + "Is(", parameters, ")"),
                   "return vokChildIs(" + member_ + ", " + id_ + arguments + ");");
       addComplete("void", name_ + "Del()", "vokChildDel(" + member_ + ", " + id_ + ");");
-      describe("Vok::childAttribute", {"Del"}, {typeName("optional")});
+      describe("Vok::childAttribute", {"Is", "Del"}, {typeName("optional")});
    }
 
    void readers() { code_.accessors += collectionReaders(name_, key_); }
@@ -233,7 +233,7 @@ class AttributeEmitter {
       tail();
       const std::string pointee =
           std::string(attribute_.isConst ? "const " : "") + attribute_.type->qualifiedName();
-      describe("Vok::referencesAttribute", {"Del"},
+      describe("Vok::referencesAttribute", {"Is", "Del"},
                {literal(word + attribute_.key->qualifiedName() + ", pointer<" + pointee + ">>")});
    }
 
@@ -285,7 +285,6 @@ class AttributeEmitter {
    void members() {
       std::string arguments;
       std::vector<std::string> parameters = childParameters(1, arguments);
-      const bool keyOnly = parameters.empty();
       parameters.insert(parameters.begin(), key_ + " key");
       code_.storage = "Vok::HashMap<" + spelling_.type(*attribute_.key) + ", " + pointer_ + ">";
       code_.accessors += "/// Null when there is none.\n";
@@ -306,7 +305,7 @@ class AttributeEmitter {
                         "   }\n   return member;\n");
       }
       tail("vokMemberDel");
-      describe("Vok::membersAttribute", {keyOnly ? "Is" : "nullptr", "Del"}, {typeName("members")});
+      describe("Vok::membersAttribute", {"Is", "Del"}, {typeName("members")});
    }
 
    void references() {
@@ -334,7 +333,7 @@ class AttributeEmitter {
       }
       addOutside("void", name_ + "Is(const " + pointer_ + "& " + name_ + ")", body);
       tail();
-      describe("Vok::referencesAttribute", {"Del"}, {typeName("references")});
+      describe("Vok::referencesAttribute", {"Is", "Del"}, {typeName("references")});
    }
 
    /// The reactor of a new member, and its start handler.
@@ -385,6 +384,7 @@ class AttributeEmitter {
       add("void " + name_ + "NotifyMountStatus() const", "vokNotifyMountStatus(" + id_ + ");");
       add("Pooltab::CollectionControl& " + name_ + "Control()", "return " + member_ + ".control();");
       add("Pooltab::Collection<" + row + ">& " + name_ + "Table()", "return " + member_ + ";");
+      add("const Pooltab::Collection<" + row + ">& " + name_ + "Table() const", "return " + member_ + ";");
       describe("Pooltab::tableAttribute", {"Is", "Del"});
    }
 

@@ -310,8 +310,8 @@ class EntityEmitter {
       if (!type_.hasFactory || type_.parent) {
          return;
       }
-      const std::string head =
-          list("Vok::Ptr<" + type_.name + "> " + lower(type_.name) + "Factory(", allParameters(), ")");
+      const std::string name = type_.factoryName.empty() ? lower(type_.name) + "Factory" : type_.factoryName;
+      const std::string head = list("Vok::Ptr<" + type_.name + "> " + name + "(", allParameters(), ")");
       std::string arguments;
       for (const Attribute& item : type_.parameters) {
          arguments += (arguments.empty() ? "" : ", ") + item.name;

@@ -112,6 +112,8 @@ void EntityResolver::attribute(const Syntax::Member& member, Model::Entity& type
 void EntityResolver::directive(const Syntax::Member& member, Model::Entity& type) const {
    if (phrase(member) == "no factory") {
       type.hasFactory = false;
+   } else if (member.words.size() == 2 && member.words.front().text == "factory") {
+      type.factoryName = member.words.back().text;
    } else {
       reportMisplaced(member, "an entity", diagnostics_);
    }
@@ -294,18 +296,19 @@ const Model::Function* EntityResolver::handler(const Syntax::Word& name,
       wanted += (wanted.empty() ? " " : ", ") + parameter.name + " : " + parameter.type.type->name;
    }
    const std::vector<const Model::Function*> known = type.findFunctions(name.text);
-   for (const Model::Function* candidate : known) {
-      if (candidate->parameters.empty()) {
-         return candidate; // a handler need not know what changed
-      }
-      const bool same =
-          std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
-                     parameters.end(), [](const Model::Parameter& a, const Model::Parameter& b) {
-                        return a.type.type == b.type.type && a.type.form == b.type.form;
-                     });
-      if (same) {
-         return candidate;
-      }
+   const auto isCalledSo = [&](const Model::Function* candidate) {
+      return std::equal(candidate->parameters.begin(), candidate->parameters.end(), parameters.begin(),
+                        parameters.end(), [](const Model::Parameter& a, const Model::Parameter& b) {
+                           return a.type.type == b.type.type && a.type.form == b.type.form;
+                        });
+   };
+   const auto wantsNothing = [](const Model::Function* candidate) { return candidate->parameters.empty(); };
+   auto found = std::find_if(known.begin(), known.end(), isCalledSo);
+   if (found == known.end()) {
+      found = std::find_if(known.begin(), known.end(), wantsNothing); // a handler need not know what changed
+   }
+   if (found != known.end()) {
+      return *found;
    }
    if (!known.empty() && known.front()->declared) {
       diagnostics_.error(name.span, inQuotes(name.text) + " is called with other parameters here",

@@ -145,8 +145,8 @@ TEST(GeneratedTest, entitiesCreateTheirChildrenOnce) {
 TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    diary.clear();
    const auto total = everythingFactory("total");
-   const auto first = garageFactory("first");
-   const auto second = garageFactory("second");
+   const auto first = GarageIs("first");
+   const auto second = GarageIs("second");
    const auto dir = Vok::make<Vok::Dir>(Vok::Name("dir"));
    auto machine = vehicleCountSmFactory(total, first, dir);
    const auto step = [](std::vector<std::string> expected) {
@@ -162,7 +162,9 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    dir->entityPtrIs(second);
    first->readyIs(true);
    first->vokNotifyCollection(Garage::vehicleAttr);
-   step({"dir second", "ready", "all of first"});
+   first->placeIs(Garage::Place(1, 7), "corner");
+   first->vokNotifyCollection(Garage::placeAttr);
+   step({"dir second", "ready", "all of first", "place 7", "all places"});
    machine->garageIs(second);
    machine->garageIs(second);
    second->vehicleIs(Point(4), Gear::forwards);

@@ -105,6 +105,12 @@ void VehicleCountSm::handleFirstVehicles() {
 void VehicleCountSm::handleFirstReady() {
    diary.push_back("ready");
 }
+void VehicleCountSm::handlePlace() {
+   diary.push_back("all places");
+}
+void VehicleCountSm::handlePlace(const Garage::Place& place) {
+   diary.push_back("place " + std::to_string(place.number()));
+}
 void VehicleCountSm::handleGarage(const Vok::Name& garageKey) {
    diary.push_back("garage " + garageKey.text());
 }

@@ -1,6 +1,6 @@
 #include "tools/mplsctl/test/Fixture.h"
 
-#include "tools/mplsctl/Audit.h"
+#include "tools/mplsctl/lfib/Audit.h"
 
 #include <functional>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/mplsctl/LfibTables.h"
-#include "tools/mplsctl/Output.h"
+#include "tools/common/Output.h"
+#include "tools/mplsctl/lfib/LfibTables.h"
 
 #include "Mpls/MplsLfibWriter.h"
 #include "Pooltab/VokPooltab.h"
@@ -55,10 +55,10 @@ struct LfibFixture : testing::Test {
    }
 
    /// What a function wrote.
-   static std::string printed(const std::function<void(Output&)>& print) {
+   static std::string printed(const std::function<void(tools::Output&)>& print) {
       const int file = memfd_create("printed", 0);
       {
-         Output out(file);
+         tools::Output out(file);
          print(out);
          out.flush();
       }

@@ -1,5 +1,5 @@
-#include "tools/mplsctl/LoadPlan.h"
-#include "tools/mplsctl/RouteWords.h"
+#include "tools/mplsctl/lfib/LoadPlan.h"
+#include "tools/mplsctl/formats/RouteWords.h"
 
 #include "Pooltab/VokPooltab.h"
 

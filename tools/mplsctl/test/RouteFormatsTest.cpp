@@ -1,5 +1,5 @@
-#include "tools/mplsctl/IpRouteText.h"
-#include "tools/mplsctl/RouteWords.h"
+#include "tools/mplsctl/formats/IpRouteText.h"
+#include "tools/mplsctl/formats/RouteWords.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "tools/mplsctl/test/Fixture.h"
 
-#include "tools/mplsctl/Json.h"
-#include "tools/mplsctl/Schema.h"
-#include "tools/mplsctl/Words.h"
+#include "tools/common/Json.h"
+#include "tools/mplsctl/formats/Words.h"
+#include "tools/mplsctl/verbs/Schema.h"
 
 #include <nlohmann/json.hpp>
 #include <set>
@@ -15,8 +15,8 @@ TEST(Json, AnyTextReadsBackAsItWas) {
    std::string text;
    for (int c = 1; c < 128; ++c)
       text += static_cast<char>(c);
-   const std::string written = LfibFixture::printed([&](Output& out) {
-      Json writer(out, 2);
+   const std::string written = LfibFixture::printed([&](tools::Output& out) {
+      tools::Json writer(out, 2);
       writer.object().field(text, text).key("list").array().value(1).value(true).object().end();
       writer.array().end().end().field("last", ~Vok::U64(0)).end();
    });
@@ -37,7 +37,7 @@ TEST(Output, ComesWholeThroughAPipeThatTakesLittle) {
    });
    std::string expected;
    {
-      Output out(ends[1]);
+      tools::Output out(ends[1]);
       for (int i = 0; i < 60'000; ++i) {
          out.print("{},", i);
          expected += std::to_string(i) + ',';
@@ -74,7 +74,8 @@ TEST(Words, SourcesByTypeAndByName) {
 }
 
 TEST(Schema, IsClosedAndTellsTextFormsNumbersAndDefaults) {
-   const json schema = json::parse(LfibFixture::printed([](Output& out) { writeSchema(out, catalogue()); }));
+   const json schema =
+       json::parse(LfibFixture::printed([](tools::Output& out) { writeSchema(out, tools::catalogue()); }));
    std::map<std::string, json> types;
    for (const json& type : schema["types"])
       EXPECT_TRUE(types.emplace(type["name"], type).second) << type["name"] << " twice";

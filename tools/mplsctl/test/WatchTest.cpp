@@ -1,6 +1,6 @@
 #include "tools/mplsctl/test/Fixture.h"
 
-#include "tools/mplsctl/Watcher.h"
+#include "tools/mplsctl/lfib/Watcher.h"
 
 #include <algorithm>
 #include <map>

@@ -1,0 +1,191 @@
+#include "Mpls/LfibTrackingSm.h"
+
+#include "Pooltab/CheckedRead.h"
+#include "Vok/Assert.h"
+#include "Vok/Trace.h"
+
+namespace Mpls {
+
+namespace {
+
+constinit Vok::TraceFacility trace("LfibTrackingSm");
+
+/// Settles every row of a table, and every key of `known` that has no row any more.
+template <class Row, class Known, class Settle>
+void settleAll(const Pooltab::Collection<Row>& table, const Known& known, Settle settle) {
+   Pooltab::checkedWalk(table, [&](const Row& row) { settle(row.key(), &row); });
+   Row row;
+   for (const auto& entry : known)
+      if (!Pooltab::checkedFind(table, entry.key, row))
+         settle(entry.key, nullptr);
+}
+
+/// `route` is the row of the key, or null.
+void settle(LfibTrackingSm& sm, const RouteKey& routeKey, const LfibRoute* route) {
+   if (auto line = trace.at(8, sm.smTraceName()))
+      line << "handleLfibRoute"
+           << " routeKey " << routeKey;
+   sm.delRouteKeyViaSetKeyMapping(routeKey);
+   if (route)
+      sm.addRouteKeyViaSetKeyMapping(routeKey, route->viaSetKey());
+   sm.addRouteKeyBacklog(routeKey);
+}
+
+void settle(LfibTrackingSm& sm, const LfibViaSetKey& viaSetKey, const LfibViaSet* viaSet) {
+   if (auto line = trace.at(8, sm.smTraceName()))
+      line << "handleViaSet"
+           << " viaSetKey " << viaSetKey;
+   sm.delViaSetKeyViaKeyMapping(viaSetKey);
+   if (viaSet)
+      for (const auto [slot, viaKey] : viaSet->viaKeyEach())
+         sm.addViaSetKeyViaKeyMapping(viaSetKey, viaKey);
+   sm.maybeAddBacklogByViaSetKey(viaSetKey);
+}
+
+} // namespace
+
+Vok::Ptr<LfibTrackingStatus> LfibTrackingStatus::nameIsFromBackup(const Vok::Name& name) {
+   return lfibTrackingStatusFactory(name);
+}
+
+void LfibTrackingSm::handleInitialized() {
+   if (auto line = trace.entry(8, smTraceName()))
+      line << " lfibStatus " << lfibStatus()->name() << " trackingMode " << trackingMode();
+   vokAssert(!lfibTrackingStatus()->routeKeyBacklogs());
+   vokAssert(!lfibTrackingStatus()->viaSetKeyBacklogs());
+   vokAssert(!lfibTrackingStatus()->viaSetKeyToRouteKeySets());
+   initializedIs(true);
+   handleLfibRoutes(); // first: each via set then finds the routes that use it
+   handleViaSets();
+}
+
+// What the tables tell.
+
+void LfibTrackingSm::handleLfibRoute(const RouteKey& routeKey) {
+   vokAssert(initialized());
+   LfibRoute route;
+   const bool exists = Pooltab::checkedFind(lfibStatus()->lfibRouteTable(), routeKey, route);
+   settle(*this, routeKey, exists ? &route : nullptr);
+}
+
+void LfibTrackingSm::handleViaSet(const LfibViaSetKey& viaSetKey) {
+   if (!initialized())
+      return;
+   LfibViaSet viaSet;
+   const bool exists = Pooltab::checkedFind(lfibStatus()->viaSetTable(), viaSetKey, viaSet);
+   settle(*this, viaSetKey, exists ? &viaSet : nullptr);
+}
+
+void LfibTrackingSm::handleVia(const LfibViaKey& viaKey) {
+   if (!initialized())
+      return;
+   if (auto line = trace.at(8, smTraceName()))
+      line << "handleVia"
+           << " viaKey " << viaKey;
+   maybeAddBacklogByViaKey(viaKey);
+}
+
+void LfibTrackingSm::handleLfibRoutes() {
+   vokAssert(initialized());
+   settleAll(lfibStatus()->lfibRouteTable(), routeKeyToViaSetKeyEach(),
+             [this](const RouteKey& routeKey, const LfibRoute* route) { settle(*this, routeKey, route); });
+}
+
+void LfibTrackingSm::handleViaSets() {
+   vokAssert(initialized());
+   settleAll(lfibStatus()->viaSetTable(), viaSetKeyToViaKeySetEach(),
+             [this](const LfibViaSetKey& viaSetKey, const LfibViaSet* viaSet) {
+                settle(*this, viaSetKey, viaSet);
+             });
+}
+
+void LfibTrackingSm::handleVias() {
+   vokAssert(initialized());
+   const auto handleEach = [this](const auto& table) {
+      Pooltab::checkedWalk(table, [this](const auto& via) { handleVia(via.key()); });
+   };
+   const LfibStatus& lfib = *lfibStatus();
+   handleEach(lfib.mplsViaTable());
+   handleEach(lfib.pwViaTable());
+   handleEach(lfib.ipLookupViaTable());
+   handleEach(lfib.vlanViaTable());
+   handleEach(lfib.evpnVlanAwareViaTable());
+   handleEach(lfib.evpnEthernetSegmentFilterViaTable());
+   handleEach(lfib.evpnVlanFloodViaTable());
+   handleEach(lfib.evpnVlanAwareFloodViaTable());
+   handleEach(lfib.extFecViaTable());
+}
+
+// The reverse maps.
+
+void LfibTrackingSm::addRouteKeyViaSetKeyMapping(const RouteKey& routeKey, const LfibViaSetKey& viaSetKey) {
+   vokAssert(initialized());
+   routeKeyToViaSetKeyIs(routeKey, viaSetKey);
+   lfibTrackingStatus()->viaSetKeyToRouteKeySetIs(viaSetKey)->routeKeyIs(routeKey, true);
+}
+
+void LfibTrackingSm::delRouteKeyViaSetKeyMapping(const RouteKey& routeKey) {
+   vokAssert(initialized());
+   const LfibViaSetKey viaSetKey = routeKeyToViaSetKey(routeKey);
+   if (!viaSetKey && !routeKeyToViaSetKeyHas(routeKey))
+      return;
+   routeKeyToViaSetKeyDel(routeKey);
+   const auto viaSetToRouteMap = lfibTrackingStatus()->viaSetKeyToRouteKeySet(viaSetKey);
+   vokAssert(!!viaSetToRouteMap);
+   viaSetToRouteMap->routeKeyDel(routeKey);
+   if (viaSetToRouteMap->routeKeys() == 0)
+      lfibTrackingStatus()->viaSetKeyToRouteKeySetDel(viaSetKey);
+}
+
+void LfibTrackingSm::addViaSetKeyViaKeyMapping(const LfibViaSetKey& viaSetKey, const LfibViaKey& viaKey) {
+   vokAssert(initialized());
+   viaSetKeyToViaKeySetIs(viaSetKey)->viaKeyIs(viaKey, true);
+   viaKeyToViaSetKeySetIs(viaKey)->viaSetKeyIs(viaSetKey, true);
+}
+
+void LfibTrackingSm::delViaSetKeyViaKeyMapping(const LfibViaSetKey& viaSetKey) {
+   vokAssert(initialized());
+   const auto viaSetToViaMap = viaSetKeyToViaKeySet(viaSetKey);
+   if (!viaSetToViaMap)
+      return;
+   for (const LfibViaKey& viaKey : viaSetToViaMap->viaKeyEach()) {
+      const auto viaToViaSetMap = viaKeyToViaSetKeySet(viaKey);
+      vokAssert(!!viaToViaSetMap);
+      viaToViaSetMap->viaSetKeyDel(viaSetKey);
+      if (viaToViaSetMap->viaSetKeys() == 0)
+         viaKeyToViaSetKeySetDel(viaKey);
+   }
+   viaSetToViaMap->viaKeyDelAll();
+   viaSetKeyToViaKeySetDel(viaSetKey);
+}
+
+// The backlogs.
+
+void LfibTrackingSm::addRouteKeyBacklog(const RouteKey& routeKey) {
+   vokAssert(initialized());
+   if (trackingMode().backlogRoutes())
+      lfibTrackingStatus()->routeKeyBacklogIs(routeKey, true);
+}
+
+void LfibTrackingSm::addViaSetKeyBacklog(const LfibViaSetKey& viaSetKey) {
+   vokAssert(initialized());
+   if (trackingMode().backlogViaSets())
+      lfibTrackingStatus()->viaSetKeyBacklogIs(viaSetKey);
+}
+
+void LfibTrackingSm::maybeAddBacklogByViaSetKey(const LfibViaSetKey& viaSetKey) {
+   vokAssert(initialized());
+   addViaSetKeyBacklog(viaSetKey);
+   if (const auto routes = lfibTrackingStatus()->viaSetKeyToRouteKeySet(viaSetKey))
+      for (const RouteKey& routeKey : routes->routeKeyEach())
+         addRouteKeyBacklog(routeKey);
+}
+
+void LfibTrackingSm::maybeAddBacklogByViaKey(const LfibViaKey& viaKey) {
+   vokAssert(initialized());
+   if (const auto viaSets = viaKeyToViaSetKeySet(viaKey))
+      for (const LfibViaSetKey& viaSetKey : viaSets->viaSetKeyEach())
+         maybeAddBacklogByViaSetKey(viaSetKey);
+}
+
+} // namespace Mpls

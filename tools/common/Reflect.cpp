@@ -1,0 +1,64 @@
+#include "tools/common/Reflect.h"
+
+namespace tools {
+
+namespace {
+
+const void* placeOf(const Vok::FieldDescription& field, const void* value) {
+   return static_cast<const std::byte*>(value) + field.offset;
+}
+
+std::string textOf(const Vok::Type& type, const void* value) {
+   std::string text;
+   type.print(value, text);
+   if (text.size() >= 2 && text.front() == '\'' && text.back() == '\'')
+      text = text.substr(1, text.size() - 2);
+   return text;
+}
+
+bool isNumber(std::string_view text) {
+   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// The fields of a value that is worth an object; null for those that are one word, or written by hand.
+const Vok::ValueType* fieldsOf(const Vok::Type& type) {
+   const auto* value = dynamic_cast<const Vok::ValueType*>(&type);
+   return value && value->textForm() != "%s" ? value : nullptr;
+}
+
+} // namespace
+
+void writeValue(Json& json, const Vok::Type& type, const void* value) {
+   if (const Vok::ValueType* fields = fieldsOf(type)) {
+      json.object();
+      for (const Vok::FieldDescription& field : fields->fields())
+         writeValue(json.key(field.name), *field.type, placeOf(field, value));
+      json.end();
+      return;
+   }
+   const std::string text = textOf(type, value);
+   const bool plain = type.kind() == Vok::Kind::scalar || type.kind() == Vok::Kind::bounded;
+   if (plain && (text == "True" || text == "False"))
+      json.value(text == "True");
+   else if (plain && isNumber(text))
+      json.value(std::stoull(text));
+   else
+      json.value(text);
+}
+
+void printFields(Output& out, const Vok::ValueType& type, const void* value, std::size_t indent) {
+   for (const Vok::FieldDescription& field : type.fields()) {
+      if (field.name == "key")
+         continue;
+      out.blanks(indent);
+      out.print("{:<20}  {}\n", field.name, textOf(*field.type, placeOf(field, value)));
+   }
+}
+
+void writeFields(Json& json, const Vok::ValueType& type, const void* value) {
+   for (const Vok::FieldDescription& field : type.fields())
+      if (field.name != "key")
+         writeValue(json.key(field.name), *field.type, placeOf(field, value));
+}
+
+} // namespace tools

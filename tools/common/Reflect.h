@@ -1,0 +1,22 @@
+#pragma once
+
+#include "tools/common/Json.h"
+
+#include "Vok/Type.h"
+
+#include <string>
+
+/// Values shown through reflection, so that no tool lists a type's fields a second time.
+
+namespace tools {
+
+/// A value as JSON: numbers and booleans as such, values as objects of their fields, all else as its text.
+void writeValue(Json& json, const Vok::Type& type, const void* value);
+
+/// Appends a line "name  text" for every field but `key`, indented by so many blanks.
+void printFields(Output& out, const Vok::ValueType& type, const void* value, std::size_t indent);
+
+/// Writes "name": value for every field but `key` into the open object.
+void writeFields(Json& json, const Vok::ValueType& type, const void* value);
+
+} // namespace tools
