@@ -22,6 +22,11 @@ void sendPlain(ServerMount& mount, Wire::Kind kind) {
    mount.connection.send(kind, [&](auto& body) { body.u32(mount.id); });
 }
 
+/// Whether another piece of its state may be queued.
+bool hasRoom(const ServerMount& mount) {
+   return mount.connection.isOpen() && mount.connection.queued() < Wire::portion;
+}
+
 template <class T>
 void addOnce(std::vector<T*>& list, T* what) {
    if (std::ranges::find(list, what) == list.end())
@@ -327,7 +332,7 @@ void Roots::replacingDrop(Root& root) {
 // -------------------------------------------------------------------------------------------------------------
 // the end of a turn
 
-bool Roots::turnEnd() {
+void Roots::turnEnd() {
    if (journal_) {
       journal_->commit();
       if (journal_->isLong())
@@ -342,22 +347,23 @@ bool Roots::turnEnd() {
          owner->acknowledged = owner->accepted;
       }
    std::erase_if(unsure_, [](const ServerMount* owner) { return owner->acknowledged == owner->accepted; });
-   bool more = false;
    const auto busy = busy_;
    for (ServerMount* mount : busy)
-      more |= pump(*mount);
-   return more;
+      if (hasRoom(*mount))
+         pump(*mount);
 }
 
-/// Goes on telling the whole state when the queue is short. Returns whether there is more of it.
-bool Roots::pump(ServerMount& mount) {
-   if (mount.connection.queued() >= Wire::portion)
-      return false;
+bool Roots::hasMore() const {
+   return std::ranges::any_of(busy_, [](const ServerMount* mount) { return hasRoom(*mount); });
+}
+
+/// Tells the next piece of the whole state.
+void Roots::pump(ServerMount& mount) {
    if (mount.filter.isDirectory()) {
       listing(mount);
       mount.phase = Phase::live;
       std::erase(busy_, &mount);
-      return false;
+      return;
    }
    if (mount.phase == Phase::behind) {
       sendPlain(mount, Wire::Kind::snapshotBegin);
@@ -369,14 +375,13 @@ bool Roots::pump(ServerMount& mount) {
    if (!piece_.empty())
       mount.connection.sendRecords(mount.id, piece_);
    if (more)
-      return true;
+      return;
    sendPlain(mount, Wire::Kind::snapshotEnd);
    mount.cursor.reset();
    mount.phase = Phase::live;
    std::erase(busy_, &mount);
    if (mount.root->owner == &mount)
       std::erase(mount.root->readers, &mount);
-   return false;
 }
 
 // -------------------------------------------------------------------------------------------------------------
