@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <random>
 
 namespace Hubdb {
@@ -69,6 +70,63 @@ void RecordStore::apply(const Record& record) {
       }
    }
    compact();
+}
+
+void RecordStore::apply(Bytes batch, std::size_t& applied, const std::function<void(const Record&)>& before) {
+   // A record is looked at when it is read, which fetches the slot of its entity and its place in the index,
+   // halfway through the ring, which fetches what is stored, and at its end, when all that is near.
+   constexpr std::size_t ringSize = 16;
+   struct Ahead {
+      Record record;
+      U32 hash;
+   };
+   std::array<Ahead, ringSize> ring;
+   RecordReader reader(batch);
+   std::exception_ptr bad; // bytes that are no record, behind records that are
+   std::size_t read = 0;
+   applied = 0;
+   for (std::size_t done = 0;; ++done) {
+      for (bool more = true; more && !bad && read - done < ringSize;) {
+         Ahead& next = ring[read % ringSize];
+         try {
+            more = reader.next(next.record);
+         } catch (const Vok::Error&) {
+            bad = std::current_exception();
+            break;
+         }
+         if (more) {
+            next.hash = fetchPlace(next.record);
+            ++read;
+         }
+      }
+      if (done == read)
+         break;
+      if (done + ringSize / 2 < read)
+         fetchStored(ring[(done + ringSize / 2) % ringSize].hash);
+      const Record& record = ring[done % ringSize].record;
+      if (before)
+         before(record);
+      apply(record);
+      applied += record.whole.size();
+   }
+   if (bad)
+      std::rethrow_exception(bad);
+}
+
+U32 RecordStore::fetchPlace(const Record& record) const {
+   if (record.op == RecordOp::gone)
+      return 0;
+   if (const Slot* slot = this->slot(record.op == RecordOp::member ? record.parent : record.entity))
+      __builtin_prefetch(slot);
+   const U32 hash = hashOf(record, record.key);
+   index_.fetch(hash);
+   return hash;
+}
+
+void RecordStore::fetchStored(U32 hash) const {
+   const Ref ref = index_.find(hash, [](Ref) { return true; });
+   if (ref != none)
+      __builtin_prefetch(&chunks_[ref >> chunkBits][ref & (chunkSize - 1)], 1);
 }
 
 void RecordStore::memberApply(const Record& record) {

@@ -242,7 +242,13 @@ void Roots::records(ServerMount& owner, Bytes records) {
    for (ServerMount* reader : root.readers)
       if (reader->phase == Phase::snapshot && !root.replacing)
          beingTold.push_back(reader);
-   RecordReader reader(records);
+   std::function<void(const Record&)> tell;
+   if (!beingTold.empty())
+      tell = [&](const Record& record) {
+         for (ServerMount* told : beingTold)
+            if (told->cursor->concerns(record))
+               told->forward.insert(told->forward.end(), record.whole.begin(), record.whole.end());
+      };
    std::size_t applied = 0;
    const auto accept = [&] {
       if (applied == 0)
@@ -252,17 +258,12 @@ void Roots::records(ServerMount& owner, Bytes records) {
          forward(root, records.first(applied));
    };
    try {
-      for (Record record; reader.next(record); applied = reader.offset() + record.whole.size()) {
-         for (ServerMount* told : beingTold)
-            if (told->cursor->concerns(record))
-               told->forward.insert(told->forward.end(), record.whole.begin(), record.whole.end());
-         store.apply(record);
-      }
+      store.apply(records, applied, tell);
    } catch (const Vok::Error& error) {
       for (ServerMount* told : beingTold) // the record refused may be among them
          tellWhole(*told);
       accept();
-      throw Vok::LogError("record at byte " + std::to_string(reader.offset()) + " for '" + root.path +
+      throw Vok::LogError("record at byte " + std::to_string(applied) + " for '" + root.path +
                           "': " + error.what());
    }
    accept();
