@@ -27,6 +27,11 @@ struct ServerMount {
    ServerMount(Connection& connection, const MountRequest& request)
        : connection(connection), id(request.mount), filter(request.filter), path(request.path) {}
 
+   /// A frame that says no more than this.
+   void say(Wire::Kind kind);
+   /// Whether another piece of its state may be queued.
+   bool hasRoom() const;
+
    Connection& connection;
    MountId id;
    MountFilter filter;
@@ -90,6 +95,7 @@ class Roots {
    void remove(Root& root);
    void replay(JournalKind kind, Vok::U32 number, Bytes body);
    void replayCreate(Vok::U32 number, Bytes body);
+   void accepted(ServerMount& owner);
    void replacingDrop(Root& root);
    void replace(Root& root);
    void journal(JournalKind kind, const Root& root, Bytes body = {});
