@@ -1,4 +1,4 @@
-// Readable forms and helpers of the value types, and the LFIB as entities.
+// Readable forms and helpers of the value types, and the dumps of the entities.
 #include "Mpls/Mpls.h"
 
 #include "Mpls/MplsTypes.h"
@@ -210,6 +210,11 @@ void line(String& out, Vok::U32 indent, const String& text) {
    out.append(indent, ' ').append(text).append("\n");
 }
 
+void lineOfDefaultRoute(String& out, Vok::U32 indent, bool allowed) {
+   line(out, indent,
+        allowed ? "nexthopResolutionAllowDefaultRoute: True" : "nexthopResolutionAllowDefaultRoute: False");
+}
+
 String indexAndType(const LFib::AdjacencyBase& adjacency) {
    return "index: " + number(adjacency.index()) + ", adjType: " + Vok::stringValue(adjacency.adjType());
 }
@@ -218,9 +223,7 @@ String indexAndType(const LFib::AdjacencyBase& adjacency) {
 
 String LfibBase::dumpState(Vok::U32 indent) const {
    String text;
-   line(text, indent,
-        nexthopResolutionAllowDefaultRoute() ? "nexthopResolutionAllowDefaultRoute: True"
-                                             : "nexthopResolutionAllowDefaultRoute: False");
+   lineOfDefaultRoute(text, indent, nexthopResolutionAllowDefaultRoute());
    line(text, indent, "lfibAdjacencies #" + number(lfibAdjacencys()));
    for (const auto& entry : lfibAdjacencyEach()) {
       line(text, indent + 2, indexAndType(*entry.value));
@@ -263,6 +266,18 @@ String Status::dumpState(Vok::U32 indent) const {
 String ProtocolLfib::dumpState(Vok::U32 indent) const {
    String text = LfibBase::dumpState(indent);
    dumpRoutes(text, indent, *this);
+   return text;
+}
+
+// The configuration.
+
+String Config::dumpState(Vok::U32 indent) const {
+   String text;
+   line(text, indent, mplsRouting() ? "mplsRouting: True" : "mplsRouting: False");
+   lineOfDefaultRoute(text, indent, nexthopResolutionAllowDefaultRoute());
+   line(text, indent, "mplsRoutingDisabledIntfs:");
+   for (const Kinet::IntfId& intf : mplsRoutingDisabledIntfEach())
+      text.append(indent + 2, ' ').append(intf.stringValue());
    return text;
 }
 

@@ -39,8 +39,27 @@ class BoundedNumber {
       return a.value_ <=> b.value_;
    }
 
-  private:
+  protected:
    Rep value_ = Default;
+};
+
+/// The base of a bounded number declared `sums unchecked`. A sum is taken modulo the size of Rep and may
+/// lie outside the bounds; whoever takes such numbers checks them.
+template <class Derived, class Rep, Rep Low, Rep High, Rep Default>
+class SummedNumber : public BoundedNumber<Derived, Rep, Low, High, Default> {
+  public:
+   using BoundedNumber<Derived, Rep, Low, High, Default>::BoundedNumber;
+   static constexpr bool sumsUnchecked = true;
+
+   template <class Added>
+   requires std::convertible_to<Added, Rep>
+   constexpr Derived& operator+=(Added added) {
+      this->value_ = static_cast<Rep>(this->value_ + static_cast<Rep>(added));
+      return static_cast<Derived&>(*this);
+   }
+   template <class Added>
+   requires std::convertible_to<Added, Rep>
+   friend constexpr Derived operator+(Derived sum, Added added) { return sum += added; }
 };
 
 /// The base of a generated bounded string of at most MaxBytes bytes.

@@ -1,6 +1,7 @@
 #pragma once
 // An array of slots indexed by a bounded number: the variable part of table rows.
 
+#include "Vok/Assert.h"
 #include "Vok/Bounded.h"
 
 #include <memory>
@@ -27,7 +28,8 @@ class IndexedArray {
       return *this;
    }
 
-   /// The value in a slot; the default when it is not set. Index raises RangeError for a bad number.
+   /// The value in a slot; the default when it is not set. Index raises RangeError for a bad number; a sum
+   /// that went past its bounds unchecked stops the process.
    T get(Index index) const {
       const std::size_t at = offset(index);
       return at < limit_ ? slots()[at] : T();
@@ -102,7 +104,17 @@ class IndexedArray {
    }
 
   private:
-   static std::size_t offset(Index index) { return std::size_t(index.value()) - Index::lowest; }
+   static bool offsetIsValid(std::size_t off) { return off < capacity; }
+   static std::size_t offset(Index index) {
+      const std::size_t off = std::size_t(index.value()) - Index::lowest;
+      if constexpr (requires { Index::sumsUnchecked; }) {
+         // The message is the condition as it stands.
+         // clang-format off
+         vokAssert(offsetIsValid( off ));
+         // clang-format on
+      }
+      return off;
+   }
    T* slots() { return reinterpret_cast<T*>(storage_); }
    const T* slots() const { return reinterpret_cast<const T*>(storage_); }
 

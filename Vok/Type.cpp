@@ -218,11 +218,15 @@ void ValueType::parse(TextParser& parser, void* value) const {
 }
 
 void ValueType::writeLog(const void* value, NboAttrLog::Writer& log) const {
+   if (hooks_.writeLog)
+      return hooks_.writeLog(value, log);
    for (const FieldDescription& field : fields_)
       field.type->writeLog(fieldOf(value, field), log);
 }
 
 void ValueType::readLog(NboAttrLog::Reader& log, void* value) const {
+   if (hooks_.readLog)
+      return hooks_.readLog(log, value);
    for (const FieldDescription& field : fields_) {
       void* at = fieldOf(value, field);
       field.type->readLog(log, at);

@@ -166,6 +166,8 @@ class ValueType final : public Type {
       void (*check)(const void* value) = nullptr; ///< invariants, in declared order; raises RangeError
       void (*print)(const void* value, String& out) = nullptr; ///< text form by hand
       void (*parse)(TextParser& parser, void* value) = nullptr;
+      void (*writeLog)(const void* value, NboAttrLog::Writer& log) = nullptr; ///< log form by hand
+      void (*readLog)(NboAttrLog::Reader& log, void* value) = nullptr;
       bool emptyText = false; ///< a holder of constants: no text at all
    };
 

@@ -55,7 +55,7 @@ U32 hashFields(const T& value) {
 
 /// Describes a generated value or row. What the class declares decides the rest: vokCheck() const for
 /// invariants, stringValue() and parseText() when its text form is written by hand (vokTextByHand),
-/// vokConstants() for its constants.
+/// writeLog() and readLog() when its log form is (vokLogByHand), vokConstants() for its constants.
 template <class T>
 ValueType describeValue(std::string_view name, std::string_view doc) {
    std::vector<FieldDescription> fields;
@@ -78,6 +78,12 @@ ValueType describeValue(std::string_view name, std::string_view doc) {
          out += static_cast<const T*>(value)->stringValue();
       };
       hooks.parse = [](TextParser& parser, void* value) { T::parseText(parser, *static_cast<T*>(value)); };
+   }
+   if constexpr (requires { T::vokLogByHand; }) {
+      hooks.writeLog = [](const void* value, NboAttrLog::Writer& log) {
+         static_cast<const T*>(value)->writeLog(log);
+      };
+      hooks.readLog = [](NboAttrLog::Reader& log, void* value) { T::readLog(log, *static_cast<T*>(value)); };
    }
    std::vector<Constant> constants;
    if constexpr (requires { T::vokConstants(); })

@@ -13,9 +13,9 @@ class NotifieeEmitter {
   public:
    NotifieeEmitter(const Model::Entity& type, const Spelling& spelling)
        : type_(type), spelling_(spelling), class_(className(type)) {
-      // A base without attributes has no notifiee of its own.
+      // A base without attributes, or of which none are declared, has no notifiee of its own.
       const Model::Entity* base = type.base;
-      while (base && base->attributes.empty() && base->kind != Model::Type::Kind::externalEntity) {
+      while (base && base->attributes.empty()) {
          base = base->base;
       }
       base_ = base ? spelling.type(*base) + "::Notifiee" : "Vok::Notifiee";

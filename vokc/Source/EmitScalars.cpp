@@ -98,7 +98,9 @@ std::string constantDeclarations(const std::vector<Model::Constant>& constants, 
 
 Fragment emitBounded(const Model::Bounded& type, const Spelling& spelling) {
    const std::string& name = type.name;
-   const std::string base = type.isText() ? "BoundedString" : "BoundedNumber";
+   const std::string base = type.isText()        ? "BoundedString"
+                            : type.sumsUnchecked ? "SummedNumber"
+                                                 : "BoundedNumber";
    std::vector<std::string> arguments = {name};
    if (type.isText()) {
       arguments.push_back(Model::numberText(*type.length->number));

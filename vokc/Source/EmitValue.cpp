@@ -215,6 +215,11 @@ class ValueEmitter {
          line("Vok::String stringValue() const;");
          line("static void parseText(Vok::TextParser& parser, " + type_.name + "& value);");
       }
+      if (type_.log == By::hand) {
+         line("static constexpr bool vokLogByHand = true;");
+         line("void writeLog(Vok::NboAttrLog::Writer& log) const;");
+         line("static void readLog(Vok::NboAttrLog::Reader& log, " + type_.name + "& value);");
+      }
       const std::vector<std::string> reflected = constantEntries(type_.constants, type_);
       if (!reflected.empty()) {
          line("static std::vector<Vok::Constant> vokConstants();");

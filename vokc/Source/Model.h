@@ -96,6 +96,7 @@ struct Bounded : Type {
    std::unique_ptr<Expression> length;       ///< of a text: most bytes
    std::unique_ptr<Expression> byDefault;
    std::string message;
+   bool sumsUnchecked = false;
 };
 
 /// Up to 32 named bits; the number of an enumerator is its bit.
@@ -206,7 +207,8 @@ struct Value : Type {
    std::vector<Constant> constants;
    std::vector<Invariant> invariants;
    std::vector<std::unique_ptr<Function>> functions;
-   By order = By::generated, hash = By::generated, equality = By::generated, text = By::generated;
+   By order = By::generated, hash = By::generated, equality = By::generated, text = By::generated,
+      log = By::generated;
 };
 
 /// `react VokRouteConfig to config[].route -> handleConfigEntry`

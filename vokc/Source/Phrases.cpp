@@ -30,10 +30,11 @@ std::string phrase(const Member& member) {
 
 void reportMisplaced(const Member& member, std::string_view where, Diagnostics& diagnostics) {
    static const std::vector<std::string> known = {
-       "unhashable", "unordered",   "order by hand", "hash by hand", "equality by hand", "text by hand",
-       "text none",  "text bare",   "log unchecked", "near",         "no factory",       "factory",
-       "constant",   "derived",     "invariant",     "range",        "length",           "default",
-       "operation",  "constructor", "react",         "handler"};
+       "unhashable",     "unordered",   "order by hand", "hash by hand",  "equality by hand",
+       "text by hand",   "text none",   "text bare",     "log unchecked", "log by hand",
+       "sums unchecked", "near",        "no factory",    "factory",       "constant",
+       "derived",        "invariant",   "range",         "length",        "default",
+       "operation",      "constructor", "react",         "handler"};
    if (member.kind == Kind::directive) {
       const std::string text = phrase(member);
       const bool isKnown = std::find(known.begin(), known.end(), text) != known.end() ||

@@ -96,6 +96,8 @@ void ScalarResolver::boundedNumber(const Declaration& declaration, Model::Bounde
          type.upper = expressions_.value(*member.upper, type, *type.storage);
       } else if (member.kind == Kind::byDefault) {
          byDefault = &member;
+      } else if (member.kind == Kind::directive && phrase(member) == "sums unchecked") {
+         type.sumsUnchecked = true;
       } else if (member.kind != Kind::constant) {
          reportMisplaced(member, "a bounded number", diagnostics_);
       }

@@ -198,6 +198,8 @@ void ValueResolver::directive(const Member& member, Model::Value& type) const {
       type.hash = By::hand;
    } else if (text == "equality by hand") {
       type.equality = By::hand;
+   } else if (text == "log by hand") {
+      type.log = By::hand;
    } else if (text == "text by hand") {
       type.text = By::hand;
    } else if (text == "text none") {

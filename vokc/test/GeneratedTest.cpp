@@ -85,6 +85,30 @@ TEST(GeneratedTest, whatIsDecidedByHandIs) {
    EXPECT_EQ(Point(5).gear(), Gear::forwards);
    EXPECT_TRUE(!Point::origin());
    EXPECT_LT(Point(5, Gear::backwards), Point(6, Gear::parked));
+   Vok::NboAttrLog::Writer log;
+   const ByHand written(0x102);
+   ByHand::vokType().writeLog(&written, log);
+   EXPECT_EQ(log.buffer(), std::vector<Vok::U8>{2});
+   Vok::NboAttrLog::Reader reader(log.buffer());
+   ByHand read;
+   ByHand::vokType().readLog(reader, &read);
+   EXPECT_EQ(read.number(), 2u);
+}
+
+TEST(GeneratedTest, uncheckedSumsArePlainAndStopWhereTheyAreUsed) {
+   Slot slot(6);
+   EXPECT_EQ(slot + Slot(1), Slot(7));
+   EXPECT_EQ((slot += 3).value(), 9);
+   EXPECT_EQ((slot + 250).value(), 3);
+   EXPECT_DEATH(Listing().itemIs(slot, Point(1)), "assertion failed: offsetIsValid\\( off \\)");
+}
+
+TEST(GeneratedTest, anEntityCanStandOnABaseWrittenByHand) {
+   const Vok::Ptr<Circle> circle = circleFactory("c");
+   circle->radiusIs(2);
+   EXPECT_EQ(Vok::Ptr<Shape>(circle)->area(), 12u);
+   EXPECT_TRUE(Circle::vokType().isA(Shape::vokType()));
+   EXPECT_EQ(Circle::vokType().attribute("radius")->id, Shape::vokAttrEnd);
 }
 
 TEST(GeneratedTest, collectionsOfValuesRunTheirChecks) {
@@ -175,8 +199,16 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    step({"second point 13"});
    first->vehicleIs(Point(6), Gear::forwards);
    step({"first point 6", "first point 6"}); // its two reactors, in order of attachment
+   const auto third = garageFactory("third"), fourth = garageFactory("fourth");
+   machine->currentIs(third);
+   third->vehicleIs(Point(7), Gear::forwards);
+   machine->currentIs(fourth);
+   third->vehicleDelAll();
+   fourth->vehicleIs(Point(8), Gear::forwards);
+   step({"current point 7", "current point 8"}); // only what the pointer points to
    machine = nullptr;
    first->vehicleDelAll();
+   fourth->vehicleDelAll();
    step({});
 }
 

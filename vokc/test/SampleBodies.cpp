@@ -41,6 +41,12 @@ void ByHand::parseText(Vok::TextParser& parser, ByHand& value) {
    parser.expect("#");
    Vok::typeOf<Vok::U32>().parse(parser, &value.number_);
 }
+void ByHand::writeLog(Vok::NboAttrLog::Writer& log) const {
+   log.u8(static_cast<Vok::U8>(number_));
+}
+void ByHand::readLog(Vok::NboAttrLog::Reader& log, ByHand& value) {
+   value.number_ = log.u8();
+}
 
 void Bag::verifyPoint(const Point& point) const {
    if (!point)
@@ -82,6 +88,14 @@ void Everything::handleInitialized() {
    titleIs("made");
 }
 
+const Vok::EntityType& Shape::vokType() {
+   static const Vok::EntityType type("Sample::Shape", Vok::Kind::entity, "", nullptr, {}, {});
+   return type;
+}
+Vok::U32 Circle::area() const {
+   return 3 * radius_ * radius_;
+}
+
 void VehicleCountSm::handleInitialized() {
    diary.push_back("initialized");
    garageIs(first());
@@ -89,6 +103,9 @@ void VehicleCountSm::handleInitialized() {
 }
 void VehicleCountSm::handlePending() {
    diary.push_back("pending " + std::to_string(pendings()));
+}
+void VehicleCountSm::handleCurrentVehicle(const Point& key) {
+   diary.push_back("current " + key.stringValue());
 }
 void VehicleCountSm::setOutput(const Point& point) {
    total()->markIs(point, garageSetHas(point));

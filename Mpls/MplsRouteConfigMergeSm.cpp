@@ -1,0 +1,126 @@
+#include "Mpls/MplsRouteConfigMergeSm.h"
+
+#include "Mpls/ConfigMount.h"
+#include "Vok/Assert.h"
+#include "Vok/Trace.h"
+
+namespace Mpls {
+
+namespace {
+
+constinit Vok::TraceFacility trace("MplsRouteConfigMergeSm");
+
+Vok::String mountPath(const Vok::Name& source) {
+   return "routing/mpls/route/input/dynamic/" + source.text();
+}
+
+} // namespace
+
+void RouteConfigMergeSm::handleInitialized() {
+   if (auto line = trace.entry(8))
+      line << " mergedConfig " << mergedConfig()->name();
+   vokAssertMessage(!mergedConfig()->routes(), "merged config should not have any routes on startup");
+   vokAssertMessage(!mergedConfig()->ready(), "merged config should not be ready on startup");
+   initializedIs(true);
+   configIs(cliConfig());
+   for (const auto& entry : configDir()->entityPtrEach())
+      pendingMountIs(entry.key);
+   handlePendingMount();
+   for (const auto& entry : configDir()->entityPtrEach())
+      handleConfigDirEntry(entry.key);
+}
+
+void RouteConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
+   if (auto line = trace.entry(8))
+      line << " name " << name;
+   vokAssert(initialized());
+   if (!configDir()->entityPtrHas(name))
+      stopOnRemoval(trace, name);
+   pendingMountIs(name);
+   startMount(routeConfigMounterFactory(name, this), mountPath(name), "Mpls::RouteConfigInput");
+}
+
+void RouteConfigMergeSm::handleConfigSource(const Vok::Name& source) {
+   if (auto line = trace.entry(8))
+      line << " source " << source;
+   vokAssert(initialized());
+   const Vok::Ptr<RouteConfigInput> input = config(source);
+   if (!input) {
+      if (auto line = trace.at(0))
+         line << "missing expected config from " << source;
+      // The message is the condition as it stands.
+      // clang-format off
+      vokAssert(config( source ));
+      // clang-format on
+   }
+   for (const auto& entry : input->routeEach())
+      handleConfigEntry(source, entry.key);
+}
+
+void RouteConfigMergeSm::handleConfigEntry(const Vok::Name& source, const RouteKeyAndMetric& key) {
+   if (auto line = trace.entry(8))
+      line << " source " << source << " key " << key;
+   vokAssert(initialized());
+   const Vok::Ptr<RouteConfigInput> input = config(source);
+   if (input && input->routeHas(key)) {
+      sourceSetIs(key)->sourceIs(source, true);
+   } else if (const Vok::Ptr<SourceSet> sources = sourceSet(key)) {
+      sources->sourceDel(source);
+      if (!sources->sources())
+         sourceSetDel(key);
+   }
+   setOutputForEntry(key);
+}
+
+void RouteConfigMergeSm::setOutputForEntry(const RouteKeyAndMetric& key) {
+   if (auto line = trace.entry(8))
+      line << " key " << key;
+   vokAssert(initialized());
+   const Vok::Ptr<SourceSet> sources = sourceSet(key);
+   const Vok::U32 count = sources ? sources->sources() : 0;
+   if (count != 1) {
+      mergedConfig()->routeDel(key);
+      if (auto line = trace.at(1))
+         line << "setOutputForEntry"
+              << " removed merge confict entry for " << key << " with source count " << count;
+      return;
+   }
+   const Vok::Name source = *sources->sourceEach().begin();
+   const Vok::Ptr<RouteConfigInput> input = config(source);
+   const Vok::Ptr<Route> activeEntry = input ? input->route(key) : nullptr;
+   if (!activeEntry) {
+      if (auto line = trace.at(0))
+         line << "missing expected key " << key.topLabel() << " " << source;
+      vokAssert(activeEntry);
+   }
+   mergedConfig()->routeIs(activeEntry);
+   if (auto line = trace.at(1))
+      line << "setOutputForEntry"
+           << " add merged config entry for " << key << " from source " << source;
+}
+
+void RouteConfigMergeSm::handlePendingMount() {
+   if (auto line = trace.entry(8))
+      line << " pendingMounts " << pendingMounts();
+   vokAssert(initialized());
+   if (!pendingMounts())
+      mergedConfig()->readyIs(true);
+}
+
+void RouteConfigMounter::doMountsComplete(const Hubdb::MountStatus& mountStatus,
+                                          const Vok::Ptr<Hubdb::EntityManager>& entityManager) {
+   if (auto line = trace.at(8))
+      line << "doMountsComplete"
+           << " mountStatus " << mountStatus << " for " << name();
+   checkMounted(trace, mountStatus);
+   const auto input = entityManager->get<RouteConfigInput>(mountPath(name()));
+   if (!input) {
+      if (auto line = trace.at(0))
+         line << "internal error for " << name();
+      return;
+   }
+   sm()->configIs(input);
+   sm()->pendingMountDel(name());
+}
+
+} // namespace Mpls

@@ -1,0 +1,148 @@
+#include "Mpls/VrfLabelConfigMergeSm.h"
+
+#include "Mpls/ConfigMount.h"
+#include "Vok/Assert.h"
+#include "Vok/Trace.h"
+
+namespace Mpls {
+
+namespace {
+
+constinit Vok::TraceFacility trace("VrfLabelConfigMergeSm");
+
+Vok::String mountPath(const Vok::Name& source) {
+   return "routing/mpls/vrfLabel/input/dynamic/" + source.text();
+}
+
+} // namespace
+
+void VrfLabelConfigMergeSm::handleInitialized() {
+   if (auto line = trace.entry(8))
+      line << " mergedConfig " << mergedConfig()->name();
+   vokAssertMessage(!mergedConfig()->vrfLabels(), "merged config should not have any routes on startup");
+   vokAssertMessage(!mergedConfig()->ready(), "merged config should not be ready on startup");
+   initializedIs(true);
+   configIs(cliConfig());
+   for (const auto& entry : configDir()->entityPtrEach())
+      pendingMountIs(entry.key);
+   handlePendingMount();
+   for (const auto& entry : configDir()->entityPtrEach())
+      handleConfigDirEntry(entry.key);
+}
+
+void VrfLabelConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
+   if (auto line = trace.entry(8))
+      line << " name " << name;
+   vokAssert(initialized());
+   if (!configDir()->entityPtrHas(name))
+      stopOnRemoval(trace, name);
+   pendingMountIs(name);
+   startMount(vrfLabelConfigMounterFactory(name, this), mountPath(name), "Mpls::VrfLabelConfigInput");
+}
+
+void VrfLabelConfigMergeSm::handleConfigSource(const Vok::Name& source) {
+   if (auto line = trace.entry(8))
+      line << " source " << source;
+   vokAssert(initialized());
+   const Vok::Ptr<VrfLabelConfigInput> input = config(source);
+   if (!input) {
+      if (auto line = trace.at(0))
+         line << "missing expected config from " << source;
+      // The message is the condition as it stands.
+      // clang-format off
+      vokAssert(config( source ));
+      // clang-format on
+   }
+   for (const auto& entry : input->vrfLabelEach())
+      handleConfigEntry(source, entry.key);
+}
+
+void VrfLabelConfigMergeSm::handleConfigEntry(const Vok::Name& source, Kinet::MplsLabel label) {
+   if (auto line = trace.at(8))
+      line << "handleConfigEntry"
+           << " for " << source << ", label " << label;
+   vokAssert(initialized());
+   const Vok::Ptr<VrfLabelConfigInput> input = config(source);
+   if (!input) {
+      if (auto line = trace.at(0))
+         line << "missing expected config from " << source;
+   }
+   if (input && !!input->vrfLabel(label)) {
+      sourceSetIs(label)->sourceIs(source, true);
+   } else if (const Vok::Ptr<SourceSet> sources = sourceSet(label)) {
+      sources->sourceDel(source);
+      if (!sources->sources())
+         sourceSetDel(label);
+   }
+   setOutputForEntry(label);
+}
+
+void VrfLabelConfigMergeSm::setOutputForEntry(Kinet::MplsLabel label) {
+   if (auto line = trace.at(8))
+      line << "setOutputForEntry"
+           << " for label " << label;
+   vokAssert(initialized());
+   VrfLabel priorityEntry;
+   Vok::Name activeSource;
+   bool priorityDynamic = false;
+   bool conflict = false;
+   if (const Vok::Ptr<SourceSet> sources = sourceSet(label)) {
+      for (const Vok::Name& source : sources->sourceEach()) {
+         const Vok::Ptr<VrfLabelConfigInput> input = config(source);
+         const VrfLabel activeEntry = input ? input->vrfLabel(label) : VrfLabel();
+         if (auto line = trace.at(8))
+            line << " priorityEntry " << priorityEntry << " activeSource " << source << " activeEntry "
+                 << activeEntry;
+         if (auto line = trace.at(8))
+            line << " !priorityEntry " << !priorityEntry << " !dynamic " << !activeEntry.dynamic();
+         if (!priorityEntry || !activeEntry.dynamic()) {
+            priorityEntry = activeEntry;
+            activeSource = source;
+            priorityDynamic = activeEntry.dynamic();
+            if (!activeEntry.dynamic()) {
+               conflict = false;
+               break;
+            }
+         } else if (priorityDynamic) {
+            conflict = true;
+         }
+      }
+   }
+   if (!conflict && !!priorityEntry) {
+      if (auto line = trace.at(1))
+         line << "setOutputForEntry"
+              << " add merged config entry for " << label << " from source " << activeSource;
+      mergedConfig()->vrfLabelIs(priorityEntry);
+   } else {
+      if (auto line = trace.at(1))
+         line << "setOutputForEntry"
+              << " removed entry for " << label;
+      mergedConfig()->vrfLabelDel(label);
+   }
+}
+
+void VrfLabelConfigMergeSm::handlePendingMount() {
+   if (auto line = trace.entry(8))
+      line << " pendingMounts " << pendingMounts();
+   vokAssert(initialized());
+   if (!pendingMounts())
+      mergedConfig()->readyIs(true);
+}
+
+void VrfLabelConfigMounter::doMountsComplete(const Hubdb::MountStatus& mountStatus,
+                                             const Vok::Ptr<Hubdb::EntityManager>& entityManager) {
+   if (auto line = trace.at(8))
+      line << "doMountsComplete"
+           << " mountStatus " << mountStatus << " for " << name();
+   checkMounted(trace, mountStatus);
+   const auto input = entityManager->get<VrfLabelConfigInput>(mountPath(name()));
+   if (!input) {
+      if (auto line = trace.at(0))
+         line << "internal error for " << name();
+      return;
+   }
+   sm()->configIs(input);
+   sm()->pendingMountDel(name());
+}
+
+} // namespace Mpls
