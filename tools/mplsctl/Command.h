@@ -40,6 +40,7 @@ void verifyVerb(CLI::App& program, Session& session);
 void statsVerb(CLI::App& program, Session& session);
 void schemaVerb(CLI::App& program, Session& session);
 void ldpVerb(CLI::App& program, Session& session);
+void segmentRoutingVerb(CLI::App& program, Session& session);
 
 /// The nouns of `show` that stand beside their verbs.
 void addShowLdp(CLI::App& show, Session& session);

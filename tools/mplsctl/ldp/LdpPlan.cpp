@@ -140,7 +140,7 @@ std::set<LdpPlace> LdpPlan::wishedAdvertisements(const LdpFiles& files, const st
       if (files.badNeighbors.contains(peer) || !session.mappings)
          continue;
       // Who was sent a mapping for every label was told of every label; of fewer nobody knows which.
-      if (session.row.state().value() != "OPERATIONAL" || *session.mappings == 0)
+      if (session.row.state().text() != "OPERATIONAL" || *session.mappings == 0)
          continue;
       if (*session.mappings < static_cast<std::int64_t>(labelled_.size())) {
          addRemark(remarks_, Remark::Kind::skipped, 0,

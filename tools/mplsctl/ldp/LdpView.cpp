@@ -97,7 +97,7 @@ void writeNeighbor(tools::Json& json, const Ldp::LdpIdentifier& peer, const LdpN
       json.field("tcpRemoteAddress", row->remoteAddress().stringValue());
       json.field("tcpRemotePort", row->remotePort()).field("sessionHoldtime", row->holdTime());
       json.field("keepAliveInterval", row->keepAlive())
-          .field("state", std::string_view(row->state().value()));
+          .field("state", std::string_view(row->state().text()));
       json.key("discoverySources").object().key(familyText(row->localAddress().family())).array();
       for (const auto [index, link] : row->linkEach())
          json.value("interface: " + std::string(link.name()));
@@ -178,7 +178,7 @@ void showLdpNeighbors(const LdpView& view, Format format, tools::Output& out) {
          for (const auto [index, link] : row->linkEach())
             links.append(links.empty() ? "" : ",").append(link.name());
       table.cell(row ? familyText(row->remoteAddress().family()) : "-").cell(ldpPeerText(peer));
-      table.cell(row ? std::string_view(row->state().value()) : "-");
+      table.cell(row ? std::string_view(row->state().text()) : "-");
       table.cell(row ? row->remoteAddress().stringValue() : "-").cell(links.empty() ? "-" : links);
       table.cell(count.received).cell(count.advertised).cell(count.inUse);
    }
