@@ -96,8 +96,7 @@ void writeNeighbor(tools::Json& json, const Ldp::LdpIdentifier& peer, const LdpN
           .field("tcpLocalPort", row->localPort());
       json.field("tcpRemoteAddress", row->remoteAddress().stringValue());
       json.field("tcpRemotePort", row->remotePort()).field("sessionHoldtime", row->holdTime());
-      json.field("keepAliveInterval", row->keepAlive())
-          .field("state", std::string_view(row->state().text()));
+      json.field("keepAliveInterval", row->keepAlive()).field("state", std::string_view(row->state().text()));
       json.key("discoverySources").object().key(familyText(row->localAddress().family())).array();
       for (const auto [index, link] : row->linkEach())
          json.value("interface: " + std::string(link.name()));
@@ -124,8 +123,8 @@ void LdpView::requireWhole() const {
                                             ": rows that cannot be read are missing");
 }
 
-void showLdpBindings(const LdpView& view, Format format, tools::Output& out) {
-   if (format != Format::text) {
+void showLdpBindings(const LdpView& view, bool asJson, tools::Output& out) {
+   if (asJson) {
       tools::Json json(out, 2);
       json.object().key("bindings").array();
       eachBinding(view, [&](const BindingRow& row) {
@@ -145,7 +144,7 @@ void showLdpBindings(const LdpView& view, Format format, tools::Output& out) {
    table.print(out);
 }
 
-void showLdpNeighbors(const LdpView& view, Format format, tools::Output& out) {
+void showLdpNeighbors(const LdpView& view, bool asJson, tools::Output& out) {
    const auto counts = countsOf(view);
    std::map<Ldp::LdpIdentifier, LdpNeighbor> rows;
    for (const LdpNeighbor& row : view.tables().neighborEach())
@@ -154,7 +153,7 @@ void showLdpNeighbors(const LdpView& view, Format format, tools::Output& out) {
       const auto at = rows.find(peer);
       return at == rows.end() ? nullptr : &at->second;
    };
-   if (format != Format::text) {
+   if (asJson) {
       tools::Json json(out);
       json.object();
       for (const auto& [peer, count] : counts)

@@ -2,7 +2,6 @@
 
 #include "tools/common/Output.h"
 #include "tools/mplsctl/ldp/LdpPublication.h"
-#include "tools/mplsctl/verbs/Show.h"
 
 /// LDP as its consumers see it: entities that they keep in step with the tables.
 
@@ -31,10 +30,10 @@ class LdpView {
 };
 
 /// A line a FEC and neighbour; JSON in the form of `show mpls ldp binding json`.
-void showLdpBindings(const LdpView& view, Format format, tools::Output& out);
+void showLdpBindings(const LdpView& view, bool asJson, tools::Output& out);
 
 /// A line a neighbour; JSON keyed by it, with the fields of `show mpls ldp neighbor detail json` that are
 /// held.
-void showLdpNeighbors(const LdpView& view, Format format, tools::Output& out);
+void showLdpNeighbors(const LdpView& view, bool asJson, tools::Output& out);
 
 } // namespace mplsctl

@@ -114,9 +114,10 @@ void writeRow(tools::Json& json, const Row& row) {
 
 void writeRow(tools::Json& json, const AdjacencySegment& row) {
    const Vok::ValueType& type = AdjacencySegment::vokType();
+   const auto flags = row.flags();
    json.object();
    tools::writeValue(json.key("key"), *type.field("key")->type, &row.key());
-   tools::writeValue(json.key("flags"), *type.field("flags")->type, &row.flags());
+   tools::writeValue(json.key("flags"), *type.field("flags")->type, &flags);
    json.key("ngbId").array();
    for (const auto [index, neighbor] : row.ngbIdEach())
       json.value(neighbor.stringValue());

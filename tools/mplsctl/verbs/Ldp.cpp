@@ -93,7 +93,7 @@ Outcome run(const LdpOptions& options, const std::string& pool) {
 }
 
 void addLdpNoun(CLI::App& ldp, Session& session, const char* noun, const char* what,
-                void (*shown)(const LdpView&, Format, tools::Output&)) {
+                void (*shown)(const LdpView&, bool asJson, tools::Output&)) {
    CLI::App* command = ldp.add_subcommand(noun, what);
    auto json = std::make_shared<bool>(false);
    command->add_flag("--json", *json, "Print one JSON object");
@@ -105,7 +105,7 @@ void addLdpNoun(CLI::App& ldp, Session& session, const char* noun, const char* w
                                                 "another place with --pool or POOLTAB_DIR");
       const LdpView view(tables);
       tools::Output out;
-      shown(view, *json ? Format::json : Format::text, out);
+      shown(view, *json, out);
       out.flush();
       view.requireWhole();
       session.outcome = Outcome::done;
