@@ -12,8 +12,8 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {loadVerb,   routeVerb, showVerb, watchVerb,
-                          verifyVerb, statsVerb, ldpVerb,  schemaVerb};
+constexpr Verb verbs[] = {loadVerb,  routeVerb, showVerb,           watchVerb, verifyVerb,
+                          statsVerb, ldpVerb,   segmentRoutingVerb, schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());
