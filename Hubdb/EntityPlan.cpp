@@ -33,8 +33,12 @@ EntityPlan::EntityPlan(const Vok::EntityType& type) : type_(type) {
       if (declared.valueType)
          planned.value.emplace(*declared.valueType);
       if (kind == AttributeKind::scalar && declared.valueType->parsable()) {
+         // Most begin as they are made; and what is made out of bounds, to be set, has a text that does not
+         // parse.
+         Vok::AnyValue& initial = planned.initial.emplace(*declared.valueType);
          Vok::TextParser text(declared.defaultText);
-         declared.valueType->parse(text, planned.initial.emplace(*declared.valueType).data());
+         if (initial.text() != declared.defaultText)
+            declared.valueType->parse(text, initial.data());
       }
    }
    for (const Vok::Parameter& parameter : type.parameters())

@@ -19,6 +19,15 @@ std::string textOf(const Vok::AnyValue& value) {
    return value.text();
 }
 
+bool isWithinBounds(const Vok::AnyValue& value) {
+   try {
+      value.type().checkRange(value.data());
+      return true;
+   } catch (const Vok::RangeError&) {
+      return false;
+   }
+}
+
 bool reads(const Vok::Type& type, std::string_view text, Vok::AnyValue& value) {
    try {
       Vok::TextParser parser(text);
@@ -57,6 +66,8 @@ TEST_F(CatalogueTest, valuesComeBackFromTextAndLog) {
    for (const Vok::Type* type : all.types)
       for (int round = 0; round < 30; ++round) {
          const Vok::AnyValue value = any(*type);
+         if (!isWithinBounds(value))
+            continue; // as it was made: what is unset there cannot be read back
          Vok::AnyValue fromLog(*type), fromText(*type);
          ASSERT_TRUE(reads(*type, logOf(*type, value.data()), fromLog)) << textOf(value);
          ASSERT_TRUE(fromLog == value) << type->name() << ": " << textOf(value) << " -> " << textOf(fromLog);
@@ -87,8 +98,8 @@ TEST_F(CatalogueTest, mutatedTextsAndLogsAreReadOrRefusedWhole) {
          std::vector<Vok::U8> log = random.mutated(logOf(*type, source.data()));
          log.resize(random.below(static_cast<unsigned>(log.size() + 1)));
          reads(*type, log, value); // any other error ends the test
-         textOf(value);
-         logOf(*type, value.data());
+         ASSERT_NO_THROW(textOf(value)) << type->name();
+         ASSERT_NO_THROW(logOf(*type, value.data())) << type->name();
       }
 }
 
@@ -125,10 +136,18 @@ TEST_F(CatalogueTest, entitiesFollowTheirOwnLog) {
       Hubdb::Outgoing outgoing(origin, sending, here, [] {});
       Hubdb::Incoming incoming(copy, receiving, there);
       for (int round = 0; round < 5; ++round) {
-         fillEntity(random, *origin);
          Hubdb::RecordWriter writer;
-         ASSERT_TRUE(outgoing.flush(writer, ~std::size_t(0)));
+         if (round == 0) {
+            outgoing.snapshotStart();
+            ASSERT_TRUE(outgoing.snapshot(writer, ~std::size_t(0)));
+            incoming.snapshotBegin();
+         } else {
+            fillEntity(random, *origin);
+            ASSERT_TRUE(outgoing.flush(writer, ~std::size_t(0)));
+         }
          incoming.apply(writer.bytes());
+         if (round == 0)
+            incoming.snapshotEnd();
          ASSERT_EQ(HubdbTest::dump(*origin), HubdbTest::dump(*copy));
       }
    }
@@ -147,8 +166,8 @@ TEST_F(CatalogueTest, rowsFitTheirTables) {
             const Vok::AnyValue row = any(*attribute.valueType);
             try {
                attribute.access.put(*entity, nullptr, row.data());
-            } catch (const Vok::RangeError&) {
-               continue; // the table's own check of its keys
+            } catch (const Vok::Error&) {
+               // The table's own checks of what such a row means; the row stands by then.
             }
             bool isThere = false;
             attribute.access.walk(*entity, [&](const void*, const void* stored) {

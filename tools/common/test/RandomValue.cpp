@@ -49,6 +49,7 @@ void RandomValue::fillFields(const Vok::ValueType& type, void* value) {
          fill(*field.type, static_cast<std::byte*>(candidate.data()) + field.offset);
       try {
          type.checkRange(candidate.data());
+         logOf(type, candidate.data()); // a value that its own log form refuses is none either
       } catch (const Vok::RangeError&) {
          continue;
       }
