@@ -122,6 +122,8 @@ void fillEntity(RandomValue& random, Vok::Entity& entity) {
             attribute.access.put(entity, nullptr, other(attribute.valueType).data());
          else if (attribute.kind == Vok::AttributeKind::map && attribute.valueType && attribute.access.put)
             attribute.access.put(entity, other(attribute.keyType).data(), other(attribute.valueType).data());
+         else if (attribute.kind == Vok::AttributeKind::child && attribute.access.entity(entity, nullptr))
+            fillEntity(random, *attribute.access.entity(entity, nullptr));
          else if (attribute.access.create) {
             std::vector<Vok::AnyValue> parameters;
             for (const Vok::Parameter& parameter : attribute.entityType()->parameters())
