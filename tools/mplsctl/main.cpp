@@ -12,7 +12,8 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {loadVerb, routeVerb, showVerb, watchVerb, verifyVerb, statsVerb, schemaVerb};
+constexpr Verb verbs[] = {loadVerb,  routeVerb, showVerb,           watchVerb, verifyVerb,
+                          statsVerb, ldpVerb,   segmentRoutingVerb, schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());
@@ -30,7 +31,8 @@ int main(int argc, char** argv) {
    program.footer("Exit status: 0 done, 1 not found or differs, 2 wrong usage, 3 unreachable, 4 corrupt, "
                   "5 version mismatch.\nPools live under the directory in POOLTAB_DIR.");
    program.option_defaults()->always_capture_default();
-   program.add_option("--pool", session.pool, "Pool of tables to work on");
+   program.add_option("--pool", session.pool, "Pool of tables to work on")
+       ->each([&session](const std::string&) { session.hasPool = true; });
    program.fallthrough();
    program.require_subcommand(1);
    for (Verb verb : verbs)

@@ -117,6 +117,7 @@ void showVerb(CLI::App& program, Session& session) {
            [](const LfibTables& tables, const Options& given, tools::Output& out) {
               showVias(tables, given.format(), out);
            });
+   addShowLdp(*show, session);
 }
 
 } // namespace mplsctl
