@@ -49,11 +49,6 @@ bool collapse(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, 
 
 } // namespace
 
-Descriptor::~Descriptor() {
-   if (fd_ >= 0)
-      close(fd_);
-}
-
 Mapping::Mapping(const Descriptor& file, U64 bytes, Access access, const std::string& what) {
    const U64 length = roundUp(bytes, pageBytes);
    const U64 room = length + hugePageBytes;

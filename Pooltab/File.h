@@ -2,6 +2,8 @@
 
 #include "Pooltab/Words.h"
 
+#include "Vok/Descriptor.h"
+
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -10,24 +12,7 @@
 
 namespace Pooltab {
 
-/// Owns a file descriptor; empty when it holds none.
-class Descriptor {
-  public:
-   Descriptor() = default;
-   explicit Descriptor(int fd) : fd_(fd) {}
-   Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-   Descriptor& operator=(Descriptor&& other) noexcept {
-      std::swap(fd_, other.fd_);
-      return *this;
-   }
-   ~Descriptor();
-
-   int fd() const { return fd_; }
-   explicit operator bool() const { return fd_ >= 0; }
-
-  private:
-   int fd_ = -1;
-};
+using Vok::Descriptor;
 
 enum class Access { read, write };
 

@@ -1,0 +1,166 @@
+#include "Hubdb/Connection.h"
+
+#include "Vok/Errors.h"
+
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace Hubdb {
+
+using Vok::U32;
+using Vok::U8;
+
+Connection::Connection(Vok::Activity& activity, Vok::Descriptor socket, ConnectionUser& user)
+    : user_(user), socket_(std::move(socket)), in_(Wire::portion),
+      watch_(activity.watch(socket_.fd(), Vok::Activity::readable, [this](U32 events) { ready(events); })) {
+   // As much as the system allows: fewer turns for a large batch.
+   const int size = 4 * Wire::portion;
+   setsockopt(socket_.fd(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+}
+
+bool Connection::isHungUp() const {
+   pollfd poll{socket_.fd(), POLLRDHUP, 0};
+   return !isOpen() || (::poll(&poll, 1, 0) == 1 && (poll.revents & (POLLHUP | POLLERR | POLLRDHUP)) != 0);
+}
+
+Vok::NboAttrLog::Writer& Connection::emptyFrame() {
+   frame_.clear();
+   return frame_;
+}
+
+void Connection::append(Wire::Kind kind, Bytes head, Bytes body) {
+   if (!isOpen())
+      return;
+   const auto length = static_cast<U32>(1 + head.size() + body.size());
+   const U8 start[Wire::headSize] = {static_cast<U8>(length >> 24), static_cast<U8>(length >> 16),
+                                     static_cast<U8>(length >> 8), static_cast<U8>(length),
+                                     static_cast<U8>(kind)};
+   out_.insert(out_.end(), start, start + sizeof start);
+   out_.insert(out_.end(), head.begin(), head.end());
+   out_.insert(out_.end(), body.begin(), body.end());
+}
+
+U32 Connection::sendRecords(U32 mount, Bytes records) {
+   const U8 head[] = {static_cast<U8>(mount >> 24), static_cast<U8>(mount >> 16), static_cast<U8>(mount >> 8),
+                      static_cast<U8>(mount)};
+   if (records.size() <= Wire::batchSize) {
+      append(Wire::Kind::records, head, records);
+      return 1;
+   }
+   RecordReader reader(records);
+   std::size_t start = 0;
+   U32 frames = 1;
+   for (Record record; reader.next(record);) {
+      const std::size_t end = reader.offset() + record.whole.size();
+      if (reader.offset() > start && end - start > Wire::batchSize) {
+         append(Wire::Kind::records, head, records.subspan(start, reader.offset() - start));
+         start = reader.offset();
+         ++frames;
+      }
+   }
+   append(Wire::Kind::records, head, records.subspan(start));
+   return frames;
+}
+
+void Connection::flush() {
+   while (isOpen() && queued() > 0) {
+      const auto sent = ::send(socket_.fd(), out_.data() + outStart_, queued(), MSG_NOSIGNAL);
+      if (sent < 0) {
+         if (errno == EINTR)
+            continue;
+         // A broken connection is told of when its last words have been read.
+         break;
+      }
+      outStart_ += static_cast<std::size_t>(sent);
+   }
+   if (!isOpen())
+      return;
+   if (queued() == 0) {
+      out_.clear();
+      outStart_ = 0;
+      if (out_.capacity() > 8 * Wire::portion)
+         out_.shrink_to_fit();
+   } else if (outStart_ > out_.size() / 2) {
+      out_.erase(out_.begin(), out_.begin() + static_cast<std::ptrdiff_t>(outStart_));
+      outStart_ = 0;
+   }
+   if (const bool wait = queued() > 0; wait != waiting_) {
+      waiting_ = wait;
+      watch_.eventsIs(Vok::Activity::readable | (wait ? Vok::Activity::writable : 0));
+   }
+}
+
+void Connection::close() {
+   *alive_ = false;
+   watch_.del();
+   socket_ = Vok::Descriptor();
+   out_.clear();
+   outStart_ = 0;
+}
+
+void Connection::end(const Vok::String& reason) {
+   close();
+   user_.onClosed(reason);
+}
+
+void Connection::ready(U32 events) {
+   const auto alive = alive_;
+   if (events & Vok::Activity::writable)
+      user_.onWritable();
+   if (*alive && (events & ~Vok::Activity::writable))
+      read();
+}
+
+void Connection::read() {
+   const auto got = ::recv(socket_.fd(), in_.data() + inSize_, in_.size() - inSize_, 0);
+   if (got < 0) {
+      if (errno != EAGAIN && errno != EINTR)
+         end(errno == ECONNRESET ? "" : Vok::String("reading: ") + std::strerror(errno));
+      return;
+   }
+   if (got == 0) {
+      end(inSize_ > 0 ? "the connection ended inside a frame" : "");
+      return;
+   }
+   inSize_ += static_cast<std::size_t>(got);
+   const auto alive = alive_;
+   try {
+      const std::size_t used = framesTake();
+      if (!*alive)
+         return;
+      inSize_ -= used;
+      std::memmove(in_.data(), in_.data() + used, inSize_);
+   } catch (const Vok::Error& error) {
+      const Vok::String reason = error.what();
+      if (*alive)
+         user_.onBad(reason);
+   }
+}
+
+/// Hands over the whole frames that are there. Returns how many bytes they are; 0 once the user has closed
+/// the connection.
+std::size_t Connection::framesTake() {
+   const auto alive = alive_;
+   std::size_t at = 0;
+   while (inSize_ - at >= Wire::lengthSize) {
+      const U32 length = Vok::NboAttrLog::Reader(in_.data() + at, Wire::lengthSize).u32();
+      if (length == 0 || length > Wire::maxLength)
+         throw Vok::LogError("a frame of " + std::to_string(length) + " bytes; 1 to " +
+                             std::to_string(Wire::maxLength) + " are allowed");
+      if (inSize_ - at - Wire::lengthSize < length) {
+         if (in_.size() < Wire::lengthSize + length)
+            in_.resize(Wire::lengthSize + length);
+         break;
+      }
+      const Bytes frame(in_.data() + at + Wire::lengthSize, length);
+      at += Wire::lengthSize + length;
+      user_.onFrame(static_cast<Wire::Kind>(frame[0]), frame.subspan(1));
+      if (!*alive)
+         return 0;
+   }
+   return at;
+}
+
+} // namespace Hubdb

@@ -1,0 +1,79 @@
+#pragma once
+// Hubdb::Connection: one stream socket that carries frames, on the activity.
+
+#include "Hubdb/Wire.h"
+
+#include "Vok/Activity.h"
+#include "Vok/Descriptor.h"
+
+namespace Hubdb {
+
+/// Who a connection tells. Called on the activity thread; may close or destroy the connection.
+class ConnectionUser {
+  public:
+   virtual ~ConnectionUser() = default;
+   /// A whole frame. May raise Vok::Error, which onBad() is told.
+   virtual void onFrame(Wire::Kind kind, Bytes body) = 0;
+   /// The other side sent what it must not. The connection is still open, so that a last word can be said:
+   /// close it.
+   virtual void onBad(const Vok::String& reason) = 0;
+   /// The socket takes more of what waits: flush() when that may go out.
+   virtual void onWritable() = 0;
+   /// The connection has ended by itself, once; `reason` is empty when the other side closed it in good
+   /// order.
+   virtual void onClosed(const Vok::String& reason) = 0;
+};
+
+/// Reads a portion at a time and hands over the frames in it; keeps what is sent until flush(). Neither ever
+/// blocks.
+class Connection {
+  public:
+   /// Takes over a connected, non-blocking socket.
+   Connection(Vok::Activity& activity, Vok::Descriptor socket, ConnectionUser& user);
+   ~Connection() { *alive_ = false; }
+   Connection(const Connection&) = delete;
+
+   bool isOpen() const { return static_cast<bool>(socket_); }
+   int fd() const { return socket_.fd(); }
+   /// Whether the other side has gone, even when closed() has not been told yet.
+   bool isHungUp() const;
+
+   /// Appends a frame with the fields that `body` writes. Nothing happens on a closed connection.
+   template <class Body>
+   void send(Wire::Kind kind, Body&& body) {
+      body(emptyFrame());
+      append(kind, {}, frame_.buffer());
+   }
+   /// Appends a frame with a mount's number and bytes as they stand, cut into several frames of whole records
+   /// where they are too many for one. Returns the number of frames.
+   Vok::U32 sendRecords(Vok::U32 mount, Bytes records);
+
+   /// Bytes that wait.
+   std::size_t queued() const { return out_.size() - outStart_; }
+   /// Writes what the socket takes; the user is told when it takes more.
+   void flush();
+   /// Ends the connection without a word to the user.
+   void close();
+
+  private:
+   Vok::NboAttrLog::Writer& emptyFrame();
+   void append(Wire::Kind kind, Bytes head, Bytes body);
+   void ready(Vok::U32 events);
+   void read();
+   std::size_t framesTake();
+   void end(const Vok::String& reason);
+
+   ConnectionUser& user_;
+   Vok::Descriptor socket_;
+   std::vector<Vok::U8> in_;
+   std::size_t inSize_ = 0;
+   std::vector<Vok::U8> out_;
+   std::size_t outStart_ = 0;
+   bool waiting_ = false; ///< for the socket to take more
+   Vok::NboAttrLog::Writer frame_;
+   /// False once closed or destroyed, for whoever has called the user.
+   const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+   Vok::Activity::Watch watch_; ///< last: goes before the socket
+};
+
+} // namespace Hubdb

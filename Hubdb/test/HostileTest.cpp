@@ -1,0 +1,150 @@
+// Bytes that no client should send, while a good pair goes on.
+
+#include "Hubdb/test/Database.h"
+
+#include "Vok/Trace.h"
+
+#include <cstdlib>
+#include <random>
+#include <unistd.h>
+
+namespace HubdbTest {
+namespace {
+
+using Hubdb::MountFilter;
+using Hubdb::Wire::Kind;
+using HubdbRoutes::Source;
+
+/// A conversation as a client would begin it, in frames.
+std::vector<std::string> conversation(Vok::U64 fingerprint) {
+   std::vector<std::string> frames;
+   const auto frame = [&](Kind kind, auto fields) {
+      Vok::NboAttrLog::Writer body;
+      fields(body);
+      Vok::NboAttrLog::Writer whole;
+      whole.u32(static_cast<Vok::U32>(body.size() + 1));
+      whole.u8(static_cast<Vok::U8>(kind));
+      whole.bytes(body.buffer().data(), body.size());
+      frames.emplace_back(whole.buffer().begin(), whole.buffer().end());
+   };
+   const auto mount = [&](Vok::U32 id, MountFilter filter, bool resume, const char* path) {
+      frame(Kind::mount, [&](auto& body) {
+         body.u32(id);
+         body.u8(static_cast<Vok::U8>(filter.kind()));
+         body.u8(resume);
+         body.u64(fingerprint);
+         body.string(path);
+         body.string("HubdbRoutes::Source");
+      });
+   };
+   frame(Kind::hello, [](auto& body) {
+      body.u16(Hubdb::Wire::version);
+      body.string("hostile");
+   });
+   mount(1, MountFilter::own(), true, "hostile/a");
+   mount(2, MountFilter::read(), false, "good/a");
+   mount(3, MountFilter::entries(), false, "good");
+   for (const Kind kind :
+        {Kind::snapshotBegin, Kind::records, Kind::snapshotEnd, Kind::records, Kind::unmount})
+      frame(kind, [&](auto& body) {
+         body.u32(1);
+         if (kind != Kind::records)
+            return;
+         Hubdb::RecordWriter records;
+         Vok::NboAttrLog::Writer key;
+         const Vok::U32 number = frames.size() > 6 ? 2 : 1;
+         key.u32(number);
+         records.member(number, 0, Source::vokType().attribute("route")->id, key.buffer());
+         body.bytes(records.bytes().data(), records.size());
+      });
+   frame(Kind::mount, [&](auto& body) { body.u32(9); });
+   return frames;
+}
+
+struct HostileTest : ServerFixture {
+   /// Sends it, a piece at a time, while the server turns; the socket closes then.
+   void send(const std::string& bytes, std::mt19937& random) {
+      auto [ours, theirs] = socketPair();
+      server->clientIs(std::move(theirs));
+      for (std::size_t at = 0; at < bytes.size();) {
+         const std::size_t size = std::min<std::size_t>(bytes.size() - at, 1 + random() % 200);
+         if (::send(ours.fd(), bytes.data() + at, size, MSG_NOSIGNAL) < 0)
+            break;
+         at += size;
+         activity.turn(0);
+      }
+   }
+};
+
+/// A fixed number of conversations, or as many seconds of them as HUBDB_HOSTILE_SECONDS says.
+TEST_F(HostileTest, aGoodPairGoesOn) {
+   Vok::TraceCapture quiet("HubdbServer/1");
+   std::mt19937 random(23);
+   Program owner = program(), reader = program();
+   const auto source = owner.own<Source>("good/a");
+   ASSERT_EQ(reader.mounted("good/a", "HubdbRoutes::Source", MountFilter::read()), Hubdb::mountSuccess());
+   const auto frames = conversation(Hubdb::fingerprint(Source::vokType()));
+   const char* seconds = std::getenv("HUBDB_HOSTILE_SECONDS");
+   const auto until =
+       std::chrono::steady_clock::now() + std::chrono::seconds(seconds ? std::atoi(seconds) : 0);
+   for (int round = 0; round < 1500 || std::chrono::steady_clock::now() < until; ++round) {
+      std::string bytes;
+      for (const std::string& frame : frames)
+         if (random() % 8 != 0)
+            bytes += frame;
+      switch (random() % 4) {
+      case 0: // bytes of no meaning at all
+         for (char& byte : bytes)
+            byte = static_cast<char>(random());
+         break;
+      case 1: // cut
+         bytes.resize(random() % (bytes.size() + 1));
+         break;
+      default: // some bytes wrong
+         for (Vok::U32 count = random() % 6; count > 0 && !bytes.empty(); --count)
+            bytes[random() % bytes.size()] = static_cast<char>(random());
+      }
+      send(bytes, random);
+      source->countIs(round);
+      source->routeIs(random() % 50)->metricIs(random());
+      source->routeDel(random() % 50);
+      if (round % 100 == 0)
+         expectSame(owner, reader, "good/a");
+   }
+   expectSame(owner, reader, "good/a");
+   EXPECT_TRUE(turnUntil(activity, [&] { return server->clients() == 2; }));
+}
+
+TEST_F(HostileTest, saysWhatIsWrong) {
+   const auto good = conversation(Hubdb::fingerprint(Source::vokType()));
+   const auto hello = good[0], mount = good[1], records = good[5];
+   const struct {
+      std::string bytes;
+      const char* reason;
+   } cases[] = {
+       {std::string("\0\0\0\0", 4), "a frame of 0 bytes; 1 to 1048512 are allowed"},
+       {std::string("\x7f\0\0\0", 4), "a frame of 2130706432 bytes; 1 to 1048512 are allowed"},
+       {mount, "the first frame is no hello"},
+       {hello + hello, "a second hello"},
+       {std::string("\0\0\0\7\1\0\2\0\0\0\0", 11),
+        "it speaks version 2, the server version 1; run both from one installation"},
+       {hello + std::string("\0\0\0\1\x63", 5), "no frame of kind 99 comes from a client"},
+       {hello + std::string("\0\0\0\5\3\0\0\0\7", 9), "there is no mount 7"},
+       {hello + mount + mount, "mount 1 is there already"},
+       {hello + mount + std::string("\0\0\0\6\5\0\0\0\1\7", 10),
+        "record at byte 0 for 'hostile/a': record at byte 0: no operation has the number 7"},
+       {hello + good[2] + std::string("\0\0\0\5\5\0\0\0\2", 9),
+        "mount 2 of 'good/a' owns nothing; what is mounted read-only is its owner's to write"},
+   };
+   std::mt19937 random(1);
+   for (const auto& c : cases) {
+      Vok::TraceCapture lines("HubdbServer/1");
+      send(c.bytes, random);
+      ASSERT_TRUE(turnUntil(activity, [&] { return server->clients() == 0; })) << c.reason;
+      ASSERT_EQ(lines.lines().size(), 1u) << c.reason;
+      EXPECT_TRUE(lines.lines()[0].ends_with(std::string(" is ended: ") + c.reason)) << lines.lines()[0];
+   }
+}
+
+} // namespace
+} // namespace HubdbTest
