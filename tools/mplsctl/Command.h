@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/common/Failure.h"
+#include "tools/common/Paths.h"
 
 #include <string>
 
@@ -19,7 +20,8 @@ using tools::Outcome;
 
 /// What the program's own options say to every verb, and how the verb that ran ended.
 struct Session {
-   std::string pool = "mpls-lfib"; ///< the pool of tables, under the directory in POOLTAB_DIR
+   std::string pool = std::string(tools::pools::lfib); ///< of tables, under the directory in POOLTAB_DIR
+   std::string socket;                                 ///< of the central database
    Outcome outcome = Outcome::done;
 };
 

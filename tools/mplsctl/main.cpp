@@ -1,3 +1,4 @@
+#include "tools/common/Database.h"
 #include "tools/mplsctl/Command.h"
 
 #include "Vok/Errors.h"
@@ -31,6 +32,7 @@ int main(int argc, char** argv) {
                   "5 version mismatch.\nPools live under the directory in POOLTAB_DIR.");
    program.option_defaults()->always_capture_default();
    program.add_option("--pool", session.pool, "Pool of tables to work on");
+   tools::declareSocket(program, session.socket);
    program.fallthrough();
    program.require_subcommand(1);
    for (Verb verb : verbs)

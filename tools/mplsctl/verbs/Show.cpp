@@ -2,7 +2,7 @@
 
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/Words.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 
 #include <CLI/CLI.hpp>
 
@@ -41,7 +41,7 @@ CLI::App* addNoun(CLI::App& show, Session& session, const std::shared_ptr<Option
    CLI::App* command = show.add_subcommand(noun, what);
    command->add_flag("--json", options->json, "Print one JSON object");
    command->callback([options, &session, shown] {
-      const auto tables = openTables(folderOf(session.pool));
+      const auto tables = openTables(tools::folderOf(session.pool));
       tools::Output out;
       shown(*tables, *options, out);
       out.flush();
