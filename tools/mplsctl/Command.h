@@ -36,5 +36,6 @@ void watchVerb(CLI::App& program, Session& session);
 void verifyVerb(CLI::App& program, Session& session);
 void statsVerb(CLI::App& program, Session& session);
 void schemaVerb(CLI::App& program, Session& session);
+void sourceVerb(CLI::App& program, Session& session);
 
 } // namespace mplsctl

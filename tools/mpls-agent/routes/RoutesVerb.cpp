@@ -1,5 +1,6 @@
 #include "tools/config/Merge.h"
 #include "tools/mpls-agent/Agent.h"
+#include "tools/mpls-agent/routes/LfibRoutes.h"
 #include "tools/mpls-agent/routes/Publication.h"
 
 #include <CLI/CLI.hpp>
@@ -17,7 +18,7 @@ std::vector<tools::Database::Mount> outputs() {
        {std::string(paths::vrfConfig), Mpls::VrfLabelConfig::vokType().name(), Hubdb::MountFilter::own()}};
 }
 
-void serveRoutes(const Options& options) {
+void serveRoutes(const Options& options, const std::string& pool) {
    Process process(options, "mpls-agent routes");
    process.makeExist(tools::config::cliInputMounts());
    // Inputs before outputs: the merged routes of an earlier run lead to the inputs' entities.
@@ -27,6 +28,9 @@ void serveRoutes(const Options& options) {
    process.waitUntil([&] { return merge.isReady(); });
    const Publication routes(merge.routes(), process.manager()->getEntity(paths::routeConfig));
    const Publication vrfLabels(merge.vrfLabels(), process.manager()->getEntity(paths::vrfConfig));
+   // Last, for an agent that stands by must not hold the tables.
+   const auto lfib = tools::openWriter(pool);
+   const LfibRoutes lfibRoutes(process.activity(), merge, *lfib);
    process.sayReady();
    process.serve();
 }
@@ -34,8 +38,11 @@ void serveRoutes(const Options& options) {
 } // namespace
 
 void routesVerb(CLI::App& program, const Options& options) {
-   CLI::App* verb = program.add_subcommand("routes", "Merge the static routes and VRF labels of all sources");
-   verb->callback([&options] { serveRoutes(options); });
+   auto pool = std::make_shared<std::string>(tools::pools::lfib);
+   CLI::App* verb = program.add_subcommand(
+       "routes", "Merge the static routes and VRF labels of all sources, and write them to the LFIB");
+   verb->add_option("--pool", *pool, "Pool of the LFIB's tables")->capture_default_str();
+   verb->callback([&options, pool] { serveRoutes(options, *pool); });
 }
 
 } // namespace agent

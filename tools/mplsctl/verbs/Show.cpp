@@ -1,8 +1,9 @@
 #include "tools/mplsctl/verbs/Show.h"
 
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/Words.h"
-#include "tools/common/Lfib.h"
+#include "tools/mplsctl/verbs/ShowConfig.h"
 
 #include <CLI/CLI.hpp>
 
@@ -90,7 +91,7 @@ void labelRangeFromText(std::string_view text, RouteFilter& filter) {
 }
 
 void showVerb(CLI::App& program, Session& session) {
-   CLI::App* show = program.add_subcommand("show", "Print routes, via sets and vias");
+   CLI::App* show = program.add_subcommand("show", "Print routes, via sets and vias; and configuration");
    show->require_subcommand(1);
    auto options = std::make_shared<Options>();
 
@@ -117,6 +118,7 @@ void showVerb(CLI::App& program, Session& session) {
            [](const LfibTables& tables, const Options& given, tools::Output& out) {
               showVias(tables, given.format(), out);
            });
+   declareShowConfig(*show, session);
 }
 
 } // namespace mplsctl
