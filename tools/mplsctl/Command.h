@@ -37,5 +37,7 @@ void verifyVerb(CLI::App& program, Session& session);
 void statsVerb(CLI::App& program, Session& session);
 void schemaVerb(CLI::App& program, Session& session);
 void sourceVerb(CLI::App& program, Session& session);
+void configVerb(CLI::App& program, Session& session);
+void dbVerb(CLI::App& program, Session& session);
 
 } // namespace mplsctl

@@ -13,8 +13,8 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {loadVerb,  routeVerb,  sourceVerb, showVerb,
-                          watchVerb, verifyVerb, statsVerb,  schemaVerb};
+constexpr Verb verbs[] = {loadVerb,  routeVerb,  sourceVerb, configVerb, showVerb,
+                          watchVerb, verifyVerb, statsVerb,  dbVerb,     schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());

@@ -20,7 +20,9 @@ struct Options {
    bool json = false;
    bool jsonLines = false;
 
-   Format format() const { return jsonLines ? Format::jsonLines : json ? Format::json : Format::text; }
+   ShowFormat format() const {
+      return jsonLines ? ShowFormat::jsonLines : json ? ShowFormat::json : ShowFormat::text;
+   }
    RouteFilter filter() const;
 };
 

@@ -13,6 +13,7 @@
 namespace mplsctl {
 
 using tools::config::Inputs;
+using tools::config::vrfLabelOf;
 using tools::config::Withheld;
 
 namespace {
