@@ -36,7 +36,7 @@ std::string listed(const std::vector<Database::Mount>& mounts) {
    switch (status) {
    case MountStatus::wrongType:
       throw Failure(Outcome::failed, "an entity of another type stands at " + what,
-                    "'mplsctl db ls' shows what stands where");
+                    "'mplsctl db ls DIRECTORY' shows what stands where");
    case MountStatus::wrongDeclaration:
       throw Failure(Outcome::versionMismatch,
                     "the database server was built from another declaration of " + what,
@@ -128,7 +128,7 @@ void Database::mount(const std::vector<Mount>& mounts, double seconds) {
          return;
       if (!status)
          throw Failure(Outcome::failed, "nobody has made " + listed(mounts) + " yet",
-                       "'mplsctl db ls' shows what there is");
+                       "'mplsctl db ls DIRECTORY' shows what there is");
       if (*status != MountStatus::owned || late)
          refuse(*status, mounts);
       bool again = false;

@@ -49,7 +49,7 @@ void printMember(Output& out, const Vok::Entity* member, std::string_view title,
 void printAttribute(Output& out, const Vok::Entity& entity, const Attribute& attribute, std::size_t indent) {
    const auto line = [&](const std::string& text) {
       out.blanks(indent);
-      out.print("{:<24} {}\n", attribute.name, text);
+      out.print("{:<34} {}\n", attribute.name, text);
    };
    switch (attribute.kind) {
    case AttributeKind::scalar:

@@ -25,7 +25,7 @@ struct DbOptions {
    bool json = false;
 };
 
-/// The directory that a path stands in; "" for the top.
+/// The directory that a path stands in; empty when there is none.
 std::string directoryOf(const std::string& path) {
    return path.substr(0, path.rfind('/') + 1);
 }
@@ -70,7 +70,8 @@ void list(const DbOptions& options, const Session& session) {
    }
    out.flush();
    if (names.empty())
-      throw Failure(Outcome::failed, "there is nothing at '" + path + "'", "'mplsctl db ls' shows the top");
+      throw Failure(Outcome::failed, "there is nothing at '" + path + "'",
+                    "begin with 'mplsctl db ls routing' or 'mplsctl db ls mpls'");
 }
 
 void get(const DbOptions& options, const Session& session) {
@@ -160,7 +161,7 @@ void dbVerb(CLI::App& program, Session& session) {
       return verb;
    };
    CLI::App* ls = declare("ls", "What there is in a directory; directories end with '/'", list);
-   ls->add_option("PATH", options->path, "The directory; the top without it");
+   ls->add_option("PATH", options->path, "The directory, such as routing/mpls")->required();
    ls->add_flag("--json", options->json, "Print one JSON object");
    withPath(declare("get", "An entity with all its attributes", get))
        ->add_flag("--json", options->json, "Print one JSON object");
