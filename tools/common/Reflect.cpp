@@ -8,7 +8,13 @@ const void* placeOf(const Vok::FieldDescription& field, const void* value) {
    return static_cast<const std::byte*>(value) + field.offset;
 }
 
-std::string textOf(const Vok::Type& type, const void* value) {
+bool isNumber(std::string_view text) {
+   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+} // namespace
+
+std::string plainText(const Vok::Type& type, const void* value) {
    std::string text;
    type.print(value, text);
    if (text.size() >= 2 && text.front() == '\'' && text.back() == '\'')
@@ -16,17 +22,10 @@ std::string textOf(const Vok::Type& type, const void* value) {
    return text;
 }
 
-bool isNumber(std::string_view text) {
-   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-/// The fields of a value that is worth an object; null for those that are one word, or written by hand.
 const Vok::ValueType* fieldsOf(const Vok::Type& type) {
    const auto* value = dynamic_cast<const Vok::ValueType*>(&type);
    return value && value->textForm() != "%s" ? value : nullptr;
 }
-
-} // namespace
 
 void writeValue(Json& json, const Vok::Type& type, const void* value) {
    if (const Vok::ValueType* fields = fieldsOf(type)) {
@@ -43,7 +42,7 @@ void writeValue(Json& json, const Vok::Type& type, const void* value) {
       json.end();
       return;
    }
-   const std::string text = textOf(type, value);
+   const std::string text = plainText(type, value);
    const bool plain = type.kind() == Vok::Kind::scalar || type.kind() == Vok::Kind::bounded;
    if (plain && (text == "True" || text == "False"))
       json.value(text == "True");
@@ -70,7 +69,7 @@ void printFields(Output& out, const Vok::ValueType& type, const void* value, std
       if (field.name == "key")
          continue;
       out.blanks(indent);
-      out.print("{:<20}  {}\n", field.name, textOf(*field.type, placeOf(field, value)));
+      out.print("{:<20}  {}\n", field.name, plainText(*field.type, placeOf(field, value)));
    }
 }
 

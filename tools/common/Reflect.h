@@ -11,6 +11,12 @@
 
 namespace tools {
 
+/// The text form of a value, without the quotes around a text.
+std::string plainText(const Vok::Type& type, const void* value);
+
+/// The fields of a value that has several; null for those that are one word, or written by hand.
+const Vok::ValueType* fieldsOf(const Vok::Type& type);
+
 /// A value as JSON: numbers and booleans as such, values as objects of their fields, flags as an array of the
 /// names of those that are set, all else as its text.
 void writeValue(Json& json, const Vok::Type& type, const void* value);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/common/Failure.h"
+#include "tools/common/Paths.h"
 
 #include <string>
 #include <string_view>
@@ -20,8 +21,9 @@ using tools::Outcome;
 
 /// What the program's own options say to every verb, and how the verb that ran ended.
 struct Session {
-   std::string pool = "mpls-lfib"; ///< the pool of tables, under the directory in POOLTAB_DIR
-   bool hasPool = false;           ///< the user named the pool
+   std::string pool = std::string(tools::pools::lfib); ///< of tables, under the directory in POOLTAB_DIR
+   std::string socket;                                 ///< of the central database
+   bool hasPool = false;                               ///< the user named the pool
    Outcome outcome = Outcome::done;
 
    /// The pool that the user named, or the usual one of a verb that works on other tables than the LFIB's.
@@ -39,6 +41,9 @@ void watchVerb(CLI::App& program, Session& session);
 void verifyVerb(CLI::App& program, Session& session);
 void statsVerb(CLI::App& program, Session& session);
 void schemaVerb(CLI::App& program, Session& session);
+void sourceVerb(CLI::App& program, Session& session);
+void configVerb(CLI::App& program, Session& session);
+void dbVerb(CLI::App& program, Session& session);
 void ldpVerb(CLI::App& program, Session& session);
 void segmentRoutingVerb(CLI::App& program, Session& session);
 
