@@ -72,11 +72,25 @@ class BoundedMplsLabelStack {
 // On the path of every row: both are loops over seven words that the compiler unrolls.
 
 inline void BoundedMplsLabelStack::pack(Vok::U8* at) const {
-   *at = count_;
    std::array<Vok::U32, maxLabels> numbers;
    for (Vok::U8 slot = 0; slot < maxLabels; ++slot)
       numbers[slot] = slot < count_ ? label_[slot].value() : MplsLabel().value();
-   std::memcpy(at + 1, numbers.data(), sizeof numbers);
+   if constexpr (std::endian::native == std::endian::little) {
+      // In the very words in which a key is read again for its hash: a word that was stored in pieces is not
+      // there at once.
+      const auto from = [&](unsigned slot) { return Vok::U64{numbers[slot]}; };
+      const std::array<Vok::U64, 3> words = {count_ | from(0) << 8 | from(1) << 40,
+                                             from(1) >> 24 | from(2) << 8 | from(3) << 40,
+                                             from(3) >> 24 | from(4) << 8 | from(5) << 40};
+      const auto last = static_cast<Vok::U32>(from(5) >> 24 | from(6) << 8);
+      for (unsigned i = 0; i < words.size(); ++i)
+         std::memcpy(at + 8 * i, &words[i], sizeof words[i]);
+      std::memcpy(at + 24, &last, sizeof last);
+      at[28] = static_cast<Vok::U8>(from(6) >> 24);
+   } else {
+      *at = count_;
+      std::memcpy(at + 1, numbers.data(), sizeof numbers);
+   }
 }
 
 inline bool BoundedMplsLabelStack::unpack(const Vok::U8* at) {

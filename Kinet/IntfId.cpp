@@ -60,14 +60,12 @@ void IntfId::pack(Vok::U8* at) const {
 bool IntfId::unpack(const Vok::U8* at) {
    decltype(name_) read;
    std::memcpy(read.data(), at, read.size());
-   bool ended = false;
-   bool refused = false;
-   for (const char c : read) {
-      ended |= c == '\0';
-      refused |= ended ? c != '\0' : isRefused(c);
-   }
-   const std::string_view text(read.data(), ended ? strlen(read.data()) : 0);
-   if (!ended || refused || text == "." || text == "..")
+   // Each character by itself and its neighbour only, so that the compiler looks at all of them at once.
+   Vok::U8 bad = read[maxLength] != '\0';
+   for (std::size_t i = 0; i < maxLength; ++i)
+      bad |= read[i] == '\0' ? read[i + 1] != '\0' : isRefused(read[i]);
+   const bool dots = read[0] == '.' && (read[1] == '\0' || (read[1] == '.' && read[2] == '\0'));
+   if (bad || dots)
       return false;
    name_ = read;
    return true;

@@ -71,8 +71,10 @@ bool isAddressCharacter(char c) {
 /// False when the bytes are not zero where the family has none.
 bool fits(Vok::U8 family, const IpGenAddr::Bytes& bytes) {
    const bool ipv4 = family == static_cast<Vok::U8>(AddressFamily::ipv4);
-   static constexpr IpGenAddr::Bytes zero{};
-   return !ipv4 || std::memcmp(bytes.data() + 4, zero.data(), bytes.size() - 4) == 0;
+   Vok::U64 first, last;
+   std::memcpy(&first, bytes.data() + 4, sizeof first);
+   std::memcpy(&last, bytes.data() + 8, sizeof last);
+   return !ipv4 || (first | last) == 0;
 }
 
 constexpr auto highestFamily = static_cast<Vok::U8>(AddressFamily::ipv6);

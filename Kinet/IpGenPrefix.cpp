@@ -8,6 +8,17 @@ namespace Kinet {
 
 namespace {
 
+/// Whether bits beyond the first `length` are set.
+bool hasBitsBeyond(const IpGenAddr::Bytes& bytes, Vok::U8 length) {
+   const auto half = [&](std::size_t from) {
+      Vok::U64 bits = 0;
+      for (std::size_t i = 0; i < sizeof bits; ++i)
+         bits = bits << 8 | bytes[from + i];
+      return bits;
+   };
+   return length < 64 ? (half(0) << length | half(8)) != 0 : length < 128 && half(8) << (length - 64) != 0;
+}
+
 /// The address with all bits beyond `length` cleared.
 IpGenAddr masked(const IpGenAddr& address, Vok::U8 length) {
    IpGenAddr::Bytes bytes = address.bytes();
@@ -92,14 +103,9 @@ void IpGenPrefix::pack(Vok::U8* at) const {
 }
 
 bool IpGenPrefix::unpack(const Vok::U8* at) {
-   static constexpr Vok::U8 unset[packedSize] = {};
-   if (std::memcmp(at, unset, packedSize) == 0) { // rows without a prefix are common
-      *this = IpGenPrefix();
-      return true;
-   }
    IpGenAddr address;
    const Vok::U8 length = at[IpGenAddr::packedSize];
-   if (!address.unpack(at) || length > address.bits() || masked(address, length) != address)
+   if (!address.unpack(at) || length > address.bits() || hasBitsBeyond(address.bytes(), length))
       return false;
    address_ = address;
    length_ = length;

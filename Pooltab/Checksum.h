@@ -14,23 +14,20 @@ inline Word foldedProduct(Word a, Word b) {
 
 /// Covers where the row stands (slot), which table it belongs to (seed), which write made it and how long it
 /// is (stamp), and the payload. An older row of the same slot put back, or a row copied to another slot, is
-/// found as surely as a flipped bit. Two independent chains, since a chain of multiplications is bound by
-/// their latency.
+/// found as surely as a flipped bit. Each two words are multiplied under a key of their place, and the
+/// products are added: a chain of multiplications would be bound by their latency.
 inline U32 rowChecksum(Word seed, U32 slot, Word stamp, const Word* payload, unsigned words) {
-   constexpr Word k0 = 0x9e6c63d0876a9a47, k1 = 0xb9b5a1c3f26ed4e9, k2 = 0xd3a2646c1d8f7b35,
-                  k3 = 0x8bb84b93962eacc9;
-   Word a = foldedProduct(seed ^ k0, stamp ^ k1);
-   Word b = (Word{slot} << 32 | words) ^ k2;
+   constexpr Word step = 0x9e6c63d0876a9a47, last = 0xb9b5a1c3f26ed4e9;
+   Word key = seed;
+   Word sum = foldedProduct(stamp ^ key, (Word{slot} << 32 | words) + key);
    unsigned i = 0;
-   for (; i + 4 <= words; i += 4) {
-      a = foldedProduct(a ^ payload[i], payload[i + 1] ^ k0);
-      b = foldedProduct(b ^ payload[i + 2], payload[i + 3] ^ k3);
+   for (; i + 2 <= words; i += 2) {
+      key += step;
+      sum += foldedProduct(payload[i] ^ key, payload[i + 1] + key);
    }
-   for (; i + 2 <= words; i += 2)
-      a = foldedProduct(a ^ payload[i], payload[i + 1] ^ k1);
    if (i < words)
-      b = foldedProduct(b ^ payload[i], k2);
-   const Word folded = foldedProduct(a ^ k3, b ^ k1);
+      sum += foldedProduct(payload[i] ^ (key + step), last);
+   const Word folded = foldedProduct(sum ^ seed, last);
    return static_cast<U32>(folded ^ folded >> 32);
 }
 

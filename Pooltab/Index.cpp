@@ -87,23 +87,27 @@ IndexWriter IndexWriter::adopt(const Folder& folder, const std::string& table, U
 }
 
 void IndexWriter::erase(U64 gap) {
+   // Copies, since the compiler must take every store into shared memory for one into this object as well.
+   const IndexView index = *this;
+   Word* const entries = entries_;
+   Word* const shifts = header_->shifts;
    U64 position = gap;
-   for (U64 steps = 0; steps < mask_; ++steps) {
-      position = next(position);
-      const Word moving = loadRelaxed(entries_[position]);
+   for (U64 steps = index.capacity(); --steps > 0;) {
+      position = index.next(position);
+      const Word moving = loadRelaxed(entries[position]);
       if (moving == 0)
          break;
       // The entry may move back to the gap only if its probe starts there or before.
-      const U64 start = home(entryTag(moving));
-      if (((position - start) & mask_) < ((position - gap) & mask_))
+      const U64 start = index.home(entryTag(moving));
+      if (index.distance(start, position) < index.distance(gap, position))
          continue;
-      storeRelease(entries_[gap], moving);
+      storeRelease(entries[gap], moving);
       // Before the old place changes. Partner: IndexView::shifts in a reader that misses.
-      Word& moved = header_->shifts[(position >> shiftRegionBits) % shiftRegions];
+      Word& moved = shifts[(position >> shiftRegionBits) % shiftRegions];
       storeRelease(moved, loadRelaxed(moved) + 1);
       gap = position;
    }
-   storeRelease(entries_[gap], 0);
+   storeRelease(entries[gap], 0);
 }
 
 void IndexWriter::fill(const IndexView& from) {

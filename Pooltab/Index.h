@@ -58,7 +58,10 @@ class IndexView {
    U64 shifts(U32 tag, U64 length) const;
 
    /// How many entries a probe that ended there has looked at.
-   U64 probeLength(U32 tag, U64 end) const { return ((end - home(tag)) & mask_) + 1; }
+   U64 probeLength(U32 tag, U64 end) const { return distance(home(tag), end) + 1; }
+
+   /// How many steps of a probe lead from one position to the other.
+   U64 distance(U64 from, U64 to) const { return (to - from) & mask_; }
 
   protected:
    IndexHeader* header_ = nullptr;

@@ -10,7 +10,7 @@
 namespace Pooltab {
 
 inline constexpr U64 fileMagic = 0x31656c6261746c50; // the bytes "Pltable1"
-inline constexpr U32 formatVersion = 1;
+inline constexpr U32 formatVersion = 2;
 inline constexpr U32 endianTag = 0x01020304;
 
 enum class FileKind : U32 { control = 1, rows = 2, index = 3 };
@@ -207,6 +207,12 @@ struct RingEntry {
 inline constexpr U32 ringEntryHeadBytes = 16;
 inline constexpr Word ringWhat(U32 slot, U16 keyBytes, U8 table, Operation operation) {
    return Word{slot} | Word{keyBytes} << 32 | Word{table} << 48 | Word{static_cast<U8>(operation)} << 56;
+}
+inline constexpr U32 ringSlot(Word what) {
+   return static_cast<U32>(what);
+}
+inline constexpr U8 ringTable(Word what) {
+   return static_cast<U8>(what >> 48);
 }
 
 } // namespace Pooltab

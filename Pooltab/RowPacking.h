@@ -26,19 +26,24 @@ U32 tagOf(const Word* packedKey, U64 seed) {
    return Vok::packedTag<Key>(reinterpret_cast<const U8*>(packedKey), seed);
 }
 
-/// The tag of the keys that stand eight further on in the `near` number: where a caller that goes through
-/// keys in order will be soon. The tag of the key itself when keys have no such number.
+/// Keys whose `near` numbers agree in all but this many share a line of the index.
+inline constexpr U32 neighbours = 8;
+
+/// The `near` number of a key that has one.
+template <class Key>
+U32 nearNumberOf(const Word* packedKey) {
+   U32 number;
+   std::memcpy(&number, reinterpret_cast<const U8*>(packedKey) + Vok::nearOffset<Key>(), sizeof number);
+   return number;
+}
+
+/// The tag of the keys of the next line: where a caller that goes through keys in order will be soon.
 template <class Key>
 U32 nextTagOf(const Word* packedKey, U64 seed) {
    std::array<Word, wordsFor(Vok::rowBytesMax<Key>)> next;
    std::memcpy(next.data(), packedKey, Vok::rowBytesMax<Key>);
-   if constexpr (constexpr std::size_t at = Vok::nearOffset<Key>(); at != Vok::noNear) {
-      U32 number;
-      auto* bytes = reinterpret_cast<U8*>(next.data()) + at;
-      std::memcpy(&number, bytes, sizeof number);
-      number += 8;
-      std::memcpy(bytes, &number, sizeof number);
-   }
+   const U32 number = nearNumberOf<Key>(packedKey) + neighbours;
+   std::memcpy(reinterpret_cast<U8*>(next.data()) + Vok::nearOffset<Key>(), &number, sizeof number);
    return tagOf<Key>(next.data(), seed);
 }
 
@@ -54,14 +59,14 @@ class Packed {
          return;
       }
       bytes_ = static_cast<U32>(Vok::rowStore(value, reinterpret_cast<U8*>(words_.data())));
-      std::memset(reinterpret_cast<U8*>(words_.data()) + bytes_, 0, wordsFor(bytes_) * 8 - bytes_);
+      std::memset(reinterpret_cast<U8*>(words_.data()) + bytes_, 0, sizeof(Word));
    }
    const Word* words() const { return words_.data(); }
    PackedRow row() const { return {bytes_, words_.data()}; }
 
   private:
    U32 bytes_;
-   std::array<Word, wordsFor(Vok::rowBytesMax<T>)> words_;
+   std::array<Word, wordsFor(Vok::rowBytesMax<T>) + 1> words_; ///< one more, so that zeroing is one store
 };
 
 } // namespace Pooltab

@@ -1,6 +1,5 @@
 #include "Pooltab/RowsReader.h"
 
-#include "Pooltab/Checksum.h"
 #include "Pooltab/Preamble.h"
 #include "Pooltab/Status.h"
 
@@ -28,14 +27,12 @@ RowsReader::RowsReader(const Folder& folder, const std::string& table, const Row
        header().variable != shape.variable)
       throw MountError(MountStatus::corrupted, what_ + ": its row sizes do not fit its fingerprint");
    seed_ = preamble.seed;
-   known_ = fileBytes(file_);
+   reachesNow(0);
 }
 
-bool RowsReader::reaches(U64 slot, U32 bytes) const {
-   const U64 end = slotOffset(slot) + bytes;
-   if (end > known_)
-      known_ = fileBytes(file_);
-   return end <= known_ && end <= mapping_.bytes();
+bool RowsReader::reachesNow(U64 end) const {
+   known_ = std::min(fileBytes(file_), mapping_.bytes());
+   return end <= known_;
 }
 
 bool RowsReader::fetchJournal(U32 slot, Word guard, RowCopy& row) const {
@@ -55,73 +52,28 @@ bool RowsReader::fetchJournal(U32 slot, Word guard, RowCopy& row) const {
    return loadAcquire(journal.mark) == mark && guardChecksum(finalGuard) == checksumOf(row);
 }
 
-Fetch RowsReader::fetch(U32 slot, RowCopy& row) const {
-   if (!reaches(slot, shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax)))
-      return Fetch::corrupt;
-   const RowHead& shared = head(slot);
-   const Word* payload = &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes);
+Fetch RowsReader::fetchBesideWriter(U32 slot, RowCopy& row) const {
    int odd = 0;
    for (int attempt = 0; attempt < attemptsMax; ++attempt) {
-      // Partner: the writer's stores of the guard, odd before the row changes and even after.
-      const Word guard = loadAcquire(shared.guard);
+      const Word guard = loadAcquire(head(slot).guard);
       if (guardIsOdd(guard)) {
          if (fetchJournal(slot, guard, row))
             return Fetch::row;
          if (++odd == oddAttemptsMax)
             return Fetch::none;
-         continue;
+      } else if (const Look seen = look(slot, row); seen != Look::writing) {
+         return static_cast<Fetch>(seen);
       }
-      row.stamp = loadAcquire(shared.stamp);
-      if (stampVersion(row.stamp) == 0)
-         return Fetch::none;
-      row.slot = slot;
-      row.bytes = stampBytes(row.stamp);
-      const bool fits = shape_.allows(row.bytes) && reaches(slot, rowHeadBytes + row.bytes);
-      if (fits)
-         copyOut(row.payload, payload, wordsFor(row.bytes));
-      if (loadAcquire(shared.guard) != guard)
-         continue;
-      return fits && guardChecksum(guard) == checksumOf(row) ? Fetch::row : Fetch::corrupt;
    }
    return Fetch::corrupt;
 }
 
-U32 RowsReader::blockBytesAt(U32 slot) const {
-   if (!shape_.variable)
-      return fixedBlockBytes(shape_.rowBytesMax);
+U32 RowsReader::variableBlockBytesAt(U32 slot) const {
    const Word stamp = loadAcquire(head(slot).stamp);
    const U32 bytes = stampVersion(stamp) ? variableBlockBytes(stampBytes(stamp)) : stampBytes(stamp);
    if (bytes == 0 || bytes > blockBytesMax || bytes % blockUnitBytes != 0)
       corrupted(slot, "the size of the block cannot be");
    return bytes;
-}
-
-U64 RowsReader::tail() const {
-   // Partner: TableStore, which raises the tail once the block before it stands.
-   const U64 tail = loadAcquire(header().tail);
-   if (tail > rowsFileBytesMax / granuleBytes || !reaches(tail, 0))
-      corrupted(tail, "the table ends beyond its file");
-   return tail;
-}
-
-Fetch RowsReader::step(U64& slot, RowCopy& row) const {
-   const auto at = static_cast<U32>(slot);
-   const Fetch fetched = fetch(at, row);
-   slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
-   return fetched;
-}
-
-bool RowsReader::walk(U64& slot, RowCopy& row) const {
-   const U64 end = tail();
-   while (slot < end) {
-      const U64 at = slot;
-      const Fetch fetched = step(slot, row);
-      if (fetched == Fetch::row)
-         return true;
-      if (fetched == Fetch::corrupt)
-         corrupted(at, "the row does not fit its checksum");
-   }
-   return false;
 }
 
 bool RowsReader::isBlank(U64 from, U64 to) const {
@@ -131,10 +83,6 @@ bool RowsReader::isBlank(U64 from, U64 to) const {
       if (loadRelaxed(mapping_.at<Word>(at)) != 0)
          return false;
    return true;
-}
-
-U32 RowsReader::checksumOf(const RowCopy& row) const {
-   return rowChecksum(seed_, row.slot, row.stamp, row.payload, wordsFor(row.bytes));
 }
 
 void RowsReader::prefetch(U32 slot) const {

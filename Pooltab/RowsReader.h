@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Pooltab/Checksum.h"
 #include "Pooltab/File.h"
 #include "Pooltab/Folder.h"
 #include "Pooltab/Layout.h"
@@ -54,23 +55,41 @@ class RowsReader {
    bool isRetired() const { return loadAcquire(header().preamble.retired) != 0; }
    U64 bytes() const { return fileBytes(file_); }
 
+   // Readers that know at compile time how many words each row of the table has say so; 0 where rows vary.
+
    /// Copies the row in a slot. Bounded in time whatever the writer does; a row that is being overwritten, or
    /// whose writer died over it, is read from the journal.
-   Fetch fetch(U32 slot, RowCopy& row) const;
+   template <unsigned fixedWords = 0>
+   Fetch fetch(U32 slot, RowCopy& row) const {
+      if (!reaches(slot, shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax)))
+         return Fetch::corrupt;
+      const Look seen = look<fixedWords>(slot, row);
+      return seen == Look::writing ? fetchBesideWriter(slot, row) : static_cast<Fetch>(seen);
+   }
 
    /// Copies the first row at or after `slot`, in slot order, and sets `slot` to where the walk goes on.
    /// Returns false at the end. Raises Vok::CorruptionDetectedError for a damaged row, `slot` then standing
    /// behind it, and where the chain of blocks makes no sense.
+   template <unsigned fixedWords = 0>
    bool walk(U64& slot, RowCopy& row) const;
 
    /// What the block at `slot` holds; sets `slot` to the next block. Raises Vok::CorruptionDetectedError
    /// where the chain of blocks makes no sense.
+   template <unsigned fixedWords = 0>
    Fetch step(U64& slot, RowCopy& row) const;
    /// Where the blocks end. Raises Vok::CorruptionDetectedError when that lies beyond the file.
-   U64 tail() const;
+   U64 tail() const {
+      // Partner: TableStore, which raises the tail once the block before it stands.
+      const U64 tail = loadAcquire(header().tail);
+      if (tail > rowsFileBytesMax / granuleBytes || !reaches(tail, 0))
+         corrupted(tail, "the table ends beyond its file");
+      return tail;
+   }
    /// Whether a free block from one slot to the other holds nothing.
    bool isBlank(U64 from, U64 to) const;
-   U32 checksumOf(const RowCopy& row) const;
+   U32 checksumOf(const RowCopy& row) const {
+      return rowChecksum(seed_, row.slot, row.stamp, row.payload, wordsFor(row.bytes));
+   }
 
    void prefetch(U32 slot) const;
 
@@ -78,18 +97,79 @@ class RowsReader {
    [[noreturn]] void corrupted(U64 slot, const char* what) const;
 
   private:
+   /// What one look at a block shows: what fetch() says, or that the writer was at it meanwhile.
+   enum class Look { row = static_cast<int>(Fetch::row), none, corrupt, writing };
+   template <unsigned fixedWords = 0>
+   Look look(U32 slot, RowCopy& row) const;
+   Fetch fetchBesideWriter(U32 slot, RowCopy& row) const;
+
    /// Whether the file has these bytes; asks the system when they lie beyond what is known.
-   bool reaches(U64 slot, U32 bytes) const;
+   bool reaches(U64 slot, U32 bytes) const {
+      const U64 end = slotOffset(slot) + bytes;
+      return end <= known_ || reachesNow(end);
+   }
+   bool reachesNow(U64 end) const;
    const RowHead& head(U32 slot) const { return mapping_.at<RowHead>(slotOffset(slot)); }
    bool fetchJournal(U32 slot, Word guard, RowCopy& row) const;
-   U32 blockBytesAt(U32 slot) const;
+   U32 blockBytesAt(U32 slot) const {
+      return shape_.variable ? variableBlockBytesAt(slot) : fixedBlockBytes(shape_.rowBytesMax);
+   }
+   U32 variableBlockBytesAt(U32 slot) const;
 
    std::string what_;
    RowShape shape_;
    Descriptor file_;
    Mapping mapping_;
    U64 seed_ = 0;
-   mutable U64 known_ = 0; ///< bytes that the file is known to have; it never shrinks
+   mutable U64 known_ = 0; ///< bytes that file and mapping are known to have; neither shrinks
 };
+
+// On the path of every row that is read.
+
+template <unsigned fixedWords>
+RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
+   const RowHead& shared = head(slot);
+   // Partner: the writer's stores of the guard, odd before the row changes and even after.
+   const Word guard = loadAcquire(shared.guard);
+   if (guardIsOdd(guard))
+      return Look::writing;
+   const Word stamp = loadAcquire(shared.stamp);
+   if (stampVersion(stamp) == 0)
+      return Look::none;
+   const U32 bytes = stampBytes(stamp);
+   const unsigned words = fixedWords ? fixedWords : wordsFor(bytes);
+   row.slot = slot;
+   row.bytes = bytes;
+   row.stamp = stamp;
+   const bool fits = shape_.allows(bytes) && reaches(slot, rowHeadBytes + bytes);
+   if (fits)
+      copyOut(row.payload, &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes), words);
+   if (loadAcquire(shared.guard) != guard)
+      return Look::writing;
+   return fits && guardChecksum(guard) == rowChecksum(seed_, slot, stamp, row.payload, words) ? Look::row
+                                                                                              : Look::corrupt;
+}
+
+template <unsigned fixedWords>
+Fetch RowsReader::step(U64& slot, RowCopy& row) const {
+   const auto at = static_cast<U32>(slot);
+   const Fetch fetched = fetch<fixedWords>(at, row);
+   slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
+   return fetched;
+}
+
+template <unsigned fixedWords>
+bool RowsReader::walk(U64& slot, RowCopy& row) const {
+   const U64 end = tail();
+   while (slot < end) {
+      const U64 at = slot;
+      const Fetch fetched = step<fixedWords>(slot, row);
+      if (fetched == Fetch::row)
+         return true;
+      if (fetched == Fetch::corrupt)
+         corrupted(at, "the row does not fit its checksum");
+   }
+   return false;
+}
 
 } // namespace Pooltab

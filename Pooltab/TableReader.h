@@ -26,12 +26,10 @@ class TableReader {
    TableReader(PoolReader& pool, const std::string& name)
        : pool_(&pool), view_(&pool.view(name, shapeOf<Row>())) {}
 
-   bool find(const Key& key, Row& row) const { return findAt(key, TableView::noSlot, row); }
-   /// The same, looking first at the slot that the change log named.
-   bool findAt(const Key& key, U32 slot, Row& row) const {
+   bool find(const Key& key, Row& row) const {
       const Packed<Key> packed(key);
       RowCopy copy;
-      return view_->find(keyOf(packed), slot, copy) && load(copy, row);
+      return view_->find(keyOf(packed), copy) && load(copy, row);
    }
    std::optional<Row> find(const Key& key) const {
       std::optional<Row> row(std::in_place);
@@ -56,13 +54,13 @@ class TableReader {
    /// TableView::walk for what a walk promises while the table changes.
    bool walk(U64& slot, Row& row) const {
       RowCopy copy;
-      return view_->walk(slot, copy) && load(copy, row);
+      return view_->walk<fixedWords>(slot, copy) && load(copy, row);
    }
    /// The same with the number of the change that wrote the row: what is above PoolReader::position() has not
    /// been delivered yet.
    bool walk(U64& slot, Row& row, U64& version) const {
       RowCopy copy;
-      const bool more = view_->walk(slot, copy) && load(copy, row);
+      const bool more = view_->walk<fixedWords>(slot, copy) && load(copy, row);
       version = more ? copy.version() : 0;
       return more;
    }
@@ -84,6 +82,7 @@ class TableReader {
 
   private:
    static constexpr std::size_t group = 16;
+   static constexpr unsigned fixedWords = Vok::rowIsVariable<Row> ? 0 : wordsFor(Vok::rowBytesMax<Row>);
 
    PackedKey keyOf(const Packed<Key>& packed) const {
       return {tagOf<Key>(packed.words(), view_->seed()), packed.words()};

@@ -68,21 +68,23 @@ void TableStore::make(const RowShape& shape, U64 oldGeneration) {
    space_.emplace(rows_);
 }
 
-TableStore::Place TableStore::locate(const PackedKey& key) const {
-   if (key.wasMissing && missed_.known)
-      return {false, missed_.position, 0};
-   Place place{false, 0, 0};
+Place TableStore::locate(const PackedKey& key) const {
+   if (key.place && isGood(*key.place))
+      return *key.place;
+   Place place;
+   place.moves = moves_;
    const U32 keyBytes = rows_.shape().keyBytes;
    place.found = index_.probe(key.tag, place.position, [&](U32 slot, U64) {
       place.slot = slot;
       return sameBytes(rows_.payload(slot), key.words, keyBytes);
    });
    if (!place.found && keyBytes <= sizeof missed_.key) {
-      missed_.known = true;
       missed_.tag = key.tag;
-      missed_.position = place.position;
+      missed_.place = place;
       std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
    }
+   if (key.place)
+      *key.place = place;
    return place;
 }
 
@@ -154,7 +156,6 @@ void TableStore::insert(U64 position, const PackedKey& key, const PackedRow& row
    // Partner: the walks of readers, which stop at the tail.
    storeRelease(rows_.header().tail, space_->tail());
    index_.insert(position, key.tag, slot);
-   missed_.known = false;
    rows_.stepDone(++count_, sum_ = sumWith(checksum, 0));
    log_->append(number_, Operation::set, slot, key.words, static_cast<U16>(shape().keyBytes));
 }
@@ -181,6 +182,7 @@ void TableStore::move(const Place& place, const PackedKey& key, const PackedRow&
    rows_.place(slot, stamp, row, checksum);
    storeRelease(rows_.header().tail, space_->tail());
    index_.replace(place.position, key.tag, slot);
+   ++moves_;
    rows_.clear(place.slot, oldBytes);
    rows_.stepDone(count_, sum_ = sum);
    space_->free(place.slot, oldBytes);
@@ -197,7 +199,7 @@ bool TableStore::erase(const PackedKey& key) {
    const U64 sum = sumWith(0, guardChecksum(loadRelaxed(rows_.head(slot).guard)));
    rows_.stepIs(Step::erase, slot, slot, count_ - 1, sum);
    index_.erase(place.position);
-   missed_.known = false;
+   ++moves_;
    rows_.clear(slot, bytes);
    rows_.stepDone(--count_, sum_ = sum);
    space_->free(slot, bytes);
@@ -206,7 +208,7 @@ bool TableStore::erase(const PackedKey& key) {
 }
 
 void TableStore::growIndex() {
-   missed_.known = false;
+   ++moves_;
    const U64 old = index_.generation();
    IndexWriter larger(*folder_, name_, rows_.header().preamble, old + 1, index_.bits() + 1);
    larger.fill(index_);

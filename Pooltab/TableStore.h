@@ -15,11 +15,19 @@
 
 namespace Pooltab {
 
+/// Where a key stands in the index of its table, or would stand.
+struct Place {
+   U64 moves = ~U64{0}; ///< how often entries had moved by then; never at first
+   U64 position = 0;    ///< of the entry, or the empty place for it
+   U32 slot = 0;
+   bool found = false;
+};
+
 /// A packed key and its tag.
 struct PackedKey {
    U32 tag;
-   const Word* words;       ///< what stands behind the last byte of the key is ignored
-   bool wasMissing = false; ///< the key that the last probe did not find
+   const Word* words;      ///< what stands behind the last byte of the key is ignored
+   Place* place = nullptr; ///< what the writer's caller remembers of the key; kept up to date
 };
 
 class TableStore {
@@ -58,25 +66,34 @@ class TableStore {
    void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
    void prefetchRow(U32 tag) const;
 
-   /// True for the key that the last probe did not find, if the index has not changed since: whoever asks for
-   /// a key in order to write it when it is not there need not compute and probe twice.
-   bool wasMissing(const Word* key) const {
-      return missed_.known && sameBytes(missed_.key.data(), key, rows_.shape().keyBytes);
+   /// True for the key that the last probe did not find, with its tag and place: whoever asks for a key in
+   /// order to write it when it is not there need not compute and probe twice.
+   bool recall(const Word* key, U32& tag, Place& place) const {
+      if (!isGood(missed_.place) || !sameBytes(missed_.key.data(), key, rows_.shape().keyBytes))
+         return false;
+      tag = missed_.tag;
+      place = missed_.place;
+      return true;
    }
-   U32 missingTag() const { return missed_.tag; }
 
-   /// True when the tag is of another group of eight neighbours than that of the call before.
-   bool isNewGroup(U32 tag) { return std::exchange(group_, tag >> 3) != tag >> 3; }
+   /// True when the group of neighbours comes right behind one that was worked on lately: the old rows and
+   /// the new ones of a table that is rewritten in order are two such sequences.
+   bool isNextGroup(U32 group) {
+      for (U32& last : groups_)
+         if (last == group || last + 1 == group)
+            return std::exchange(last, group) != group;
+      groups_[oldestGroup_++ % groups_.size()] = group;
+      return false;
+   }
 
    /// Marks the files as replaced, for readers that have them mapped.
    void retire() { storeRelease(rows_.header().preamble.retired, 1); }
 
   private:
-   struct Place {
-      bool found;
-      U64 position; ///< in the index: of the entry, or the empty place for it
-      U32 slot;
-   };
+   /// Whether a place still says where its key stands. Inserts move nothing, but may take an empty place.
+   bool isGood(const Place& place) const {
+      return place.moves == moves_ && (place.found || index_.entry(place.position) == 0);
+   }
    Place locate(const PackedKey& key) const;
    bool putAt(const Place& place, const PackedKey& key, const PackedRow& row);
    void make(const RowShape& shape, U64 oldGeneration);
@@ -89,9 +106,8 @@ class TableStore {
 
    /// What the last probe that found nothing was for, and where it ended.
    struct Missed {
-      bool known = false;
       U32 tag = 0;
-      U64 position = 0;
+      Place place;
       std::array<Word, 8> key{};
    };
 
@@ -107,7 +123,9 @@ class TableStore {
    U64 count_ = 0;
    U64 sum_ = 0;
    U64 changes_ = 0;
-   U32 group_ = 0;
+   U64 moves_ = 0; ///< raised whenever an entry of the index moves or changes its slot
+   std::array<U32, 4> groups_{};
+   unsigned oldestGroup_ = 0;
    mutable Missed missed_;
 };
 

@@ -1,7 +1,5 @@
 #include "Pooltab/TableView.h"
 
-#include <cstring>
-
 namespace Pooltab {
 
 namespace {
@@ -62,11 +60,22 @@ bool TableView::indexIsCurrent() const {
    return loadAcquire(rows_.header().indexGeneration) == index_.generation();
 }
 
+void TableView::tell(const Change& change) {
+   struct Telling {
+      TableView& table;
+      ~Telling() { table.told_ = nullptr; }
+   } const telling{*this};
+   told_ = &change;
+   listener_->onChange(*this, change);
+}
+
 bool TableView::find(const PackedKey& key, U32 slotHint, RowCopy& row) const {
    if (!isMounted())
       return false;
+   if (told_ && sameBytes(told_->key, key.words, shape_.keyBytes))
+      slotHint = told_->slot;
    if (slotHint != noSlot && rows_.fetch(slotHint, row) == Fetch::row &&
-       std::memcmp(row.payload, key.words, shape_.keyBytes) == 0)
+       sameBytes(row.payload, key.words, shape_.keyBytes))
       return true;
    // Most lookups find their row at the first look, which needs no counters.
    U64 length = 0;
@@ -98,7 +107,7 @@ TableView::Look TableView::look(const PackedKey& key, RowCopy& row, U64& length)
    U64 end;
    const bool found = index_.probe(key.tag, end, [&](U32 slot, U64 position) {
       const Fetch fetched = rows_.fetch(slot, row);
-      if (fetched == Fetch::row && std::memcmp(row.payload, key.words, shape_.keyBytes) == 0)
+      if (fetched == Fetch::row && sameBytes(row.payload, key.words, shape_.keyBytes))
          return true;
       // Another key may have this tag, or the entry was changed while we followed it: then its row may stand
       // elsewhere by now. A free block under a standing entry is no writer's work.

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Pooltab/PoolWriter.h"
-#include "Pooltab/RowPacking.h"
+#include "Pooltab/Spot.h"
 #include "Pooltab/TableWalk.h"
 
 #include <optional>
@@ -29,19 +29,23 @@ class TableWriter {
    TableWriter(PoolWriter& pool, const std::string& name)
        : pool_(&pool), store_(&pool.store(name, shapeOf<Row>())) {}
 
+   /// A key for several of the calls below, each of which takes a key as well.
+   Spot<Key> spot(const Key& key) const { return Spot<Key>(*store_, key); }
+
    /// Inserts or overwrites. Returns true when the key is new. Raises Vok::Error when the memory is full; the
    /// table is as before then.
    bool is(const Row& row) {
       const Packed<Row> packed(row);
-      const bool inserted = store_->put(keyOf(packed), packed.row());
+      const bool inserted = store_->put(spot(row.rowKey()).packed(), packed.row());
       pool_->note();
       return inserted;
    }
 
    /// The same unless an equal row stands there. Returns true when it wrote.
-   bool isIfChanged(const Row& row) {
+   bool isIfChanged(const Row& row) { return isIfChanged(spot(row.rowKey()), row); }
+   bool isIfChanged(const Spot<Key>& spot, const Row& row) {
       const Packed<Row> packed(row);
-      const bool written = store_->putIfChanged(keyOf(packed), packed.row());
+      const bool written = store_->putIfChanged(spot.packed(), packed.row());
       if (written)
          pool_->note();
       return written;
@@ -51,9 +55,9 @@ class TableWriter {
    void is(std::span<const Row> rows);
 
    /// Returns false when there is no such row.
-   bool del(const Key& key) {
-      const Packed<Key> packed(key);
-      const bool deleted = store_->erase(keyOf(packed));
+   bool del(const Key& key) { return del(spot(key)); }
+   bool del(const Spot<Key>& spot) {
+      const bool deleted = store_->erase(spot.packed());
       if (deleted)
          pool_->note();
       return deleted;
@@ -66,11 +70,13 @@ class TableWriter {
          del(row.rowKey());
    }
 
-   bool find(const Key& key, Row& row) const {
-      const Packed<Key> packed(key);
-      const std::optional<PackedRow> found = store_->find(keyOf(packed));
+   bool find(const Key& key, Row& row) const { return find(spot(key), row); }
+   bool find(const Spot<Key>& spot, Row& row) const {
+      const std::optional<PackedRow> found = peek(spot);
       return found && load(*found, row);
    }
+   /// The row as it stands in the table; good until the next change.
+   std::optional<PackedRow> peek(const Spot<Key>& spot) const { return store_->find(spot.packed()); }
    std::optional<Row> find(const Key& key) const {
       std::optional<Row> row(std::in_place);
       if (!find(key, *row))
@@ -79,10 +85,7 @@ class TableWriter {
    }
    /// The row, or a default one.
    Row lookup(const Key& key) const { return find(key).value_or(Row()); }
-   bool has(const Key& key) const {
-      const Packed<Key> packed(key);
-      return store_->find(keyOf(packed)).has_value();
-   }
+   bool has(const Key& key) const { return peek(spot(key)).has_value(); }
 
    /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Start at 0. The
    /// table may change between two calls.
@@ -95,8 +98,8 @@ class TableWriter {
 
    /// For callers that know what they will touch next: fetches the index's line, and once that has come, the
    /// row's.
-   void prefetchIndex(const Key& key) const { store_->prefetchIndex(keyOf(Packed<Key>(key)).tag); }
-   void prefetchRow(const Key& key) const { store_->prefetchRow(keyOf(Packed<Key>(key)).tag); }
+   void prefetchIndex(const Spot<Key>& spot) const { store_->prefetchIndex(spot.tag()); }
+   void prefetchRow(const Spot<Key>& spot) const { store_->prefetchRow(spot.tag()); }
 
    U64 size() const { return store_->size(); }
    /// Raised before every write.
@@ -105,17 +108,6 @@ class TableWriter {
    TableStore& store() const { return *store_; }
 
   private:
-   template <class T>
-   PackedKey keyOf(const Packed<T>& packed) const {
-      if (store_->wasMissing(packed.words()))
-         return {store_->missingTag(), packed.words(), true};
-      const PackedKey key{tagOf<Key>(packed.words(), store_->seed()), packed.words()};
-      // Keys are mostly written, read and deleted in order: the next eight's line comes while these eight are
-      // worked on.
-      if (store_->isNewGroup(key.tag))
-         store_->prefetchIndex(nextTagOf<Key>(packed.words(), store_->seed()));
-      return key;
-   }
    bool load(const PackedRow& found, Row& row) const {
       if (Vok::rowLoad(row, reinterpret_cast<const U8*>(found.words), found.bytes))
          return true;
@@ -132,10 +124,10 @@ void TableWriter<Row>::is(std::span<const Row> rows) {
    while (!rows.empty()) {
       const auto batch = rows.first(std::min(group, rows.size()));
       for (const Row& row : batch)
-         prefetchIndex(row.rowKey());
+         prefetchIndex(spot(row.rowKey()));
       for (const Row& row : batch) {
          const Packed<Row> packed(row);
-         store_->put(keyOf(packed), packed.row());
+         store_->put(spot(row.rowKey()).packed(), packed.row());
       }
       pool_->note();
       rows = rows.subspan(batch.size());

@@ -46,6 +46,26 @@ const U8* take(const U8* at, N& number) {
    return at + sizeof number;
 }
 
+/// The word that starts with so many bytes of memory and goes on with zeroes. Put together in a register: a
+/// word that is stored in pieces and loaded whole is not there at once.
+template <std::size_t bytes>
+U64 loadWord(const U8* at) {
+   static_assert(bytes >= 1 && bytes <= 8);
+   if constexpr (bytes == 8 || std::endian::native == std::endian::big) {
+      U64 word = 0;
+      std::memcpy(&word, at, bytes);
+      return word;
+   } else {
+      constexpr std::size_t piece = std::bit_floor(bytes);
+      std::conditional_t<piece == 4, U32, std::conditional_t<piece == 2, U16, U8>> first;
+      take(at, first);
+      if constexpr (piece == bytes)
+         return first;
+      else
+         return first | loadWord<bytes - piece>(at + piece) << 8 * piece;
+   }
+}
+
 } // namespace RowCodecDetail
 
 template <class T>
@@ -306,16 +326,20 @@ bool rowLoad(T& value, const U8* in, std::size_t bytes) {
 /// three bits of their `near` number differ only in the low three bits of the tag.
 template <class Key>
 U32 packedTag(const U8* packed, U64 seed) {
-   constexpr std::size_t words = (packedSizeOf<Key>() + 7) / 8;
-   std::array<U64, words> word{};
-   std::memcpy(word.data(), packed, packedSizeOf<Key>());
+   constexpr std::size_t bytes = packedSizeOf<Key>();
+   constexpr std::size_t words = (bytes + 7) / 8;
+   std::array<U64, words> word;
+   for (std::size_t i = 0; i + 1 < words; ++i)
+      word[i] = RowCodecDetail::loadWord<8>(packed + 8 * i);
+   word[words - 1] = RowCodecDetail::loadWord<bytes - 8 * (words - 1)>(packed + 8 * (words - 1));
    U32 neighbour = 0;
    constexpr std::size_t nearAt = nearOffset<Key>();
    if constexpr (nearAt != noNear) {
-      constexpr std::size_t byte = std::endian::native == std::endian::little ? nearAt : nearAt + 3;
-      auto* bytes = reinterpret_cast<U8*>(word.data());
-      neighbour = bytes[byte] & 7u;
-      bytes[byte] &= 0xf8;
+      constexpr bool little = std::endian::native == std::endian::little;
+      constexpr std::size_t byte = little ? nearAt : nearAt + 3;
+      constexpr unsigned shift = 8 * (little ? byte % 8 : 7 - byte % 8);
+      neighbour = static_cast<U32>(word[byte / 8] >> shift) & 7u;
+      word[byte / 8] &= ~(U64{7} << shift);
    }
    U64 mixed = 0;
    for (std::size_t i = 0; i < words; ++i)

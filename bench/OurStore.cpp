@@ -1,6 +1,7 @@
 #include "bench/Measure.h"
 #include "bench/Store.h"
 
+#include "Mpls/LfibBatch.h"
 #include "Pooltab/VokPooltab.h"
 
 #include <optional>
@@ -18,18 +19,19 @@ class OurStore : public Store {
 
    void prepare(const Chunk& chunk) override {
       routes_.clear();
-      for (const U32 label : chunk.labels)
+      keys_.clear();
+      for (const U32 label : chunk.labels) {
          routes_.push_back(routeOf(label, chunk.generation));
+         keys_.push_back(routeKeyOf(label));
+      }
    }
    void publish() override {
-      for (const Mpls::ConsolidatedLfibRoute& route : routes_)
-         writer_->lfibRouteIs(route);
+      lfibRoutesIs(*writer_, routes_);
       mount_->flush();
    }
    void rewrite() override { publish(); }
    void remove() override {
-      for (const Mpls::ConsolidatedLfibRoute& route : routes_)
-         writer_->lfibRouteDel(route.key());
+      lfibRoutesDel(*writer_, keys_);
       mount_->flush();
    }
 
@@ -102,7 +104,8 @@ class OurStore : public Store {
    std::optional<VokPooltab::WriterMount> mount_;
    Vok::Ptr<Mpls::LfibWriter> writer_;
    std::vector<Mpls::ConsolidatedLfibRoute> routes_;
-   Vok::Ptr<Mpls::LfibStatus> seen_; ///< the reader's
+   std::vector<Mpls::RouteKey> keys_; ///< theirs
+   Vok::Ptr<Mpls::LfibStatus> seen_;  ///< the reader's
    std::optional<VokPooltab::ReaderMount> view_;
 };
 

@@ -2,6 +2,7 @@
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
+#include <functional>
 #include <poll.h>
 #include <unistd.h>
 
@@ -77,16 +78,18 @@ std::vector<double> hearBell(Pooltab::Folder& folder, Watch& watch) {
    return arrivals.microseconds;
 }
 
-/// Makes one change after another, each when the reader has had time to fall asleep again.
-template <class Change>
-void pace(Watch& watch, Change&& change) {
+/// Makes one change after another, each when the reader has had time to fall asleep again. What prepare()
+/// gives for a number, change() is handed on the clock.
+template <class Prepare, class Change>
+void pace(Watch& watch, Prepare&& prepare, Change&& change) {
    constexpr useconds_t asleep = 400;
    for (int number = 0; number < changes; ++number) {
       while (watch.heard < number)
          usleep(50);
       usleep(asleep);
+      const auto prepared = prepare(number);
       watch.sent = nowNs();
-      change(number);
+      change(prepared);
    }
 }
 
@@ -102,10 +105,13 @@ void runWake(const Options&, U64 size, Report& report) {
       Tables tables(size);
       SharedPage<Watch> watch;
       Child reader([&] { return readTables(tables.where(), *watch.get()); });
-      pace(*watch.get(), [&](int number) {
-         tables.lfib().lfibRouteIs(tables.routeWithMetric(static_cast<U64>(number) % size, 7 + number));
-         tables.flush();
-      });
+      pace(
+          *watch.get(),
+          [&](int number) { return tables.routeWithMetric(static_cast<U64>(number) % size, 7 + number); },
+          [&](const Mpls::LfibRoute& route) {
+             tables.lfib().lfibRouteIs(route);
+             tables.flush();
+          });
       add(report, size, ours, reader.result());
    }
    const ScratchDirectory scratch;
@@ -113,7 +119,7 @@ void runWake(const Options&, U64 size, Report& report) {
    const auto lock = folder->lock();
    SharedPage<Watch> watch;
    Child reader([&] { return hearBell(*folder, *watch.get()); });
-   pace(*watch.get(), [&](int) { folder->ring(); });
+   pace(*watch.get(), std::identity(), [&](int) { folder->ring(); });
    add(report, size, "bare", reader.result());
 }
 

@@ -1,5 +1,7 @@
 #include "Mpls/test/LfibFixture.h"
 
+#include "Mpls/LfibBatch.h"
+
 #include "Vok/Trace.h"
 
 #include <map>
@@ -171,6 +173,35 @@ TEST_F(LfibWriterTest, tablesHoldWhatWasAskedFor) {
       ASSERT_EQ(lfib->mplsVias(), vias) << "turn " << turn;
    }
    EXPECT_EQ(writer->orphanDelAll(), 0u);
+}
+
+// The same calls one by one and in batches, over few labels, so that a batch names a route more than once and
+// rows move under the places that it remembers: the same steps in the same order, and the same rows.
+TEST_F(LfibWriterTest, aBatchIsItsRoutesOneByOne) {
+   const Vok::Ptr<LfibStatus> other = lfibStatusFactory("lfib");
+   const VokPooltab::WriterMount otherMount{other, std::make_shared<Pooltab::PrivateFolder>("lfib")};
+   const Vok::Ptr<LfibWriter> single = Vok::make<LfibWriter>(other);
+   RowWatch singleWatch{other};
+   std::mt19937 random(7);
+   for (int turn = 0; turn < 60; ++turn) {
+      std::vector<ConsolidatedLfibRoute> routes;
+      std::vector<RouteKey> keys;
+      for (unsigned number = random() % 40; number > 0; --number) {
+         routes.push_back(mplsRoute(16 + random() % 20, {mplsVia(random() % 3), mplsVia(3 + random() % 2)}));
+         keys.push_back(labelKey(16 + random() % 24));
+      }
+      lfibRoutesIs(*writer, routes);
+      lfibRoutesDel(*writer, keys);
+      for (const ConsolidatedLfibRoute& route : routes)
+         single->lfibRouteIs(route);
+      for (const RouteKey& key : keys)
+         single->lfibRouteDel(key);
+      ASSERT_EQ(watch.steps(), singleWatch.steps()) << "turn " << turn;
+      for (const LfibRoute& route : other->lfibRouteEach()) {
+         ASSERT_EQ(lfib->lfibRoute(route.key()), route);
+         ASSERT_EQ(lfib->viaSet(route.viaSetKey()), other->viaSet(route.viaSetKey()));
+      }
+   }
 }
 
 TEST_F(LfibWriterTest, leftoversOfAWriterThatEndedHalfwayAreFound) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Pooltab/test/PooltabSample.h"
+#include "Pooltab/test/TestTables.h"
 #include "Pooltab/VokPooltab.h"
 
 #include <sstream>
@@ -87,6 +88,61 @@ TEST(Collection, WriterAndReaderNotifyInTheOrderOfWriting) {
    }
    EXPECT_EQ(walked, 11);
    EXPECT_EQ(written->ports(), 0u);
+}
+
+/// Whoever keeps what it knows by key is told of deletions too when changes were lost.
+TEST(Collection, AnExactResyncTellsWhatDiffersKeyByKey) {
+   const auto folder = Pooltab::privateFolder("p");
+   const auto written = boardFactory("written"), read = boardFactory("read");
+   const VokPooltab::WriterMount mount(written, folder, {.keyBytesMax = 8, .logEntriesLog2 = 4});
+   for (Vok::U32 number = 1; number <= 4; ++number)
+      written->portIs(makePort(number, number));
+   read->portControl().exactResyncIs(true);
+   Diary diary(read);
+   VokPooltab::ReaderMount readerMount(read, folder);
+   written->portIs(makePort(5, 5));
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "mounted; ports; queues; port 5=5; ");
+
+   const auto loseChanges = [&] {
+      for (Vok::U64 speed = 0; speed < 20; ++speed)
+         written->portIs(makePort(1, 100 + speed));
+   };
+   written->portDel(PortKey(1, 2)); // known since the mount
+   written->portDel(PortKey(1, 5)); // known from the log
+   written->portIs(makePort(4, 40));
+   loseChanges();
+   written->portIs(makePort(9, 9));
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "port 1=119; port 4=40; port 9=9; port 2=0; port 5=0; queues; ");
+   written->portDel(PortKey(1, 9)); // known from the resync
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "port 9=0; ");
+   written->portDel(PortKey(1, 3));
+   loseChanges();
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "port 1=119; port 3=0; queues; ");
+   read->portControl().exactResyncIs(false);
+   loseChanges();
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "ports; queues; ");
+}
+
+TEST(Collection, WhatChangedBeforeTheLogWasFoundIsTold) {
+   const TestRoot root;
+   const auto written = boardFactory("written"), read = boardFactory("read");
+   VokPooltab::WriterMount mount(written, root.pool());
+   const std::filesystem::path log = root.path() + "/p/control";
+   std::filesystem::rename(log, log.string() + "-hidden"); // as when the writer is just creating its files
+   VokPooltab::ReaderMount readerMount(read, root.pool());
+   Diary readers(read);
+   readerMount.deliver(100);
+   readers.taken();
+   written->portIs(makePort(7, 100));
+   std::filesystem::rename(log.string() + "-hidden", log);
+   readerMount.deliver(100);
+   EXPECT_EQ(readers.taken(), "ports; queues; ");
+   EXPECT_EQ(read->port(PortKey(1, 7)).speed(), 100u);
 }
 
 TEST(Collection, OnlyAMountedWriterWrites) {

@@ -35,6 +35,13 @@ void writeValue(Json& json, const Vok::Type& type, const void* value) {
       json.end();
       return;
    }
+   if (const auto* flags = dynamic_cast<const Vok::FlagsType*>(&type); flags && flags->textForm() != "%s") {
+      json.array();
+      for (const std::string_view name : flagNames(*flags, value))
+         json.value(name);
+      json.end();
+      return;
+   }
    const std::string text = plainText(type, value);
    const bool plain = type.kind() == Vok::Kind::scalar || type.kind() == Vok::Kind::bounded;
    if (plain && (text == "True" || text == "False"))
@@ -43,6 +50,18 @@ void writeValue(Json& json, const Vok::Type& type, const void* value) {
       json.value(std::stoull(text));
    else
       json.value(text);
+}
+
+std::vector<std::string_view> flagNames(const Vok::FlagsType& type, const void* value) {
+   Vok::NboAttrLog::Writer log;
+   type.writeLog(value, log);
+   Vok::NboAttrLog::Reader reader(log.buffer());
+   const Vok::U32 bits = reader.u32();
+   std::vector<std::string_view> names;
+   for (const Vok::Flag& flag : type.flags())
+      if (bits >> flag.bit & 1)
+         names.push_back(flag.name);
+   return names;
 }
 
 void printFields(Output& out, const Vok::ValueType& type, const void* value, std::size_t indent) {

@@ -4,6 +4,7 @@
 #include "tools/common/Paths.h"
 
 #include <string>
+#include <string_view>
 
 namespace CLI {
 class App;
@@ -22,7 +23,11 @@ using tools::Outcome;
 struct Session {
    std::string pool = std::string(tools::pools::lfib); ///< of tables, under the directory in POOLTAB_DIR
    std::string socket;                                 ///< of the central database
+   bool hasPool = false;                               ///< the user named the pool
    Outcome outcome = Outcome::done;
+
+   /// The pool that the user named, or the usual one of a verb that works on other tables than the LFIB's.
+   std::string poolOr(std::string_view usual) const { return hasPool ? pool : std::string(usual); }
 };
 
 /// Declares a verb: adds a subcommand to `program` whose callback sets `session.outcome` or raises Failure.
@@ -39,5 +44,10 @@ void schemaVerb(CLI::App& program, Session& session);
 void sourceVerb(CLI::App& program, Session& session);
 void configVerb(CLI::App& program, Session& session);
 void dbVerb(CLI::App& program, Session& session);
+void ldpVerb(CLI::App& program, Session& session);
+void segmentRoutingVerb(CLI::App& program, Session& session);
+
+/// The nouns of `show` that stand beside their verbs.
+void addShowLdp(CLI::App& show, Session& session);
 
 } // namespace mplsctl

@@ -13,8 +13,8 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {loadVerb,  routeVerb,  sourceVerb, configVerb, showVerb,
-                          watchVerb, verifyVerb, statsVerb,  dbVerb,     schemaVerb};
+constexpr Verb verbs[] = {loadVerb,   routeVerb, sourceVerb, configVerb,         showVerb, watchVerb,
+                          verifyVerb, statsVerb, ldpVerb,    segmentRoutingVerb, dbVerb,   schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());
@@ -34,7 +34,8 @@ int main(int argc, char** argv) {
    program.footer("Exit status: 0 done, 1 not found or differs, 2 wrong usage, 3 unreachable, 4 corrupt, "
                   "5 version mismatch.\nPools live under the directory in POOLTAB_DIR.");
    program.option_defaults()->always_capture_default();
-   program.add_option("--pool", session.pool, "Pool of tables to work on");
+   program.add_option("--pool", session.pool, "Pool of tables to work on")
+       ->each([&session](const std::string&) { session.hasPool = true; });
    tools::declareSocket(program, session.socket);
    program.fallthrough();
    program.require_subcommand(1);

@@ -170,7 +170,7 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    diary.clear();
    const auto total = everythingFactory("total");
    const auto first = GarageIs("first");
-   const auto second = GarageIs("second");
+   const auto second = garageFactory("second");
    const auto dir = Vok::make<Vok::Dir>(Vok::Name("dir"));
    auto machine = vehicleCountSmFactory(total, first, dir);
    const auto step = [](std::vector<std::string> expected) {
@@ -199,8 +199,16 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    step({"second point 13"});
    first->vehicleIs(Point(6), Gear::forwards);
    step({"first point 6", "first point 6"}); // its two reactors, in order of attachment
+   const auto third = garageFactory("third"), fourth = garageFactory("fourth");
+   machine->currentIs(third);
+   third->vehicleIs(Point(7), Gear::forwards);
+   machine->currentIs(fourth);
+   third->vehicleDelAll();
+   fourth->vehicleIs(Point(8), Gear::forwards);
+   step({"current point 7", "current point 8"}); // only what the pointer points to
    machine = nullptr;
    first->vehicleDelAll();
+   fourth->vehicleDelAll();
    step({});
 }
 

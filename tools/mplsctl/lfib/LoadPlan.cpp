@@ -1,12 +1,18 @@
 #include "tools/mplsctl/lfib/LoadPlan.h"
 
+#include "Mpls/LfibBatch.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace mplsctl {
 
 namespace {
+
+/// Routes that are written at once.
+constexpr std::size_t batchSize = 64;
 
 /// Marks the label of a bad line.
 constexpr Vok::U32 badLine = ~Vok::U32(0);
@@ -63,15 +69,18 @@ Vok::U32 LoadPlan::count(Step step) const {
 }
 
 void LoadPlan::apply(Mpls::LfibWriter& writer) const {
-   Mpls::ConsolidatedLfibRoute consolidated;
+   std::vector<Mpls::ConsolidatedLfibRoute> batch(batchSize);
+   std::size_t filled = 0;
+   const auto write = [&] { lfibRoutesIs(writer, std::span(batch).first(std::exchange(filled, 0))); };
    for (std::size_t i = 0; i < steps_.size(); ++i) {
       if (steps_[i] != Step::add && steps_[i] != Step::change)
          continue;
-      consolidate(consolidated, file_, file_.routes[i]);
-      writer.lfibRouteIs(consolidated);
+      consolidate(batch[filled++], file_, file_.routes[i]);
+      if (filled == batchSize)
+         write();
    }
-   for (const Mpls::RouteKey& key : removed_)
-      writer.lfibRouteDel(key);
+   write();
+   lfibRoutesDel(writer, removed_);
 }
 
 } // namespace mplsctl

@@ -121,6 +121,7 @@ void showVerb(CLI::App& program, Session& session) {
               showVias(tables, given.format(), out);
            });
    declareShowConfig(*show, session);
+   addShowLdp(*show, session);
 }
 
 } // namespace mplsctl

@@ -1,0 +1,76 @@
+#include "Mpls/LfibBatch.h"
+
+#include "Mpls/LfibRouteRows.h"
+#include "Vok/InlineVector.h"
+
+#include <algorithm>
+
+namespace Mpls {
+
+namespace {
+
+/// As many as the processor can wait for at the same time, more or less.
+constexpr std::size_t groupSize = 16;
+
+template <class Key>
+using Spots = Vok::InlineVector<Pooltab::Spot<Key>, groupSize>;
+
+/// Has rows come into the cache: the index first, and then the rows that it names.
+template <class Row, class Key>
+void fetch(const Pooltab::TableWriter<Row>& table, const Spots<Key>& spots) {
+   for (const Pooltab::Spot<Key>& spot : spots)
+      table.prefetchIndex(spot);
+   for (const Pooltab::Spot<Key>& spot : spots)
+      table.prefetchRow(spot);
+}
+
+/// The via-set key in a packed route, where it stands right behind the route's own.
+LfibViaSetKey viaSetKeyIn(const Pooltab::PackedRow& route) {
+   LfibViaSetKey key;
+   const auto* bytes = reinterpret_cast<const Vok::U8*>(route.words);
+   Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route.bytes);
+   return key;
+}
+
+/// Calls work( spot, element ) for each element, group by group, once the routes of the group's keys and
+/// their via sets are in the cache. `keyOf` gives the route key of an element.
+template <class Element, class KeyOf, class Work>
+void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, Work work) {
+   while (!elements.empty()) {
+      const auto group = elements.first(std::min(groupSize, elements.size()));
+      Spots<RouteKey> routes;
+      for (const Element& element : group)
+         routes.append(lfib.lfibRouteTable().spot(keyOf(element)));
+      const auto& routeTable = *lfib.lfibRouteTable().tableWriter();
+      fetch(routeTable, routes);
+      Spots<LfibViaSetKey> viaSets;
+      for (const Pooltab::Spot<RouteKey>& route : routes)
+         if (const auto row = routeTable.peek(route))
+            viaSets.append(lfib.viaSetTable().spot(viaSetKeyIn(*row)));
+      if (!viaSets.empty())
+         fetch(*lfib.viaSetTable().tableWriter(), viaSets);
+      for (std::size_t i = 0; i < group.size(); ++i)
+         work(routes.begin()[i], group[i]);
+      elements = elements.subspan(group.size());
+   }
+}
+
+} // namespace
+
+void lfibRoutesIs(LfibWriter& writer, std::span<const ConsolidatedLfibRoute> routes) {
+   if (auto line = lfibWriterTrace.entry(8))
+      line << " routes " << routes.size();
+   inGroups(
+       *writer.lfib(), routes, [](const ConsolidatedLfibRoute& route) { return route.key(); },
+       [&](const auto& spot, const ConsolidatedLfibRoute& route) { routeRowsIs(writer, spot, route); });
+}
+
+void lfibRoutesDel(LfibWriter& writer, std::span<const RouteKey> routeKeys) {
+   if (auto line = lfibWriterTrace.entry(8))
+      line << " routes " << routeKeys.size();
+   inGroups(
+       *writer.lfib(), routeKeys, [](const RouteKey& key) { return key; },
+       [&](const auto& spot, const RouteKey& key) { routeRowsDel(writer, spot, key); });
+}
+
+} // namespace Mpls
