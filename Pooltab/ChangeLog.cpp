@@ -48,13 +48,12 @@ ChangeCursor::Next ChangeCursor::next(Change& change) {
    }
    if (seenHead_ - position_ > mask_ + 1) // also when the head went back, which no writer does
       return lapped(loadAcquire(header_->head));
-   const Word* shared = ring_ + (position_ & mask_) * entryWords_;
-   __builtin_prefetch(ring_ + ((position_ + 8) & mask_) * entryWords_);
+   const Word* shared = place(position_);
    const Word what = loadAcquire(shared[1]);
    change.sequence = position_ + 1;
-   change.slot = static_cast<U32>(what);
+   change.slot = ringSlot(what);
    change.keyBytes = static_cast<U16>(what >> 32);
-   change.table = static_cast<U8>(what >> 48);
+   change.table = ringTable(what);
    change.operation = static_cast<Operation>(what >> 56);
    if (change.keyBytes > entryWords_ * 8 - ringEntryHeadBytes)
       return lapped(loadAcquire(header_->head));
@@ -62,7 +61,7 @@ ChangeCursor::Next ChangeCursor::next(Change& change) {
    // Partner: ChangeLogWriter::append. Had a newer entry lent us one word, its sequence would stand here.
    if (loadAcquire(shared[0]) != change.sequence)
       return lapped(loadAcquire(header_->head));
-   change.key = reinterpret_cast<const U8*>(entry_);
+   change.key = entry_;
    ++position_;
    return Next::change;
 }

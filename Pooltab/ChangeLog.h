@@ -3,6 +3,8 @@
 #include "Pooltab/File.h"
 #include "Pooltab/Layout.h"
 
+#include <algorithm>
+
 /// The ring of changes of a pool: one for all its tables, so that the order across tables is the order of
 /// writing. The writer overwrites the oldest entries and knows no reader; a reader keeps its own place and
 /// finds out by itself when it was overtaken.
@@ -15,7 +17,9 @@ struct Change {
    U8 table;     ///< its place in the pool's directory
    Operation operation;
    U16 keyBytes;
-   const U8* key; ///< packed
+   const Word* key; ///< packed
+
+   const U8* keyData() const { return reinterpret_cast<const U8*>(key); }
 };
 
 /// Bytes of a ring entry that has room for keys of that size.
@@ -68,6 +72,17 @@ class ChangeCursor {
 
    /// `change.key` is good until the next call.
    Next next(Change& change);
+   /// Tells of up to `count` changes to come what their rows can be fetched ahead by: visit(table, slot).
+   /// These are hints, unchecked; next() checks.
+   template <class Visit>
+   void ahead(U64 count, Visit&& visit) const {
+      const U64 end = position_ + std::min(count, seenHead_ - position_);
+      for (U64 at = position_; at != end; ++at) {
+         __builtin_prefetch(place(at + count));
+         const Word what = loadRelaxed(place(at)[1]);
+         visit(ringTable(what), ringSlot(what));
+      }
+   }
    /// The number of the last change that was delivered or skipped.
    U64 position() const { return position_; }
    /// Goes on behind that change. If the ring has lost what follows, or never had it, next() says lapped.
@@ -79,6 +94,7 @@ class ChangeCursor {
 
   private:
    static constexpr unsigned entryWordsMax = 64;
+   const Word* place(U64 position) const { return ring_ + (position & mask_) * entryWords_; }
    Next lapped(U64 head);
 
    const ControlHeader* header_ = nullptr;

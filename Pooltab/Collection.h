@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Pooltab/CollectionControl.h"
+#include "Pooltab/KnownKeys.h"
 #include "Pooltab/TableReader.h"
 #include "Pooltab/TableWriter.h"
 
@@ -9,8 +10,8 @@
 ///
 /// A writer's collection notifies its entity from inside the mutator, after the row stands. A reader's
 /// notifies from inside PoolReader::deliver(), key by key in the order of the change log, or of the whole
-/// collection when changes were lost. All reads raise Vok::CorruptionDetectedError when they meet bytes that
-/// no writer left.
+/// collection when changes were lost (see exactResyncIs). All reads raise Vok::CorruptionDetectedError when
+/// they meet bytes that no writer left.
 
 namespace Pooltab {
 
@@ -100,6 +101,8 @@ class Collection final : public CollectionControl, private TableListener {
       forget();
       reader_.emplace(pool, table);
       reader_->view().listenerIs(this);
+      if (known_)
+         exactResyncIs(true);
       announceMount();
    }
    void unmount() override {
@@ -107,6 +110,14 @@ class Collection final : public CollectionControl, private TableListener {
          return;
       forget();
       announceMount();
+   }
+   void exactResyncIs(bool exact) override {
+      known_.reset();
+      if (!exact)
+         return;
+      known_ = std::make_unique<KnownKeys<Row>>();
+      if (reader_)
+         differences();
    }
    U32 keyBytes() const override { return Vok::packedSizeOf<Key>(); }
    MountStatus mountStatus() const override {
@@ -134,6 +145,8 @@ class Collection final : public CollectionControl, private TableListener {
          reader_->view().listenerIs(nullptr);
       reader_.reset();
       writer_.reset();
+      if (known_)
+         *known_ = {};
    }
    void announceMount() const {
       notifyMountStatus();
@@ -142,16 +155,39 @@ class Collection final : public CollectionControl, private TableListener {
 
    void onChange(TableView&, const Change& change) override {
       Key key;
-      if (Vok::rowLoad(key, change.key, change.keyBytes))
-         notifyKey(&key);
-      else
-         notifyCollection(); // a key that is none: what changed is not known
+      if (!Vok::rowLoad(key, change.keyData(), change.keyBytes)) {
+         onCollection(reader_->view()); // a key that is none: what changed is not known
+         return;
+      }
+      if (known_)
+         known_->note(key, change);
+      notifyKey(&key);
    }
-   void onCollection(TableView&) override { notifyCollection(); }
+   void onCollection(TableView&) override {
+      if (known_) {
+         const Vok::Ptr<const Vok::Entity> keepAlive(owner());
+         for (const Key& key : differences())
+            notifyKey(&key);
+         if (known_)
+            return;
+      }
+      notifyCollection();
+   }
+   /// What is not known of the table, which is known then. A table that cannot be read ends exact resyncs.
+   std::vector<Key> differences() {
+      try {
+         return known_->differences(*reader_);
+      } catch (const Vok::CorruptionDetectedError& error) {
+         known_.reset();
+         corruptionDetected(error.what());
+         return {};
+      }
+   }
    void onMountStatus(TableView&) override { notifyMountStatus(); }
 
    std::optional<TableWriter<Row>> writer_;
    std::optional<TableReader<Row>> reader_;
+   std::unique_ptr<KnownKeys<Row>> known_; ///< while a resync is to be exact
 };
 
 } // namespace Pooltab

@@ -24,6 +24,13 @@ class CollectionControl {
    /// Back to an empty collection.
    virtual void unmount() = 0;
 
+   /// For observers that keep what they know by key. Where a reader's collection would tell that all of it
+   /// may have changed, because changes were lost or another writer or file took over, it then tells key by
+   /// key: of each row that was written since it was last told of, and of each key that is gone. The price is
+   /// a walk at a gap, a hash operation a change, and in private memory each key with 20 to 30 bytes. A table
+   /// that a walk finds corrupted (corruptionDetected tells) is told of as a whole again.
+   virtual void exactResyncIs(bool exact) = 0;
+
    /// Packed bytes of a key.
    virtual U32 keyBytes() const = 0;
    virtual MountStatus mountStatus() const = 0;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/inotify.h>
@@ -50,8 +51,11 @@ class DoorbellListener : public Listener {
    }
    int descriptor() const override { return events_.fd(); }
    void drain() override {
+      // Events of the doorbell are equal and merge in the queue, so that one read mostly empties it; only one
+      // that left no room for another event has to be followed by a second.
+      constexpr ssize_t oneMore = sizeof(inotify_event) + NAME_MAX + 1;
       alignas(inotify_event) std::array<char, 4096> events;
-      while (read(events_.fd(), events.data(), events.size()) > 0)
+      while (read(events_.fd(), events.data(), events.size()) > ssize_t{events.size()} - oneMore)
          continue;
       if (!onDoorbell_)
          watch(root_, path_);

@@ -208,5 +208,11 @@ inline constexpr U32 ringEntryHeadBytes = 16;
 inline constexpr Word ringWhat(U32 slot, U16 keyBytes, U8 table, Operation operation) {
    return Word{slot} | Word{keyBytes} << 32 | Word{table} << 48 | Word{static_cast<U8>(operation)} << 56;
 }
+inline constexpr U32 ringSlot(Word what) {
+   return static_cast<U32>(what);
+}
+inline constexpr U8 ringTable(Word what) {
+   return static_cast<U8>(what >> 48);
+}
 
 } // namespace Pooltab

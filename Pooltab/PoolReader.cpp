@@ -78,24 +78,42 @@ TableView* PoolReader::viewOf(U8 number) {
    return number < byNumber_.size() ? byNumber_[number] : nullptr;
 }
 
+/// The rows of the next changes come from memory side by side, while those before them are told of.
+void PoolReader::prefetchRows() const {
+   cursor_.ahead(group, [&](U8 number, U32 slot) {
+      const TableView* table = number < byNumber_.size() ? byNumber_[number] : nullptr;
+      if (table && table->listener() && table->isWorthPrefetching())
+         table->prefetchRow(slot);
+   });
+}
+
+/// Returns false when there is nothing more.
+bool PoolReader::deliverNext(std::size_t& told) {
+   Change change;
+   const ChangeCursor::Next next = cursor_.next(change);
+   if (next == ChangeCursor::Next::nothing)
+      return false;
+   if (next == ChangeCursor::Next::lapped) {
+      ++told;
+      tellAll();
+      return true;
+   }
+   TableView* table = viewOf(change.table);
+   if (!table || !table->listener() || change.keyBytes != table->shape().keyBytes)
+      return true;
+   ++told;
+   table->tell(change);
+   return true;
+}
+
 std::size_t PoolReader::deliver(std::size_t max) {
    refresh();
    std::size_t told = 0;
-   Change change;
-   while (control_ && told < max) {
-      const ChangeCursor::Next next = cursor_.next(change);
-      if (next == ChangeCursor::Next::nothing)
+   for (unsigned number = 0; control_ && told < max; ++number) {
+      if (number % group == 0)
+         prefetchRows();
+      if (!deliverNext(told))
          break;
-      if (next == ChangeCursor::Next::lapped) {
-         ++told;
-         tellAll();
-         continue;
-      }
-      TableView* table = viewOf(change.table);
-      if (!table || !table->listener() || change.keyBytes != table->shape().keyBytes)
-         continue;
-      ++told;
-      table->listener()->onChange(*table, change);
    }
    return told;
 }

@@ -48,11 +48,15 @@ class PoolReader {
    TableStatistics statistics(const TableView& table) const;
 
   private:
+   static constexpr unsigned group = 16; ///< changes whose rows are fetched ahead at a time
+
    void refresh();
    void refreshControl();
    void tellAll();
    void numberTables();
    TableView* viewOf(U8 number);
+   void prefetchRows() const;
+   bool deliverNext(std::size_t& told);
 
    std::shared_ptr<Folder> folder_;
    std::unique_ptr<Listener> listener_;

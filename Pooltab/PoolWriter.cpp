@@ -3,11 +3,14 @@
 #include "Pooltab/Holder.h"
 #include "Pooltab/Status.h"
 
+#include <algorithm>
+
 namespace Pooltab {
 
 PoolWriter::PoolWriter(std::shared_ptr<Folder> folder, const PoolOptions& options)
     : folder_(std::move(folder)), lock_(folder_->lock()),
-      control_(std::make_unique<ControlWriter>(*folder_, options)) {
+      control_(std::make_unique<ControlWriter>(*folder_, options)),
+      burst_(std::max<U64>(512, (U64{1} << options.logEntriesLog2) / 16)) {
    // Readers of an earlier writer look again.
    folder_->ring();
    rung_ = control_->log().announced();

@@ -27,12 +27,12 @@ class PoolWriter {
    /// Announces the changes made so far and wakes the readers. Called at the end of an activity turn; costs a
    /// system call if something changed. Long bursts are announced on the way: see note().
    void flush();
-   /// To be called after every change, or every few: announces it, and rings after 512 changes that were not
-   /// flushed.
+   /// To be called after every change, or every few: announces it, and rings when a sixteenth of the log, at
+   /// least 512 changes, was not flushed.
    void note() {
       ChangeLogWriter& log = control_->log();
       log.announce();
-      if (log.announced() - rung_ >= burst)
+      if (log.announced() - rung_ >= burst_)
          flush();
    }
 
@@ -43,12 +43,11 @@ class PoolWriter {
    TableStatistics statistics(const TableStore& table) const;
 
   private:
-   static constexpr U64 burst = 512;
-
    std::shared_ptr<Folder> folder_;
    std::unique_ptr<WriterLock> lock_;
    std::unique_ptr<ControlWriter> control_;
    std::map<std::string, std::unique_ptr<TableStore>, std::less<>> tables_;
+   U64 burst_; ///< waking sleepers costs as much as a hundred changes
    U64 rung_ = 0;
 };
 

@@ -26,12 +26,10 @@ class TableReader {
    TableReader(PoolReader& pool, const std::string& name)
        : pool_(&pool), view_(&pool.view(name, shapeOf<Row>())) {}
 
-   bool find(const Key& key, Row& row) const { return findAt(key, TableView::noSlot, row); }
-   /// The same, looking first at the slot that the change log named.
-   bool findAt(const Key& key, U32 slot, Row& row) const {
+   bool find(const Key& key, Row& row) const {
       const Packed<Key> packed(key);
       RowCopy copy;
-      return view_->find(keyOf(packed), slot, copy) && load(copy, row);
+      return view_->find(keyOf(packed), copy) && load(copy, row);
    }
    std::optional<Row> find(const Key& key) const {
       std::optional<Row> row(std::in_place);

@@ -60,9 +60,20 @@ bool TableView::indexIsCurrent() const {
    return loadAcquire(rows_.header().indexGeneration) == index_.generation();
 }
 
+void TableView::tell(const Change& change) {
+   struct Telling {
+      TableView& table;
+      ~Telling() { table.told_ = nullptr; }
+   } const telling{*this};
+   told_ = &change;
+   listener_->onChange(*this, change);
+}
+
 bool TableView::find(const PackedKey& key, U32 slotHint, RowCopy& row) const {
    if (!isMounted())
       return false;
+   if (told_ && sameBytes(told_->key, key.words, shape_.keyBytes))
+      slotHint = told_->slot;
    if (slotHint != noSlot && rows_.fetch(slotHint, row) == Fetch::row &&
        sameBytes(row.payload, key.words, shape_.keyBytes))
       return true;

@@ -50,6 +50,9 @@ class TableView {
    /// Whoever wants to hear of changes; null for nobody. Not owned.
    void listenerIs(TableListener* listener) { listener_ = listener; }
    TableListener* listener() const { return listener_; }
+   /// Tells the listener of a change. Until it returns, a lookup of that key starts at the slot that the
+   /// change names.
+   void tell(const Change& change);
 
    /// 0 while unmounted. Tags are to be computed with it.
    U64 seed() const { return rows_.seed(); }
@@ -60,7 +63,7 @@ class TableView {
 
    /// Copies the row under a key; false when there is none. Raises Vok::CorruptionDetectedError.
    bool find(const PackedKey& key, RowCopy& row) const { return find(key, noSlot, row); }
-   /// The same, looking at a slot first: the change log, or findSlot, says where the row should be.
+   /// The same, looking at a slot first: findSlot says where the row should be.
    bool find(const PackedKey& key, U32 slotHint, RowCopy& row) const;
    /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Rows that stand
    /// throughout the walk come once; one whose size class changes meanwhile may come twice or not at all, and
@@ -95,6 +98,7 @@ class TableView {
    MountStatus status_ = MountStatus::unmounted;
    std::string statusText_;
    TableListener* listener_ = nullptr;
+   const Change* told_ = nullptr; ///< while its listener is told
    RowsReader rows_;
    mutable IndexReader index_; ///< follows the writer's; a cache of what the file says
 };

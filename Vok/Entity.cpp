@@ -2,37 +2,61 @@
 
 #include "Vok/EntityType.h"
 
-#include <algorithm>
-
 namespace Vok {
 
-/// The notifiees of one entity in order of attachment. While a delivery is under way nothing moves:
-/// one that detaches leaves a null behind, and one that attaches waits for the next change.
-struct Entity::Notifiees {
-   std::vector<Notifiee*> list;
-   U32 deliveries = 0;
-   bool gaps = false;
-};
-
-/// One delivery under way; the last to end closes the gaps, also when a notifiee raised an error.
-struct Entity::Delivery {
-   explicit Delivery(const Entity& entity) : entity(entity) { ++entity.notifiees_->deliveries; }
+/// One delivery under way: whom it tells next, and who was last when it began. It neither keeps the entity
+/// alive nor copies a list: whoever detaches takes himself out of the deliveries, and the entity, which lives
+/// as long as it has notifiees, is forgotten before the last one is told.
+class Entity::Delivery {
+  public:
+   explicit Delivery(const Entity& entity)
+       : entity_(&entity), outer_(entity.deliveries_), next_(entity.notifiees_), last_(next_->previous_) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer" // end() takes it back, or the entity is gone
+      entity.deliveries_ = this;
+#pragma GCC diagnostic pop
+   }
    Delivery(const Delivery&) = delete;
    Delivery& operator=(const Delivery&) = delete;
    ~Delivery() {
-      Notifiees& notifiees = *entity.notifiees_;
-      if (--notifiees.deliveries > 0 || !notifiees.gaps)
-         return;
-      std::erase(notifiees.list, nullptr);
-      notifiees.gaps = false;
-      if (notifiees.list.empty())
-         delete std::exchange(entity.notifiees_, nullptr);
+      if (entity_) // a notifiee raised an error, or the rest detached
+         end();
    }
-   const Entity& entity;
+
+   /// The next to be told, or null.
+   Notifiee* take() {
+      Notifiee* const taken = next_;
+      if (taken == last_)
+         end();
+      else if (taken)
+         next_ = taken->next_;
+      return taken;
+   }
+   void passOver(const Notifiee* leaving) {
+      if (next_ == leaving)
+         next_ = leaving == last_ ? nullptr : leaving->next_;
+      else if (next_ && last_ == leaving)
+         last_ = leaving->previous_;
+   }
+   Delivery* outer() const { return outer_; }
+   void entityIsGone() { entity_ = nullptr; }
+
+  private:
+   void end() {
+      entity_->deliveries_ = outer_;
+      entity_ = nullptr;
+      next_ = nullptr;
+   }
+
+   const Entity* entity_;
+   Delivery* outer_;
+   Notifiee* next_;
+   Notifiee* last_;
 };
 
 Entity::~Entity() {
-   delete notifiees_;
+   for (Delivery* delivery = deliveries_; delivery; delivery = delivery->outer())
+      delivery->entityIsGone();
 }
 
 String Entity::fullName() const {
@@ -47,32 +71,31 @@ String Entity::fullName() const {
 }
 
 void Entity::attach(Notifiee* notifiee) const {
-   if (!notifiees_)
-      notifiees_ = new Notifiees;
-   notifiees_->list.push_back(notifiee);
-}
-
-void Entity::detach(const Notifiee* notifiee) const {
-   auto& list = notifiees_->list;
-   const auto found = std::ranges::find(list, notifiee);
-   if (notifiees_->deliveries > 0) {
-      *found = nullptr;
-      notifiees_->gaps = true;
+   Notifiee*& first = notifiees_;
+   if (!first) {
+      first = notifiee->previous_ = notifiee;
       return;
    }
-   list.erase(found);
-   if (list.empty())
-      delete std::exchange(notifiees_, nullptr);
+   notifiee->previous_ = first->previous_;
+   first->previous_->next_ = notifiee;
+   first->previous_ = notifiee;
+}
+
+void Entity::detach(Notifiee* notifiee) const {
+   for (Delivery* delivery = deliveries_; delivery; delivery = delivery->outer())
+      delivery->passOver(notifiee);
+   Notifiee* const next = notifiee->next_;
+   if (notifiee == notifiees_)
+      notifiees_ = next;
+   else
+      notifiee->previous_->next_ = next;
+   if (Notifiee* const behind = next ? next : notifiees_)
+      behind->previous_ = notifiee->previous_;
 }
 
 void Entity::deliver(AttrId attr, const void* key, Event event) const {
-   const Ptr<const Entity> keepAlive(this);
-   const Delivery delivery(*this);
-   const std::size_t present = notifiees_->list.size();
-   for (std::size_t i = 0; i < present; ++i) {
-      Notifiee* notifiee = notifiees_->list[i];
-      if (!notifiee)
-         continue;
+   Delivery delivery(*this);
+   while (Notifiee* notifiee = delivery.take()) {
       if (event == Event::change)
          notifiee->vokOnChange(attr, key);
       else if (event == Event::collection)

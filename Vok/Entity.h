@@ -7,8 +7,6 @@
 #include "Vok/Notifiee.h"
 #include "Vok/OrderedMap.h"
 
-#include <vector>
-
 namespace Vok {
 
 class EntityType;
@@ -34,9 +32,15 @@ class Entity {
    /// The attribute of the owner that holds it; means nothing without an owner.
    AttrId vokParentAttr() const { return parentAttr_; }
 
-   /// Tells every notifiee, now and in order of attachment, of a change of one attribute.
+   /// Tells every notifiee, now and in order of attachment, of a change of one attribute. The entity may be
+   /// gone when it returns.
    void vokNotify(AttrId attr, const void* key = nullptr) const {
-      if (notifiees_)
+      if (!notifiees_)
+         return;
+      if (!notifiees_->next_)
+         notifiees_->vokOnChange(attr,
+                                 key); // nobody comes after it, so that nothing needs to be kept track of
+      else
          deliver(attr, key, Event::change);
    }
    void vokNotifyCollection(AttrId attr) const {
@@ -180,17 +184,17 @@ class Entity {
   private:
    friend class Notifiee;
    enum class Event : U8 { change, collection, mountStatus };
-   struct Notifiees;
-   struct Delivery;
+   class Delivery;
 
    void attach(Notifiee* notifiee) const;
-   void detach(const Notifiee* notifiee) const;
+   void detach(Notifiee* notifiee) const;
    void deliver(AttrId attr, const void* key, Event event) const;
 
    mutable U32 pointers_ = 1; ///< the first is make()'s, so that constructors may hand out pointers
    AttrId parentAttr_ = 0;
    Entity* parent_ = nullptr;
-   mutable Notifiees* notifiees_ = nullptr; ///< null until somebody attaches
+   mutable Notifiee* notifiees_ = nullptr;  ///< the first one attached
+   mutable Delivery* deliveries_ = nullptr; ///< those under way, the innermost first
 };
 
 /// An entity with a name of its own.

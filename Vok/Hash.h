@@ -4,6 +4,8 @@
 
 #include "Vok/Types.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
 #include <type_traits>
 
@@ -28,14 +30,11 @@ class Hash {
    /// Mixes `size` bytes, eight at a time, the length included.
    void mix(const void* bytes, std::size_t size) {
       const auto* at = static_cast<const U8*>(bytes);
-      for (std::size_t left = size; left > 0;) {
-         const std::size_t step = left < 8 ? left : 8;
-         U64 word = 0;
-         std::memcpy(&word, at, step);
-         mix(word);
-         at += step;
-         left -= step;
-      }
+      const auto* const end = at + size;
+      for (; end - at >= 8; at += 8)
+         mix(load<U64>(at));
+      if (at != end)
+         mix(size >= 8 ? load<U64>(end - 8) >> (64 - 8 * (end - at)) : shortWord(at, size));
       mix(static_cast<U64>(size));
    }
 
@@ -45,6 +44,22 @@ class Hash {
    }
 
   private:
+   /// The first byte is the lowest, on every machine.
+   template <class Word>
+   static Word load(const U8* at) {
+      Word word;
+      std::memcpy(&word, at, sizeof word);
+      if constexpr (std::endian::native == std::endian::big)
+         std::reverse(reinterpret_cast<U8*>(&word), reinterpret_cast<U8*>(&word + 1));
+      return word;
+   }
+   /// One to seven bytes, zeroes above them. Loads that overlap are cheaper than a loop or a call.
+   static U64 shortWord(const U8* at, std::size_t size) {
+      if (size >= 4)
+         return load<U32>(at) | U64(load<U32>(at + size - 4)) << (8 * (size - 4));
+      return at[0] | U64(at[size / 2]) << (8 * (size / 2)) | U64(at[size - 1]) << (8 * (size - 1));
+   }
+
    U64 state_ = 0x2545f4914f6cdd1dull;
 };
 

@@ -4,18 +4,28 @@
 #include "Vok/Block.h"
 #include "Vok/HashOf.h"
 
+#include <algorithm>
 #include <bit>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace Vok {
+
+/// Where a map looks for a key. One multiplication spreads numbers well enough; everything else is placed by
+/// its own hash.
+template <class K>
+U32 placeHash(const K& key) {
+   if constexpr (std::is_integral_v<K> || std::is_enum_v<K>)
+      return static_cast<U32>((static_cast<U64>(key) * 0x9e3779b97f4a7c15ull) >> 32);
+   else
+      return hashOf(key);
+}
 
 /// A map from K to V that is walked in the order in which its keys were added, the same on every
 /// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
 /// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
 /// A small first entry stands in the map itself, so that many sets of one member cost no memory beside
-/// their own. Up to eight entries cost no index; beyond that it takes 10 to 20 bytes an entry.
+/// their own. Up to eight entries cost no index; beyond that it takes 6 to 16 bytes an entry.
 template <class K, class V>
 class HashMap {
   public:
@@ -31,25 +41,24 @@ class HashMap {
    HashMap() = default;
    HashMap(const HashMap&) = delete;
    HashMap& operator=(const HashMap&) = delete;
-   ~HashMap() {
-      for (U32 at = 0; at < used_; ++at)
-         std::destroy_at(&entry(at));
-   }
+   ~HashMap() { drop(); }
 
    std::size_t size() const { return live_; }
    bool empty() const { return live_ == 0; }
-   bool has(const K& key) const { return findEntry(key) != nullptr; }
+   bool has(const K& key) const { return find(key) != nullptr; }
 
-   /// The value under the key, or null. Valid until the entry is removed.
+   /// The value under the key, or null. Valid until a key is added or this one is removed.
    const V* find(const K& key) const {
-      const Node* found = findEntry(key);
+      if (live_ == 0)
+         return nullptr;
+      const Node* found = findHashed(key, placeHash(key));
       return found ? &found->value : nullptr;
    }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
 
    /// The value under the key, made by default when there is none; `added` tells which.
    V& obtain(const K& key, bool& added) {
-      const U32 hash = hashOf(key);
+      const U32 hash = placeHash(key);
       Node* found = const_cast<Node*>(findHashed(key, hash));
       added = found == nullptr;
       return added ? append(key, hash).value : found->value;
@@ -67,15 +76,13 @@ class HashMap {
 
    /// Removes an entry and its value. Returns false when there was none.
    bool del(const K& key) {
-      const U32 hash = hashOf(key);
+      const U32 hash = placeHash(key);
       Node* found = const_cast<Node*>(findHashed(key, hash));
       if (!found)
          return false;
       [[maybe_unused]] const V removed = std::exchange(found->value, V()); // destroyed when all is in order
-      found->live = false;
+      markRemoved(isIndexed() ? unindex(*found, hash) : numberOf(*found));
       --live_;
-      if (isIndexed())
-         unindex(found);
       if (walks_ == 0)
          found->key = K();
       if (live_ == 0 && walks_ == 0)
@@ -90,56 +97,83 @@ class HashMap {
    static constexpr U32 firstChunk = 2; ///< entries; each further chunk is twice the one before
    static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
 
-   struct Node : Entry {
+   /// Numbers are not worth it: their hash is made anew where it is needed.
+   static constexpr bool keepsHash = !std::is_integral_v<K> && !std::is_enum_v<K>;
+   struct KeptHash {
       U32 hash;
-      bool live;
    };
+   struct NoHash {};
+   struct Node : Entry, std::conditional_t<keepsHash, KeptHash, NoHash> {};
+   struct FreeMemory {
+      void operator()(void* block) const { freeBlock(block); }
+   };
+
    static constexpr U32 inlined = sizeof(Node) <= 128 ? 1 : 0; ///< entries that stand in the map itself
-   struct FreeChunk {
-      void operator()(Node* chunk) const { freeBlock(chunk); }
-   };
    /// What a map has that has outgrown itself.
    struct Spill {
-      std::vector<std::unique_ptr<Node[], FreeChunk>> chunks;
-      // The index, in two blocks so that the first, which answers most misses, stays in the cache.
-      std::vector<U8> tags;   ///< bits of the hash of what stands in a place; 0 is empty
-      std::vector<U32> index; ///< its entry number
+      std::vector<std::unique_ptr<Node[], FreeMemory>> chunks;
+      std::unique_ptr<U32[], FreeMemory> index;
+      std::vector<U64> removed; ///< a bit for each entry that was removed and is not yet forgotten
+      U32 bits = 0;             ///< the index has 2^bits places
    };
 
-   // Of entries beyond the inlined ones, counted from there.
-   static U32 chunkOf(U32 at) { return static_cast<U32>(std::bit_width(at / firstChunk + 1)) - 1; }
-   static U32 chunkStart(U32 chunk) { return firstChunk * ((U32(1) << chunk) - 1); }
-
-   Node* place(U32 at) const {
+   Node* nodeAt(U32 at) const {
       if (at < inlined)
          return reinterpret_cast<Node*>(first_);
-      const U32 chunk = chunkOf(at - inlined);
-      return &spill_->chunks[chunk][at - inlined - chunkStart(chunk)];
+      // The highest bit of this tells the chunk, the bits below it the place in there.
+      const U32 place = at - inlined + firstChunk;
+      const U32 top = static_cast<U32>(std::bit_width(place)) - 1;
+      return &spill_->chunks[top - std::countr_zero(firstChunk)][place ^ (U32(1) << top)];
    }
-   Node& entry(U32 at) const { return *place(at); }
-   bool isIndexed() const { return spill_ && !spill_->index.empty(); }
+   Node& entry(U32 at) const { return *nodeAt(at); }
+   U32 numberOf(const Node& node) const {
+      U32 number = 0;
+      while (&entry(number) != &node)
+         ++number;
+      return number;
+   }
+   bool isIndexed() const { return spill_ && spill_->index; }
+   static U32 hashOfEntry(const Node& node) {
+      if constexpr (keepsHash)
+         return node.hash;
+      else
+         return placeHash(node.key);
+   }
+   static bool isUnder(const Node& node, const K& key, U32 hash) {
+      if constexpr (keepsHash)
+         return node.hash == hash && node.key == key;
+      else
+         return node.key == key;
+   }
 
-   const Node* findEntry(const K& key) const {
-      if (live_ == 0)
-         return nullptr;
-      return findHashed(key, hashOf(key));
+   bool isLive(U32 at) const {
+      if (used_ == live_)
+         return true;
+      if (!spill_)
+         return false; // the only entry, and it is gone
+      const std::vector<U64>& removed = spill_->removed;
+      return at / 64 >= removed.size() || (removed[at / 64] >> at % 64 & 1) == 0;
+   }
+   void markRemoved(U32 at) {
+      if (!spill_)
+         return;
+      std::vector<U64>& removed = spill_->removed;
+      if (at / 64 >= removed.size())
+         removed.resize(used_ / 64 + 1);
+      removed[at / 64] |= U64(1) << at % 64;
    }
 
    const Node* findHashed(const K& key, U32 hash) const {
       if (!isIndexed()) {
-         for (U32 at = 0; at < used_; ++at) {
-            const Node& candidate = entry(at);
-            if (candidate.live && candidate.hash == hash && candidate.key == key)
-               return &candidate;
-         }
+         for (U32 at = 0; at < used_; ++at)
+            if (isUnder(entry(at), key, hash) && isLive(at))
+               return &entry(at);
          return nullptr;
       }
-      const Spill& spill = *spill_;
-      for (U64 place = home(hash); spill.tags[place] != 0; place = next(place)) {
-         if (spill.tags[place] != tagOf(hash))
+      for (U32 place = home(hash); spill_->index[place] != 0; place = next(place)) {
+         if (!mayName(place, hash))
             continue;
-         const Node& candidate = entry(spill.index[place]);
-         if (candidate.hash == hash && candidate.key == key)
+         if (const Node& candidate = entry(numberAt(place)); isUnder(candidate, key, hash))
             return &candidate;
       }
       return nullptr;
@@ -149,72 +183,84 @@ class HashMap {
       if (walks_ == 0 && used_ - live_ > live_ + firstChunk)
          compact();
       if (used_ >= inlined)
-         makeRoom(chunkOf(used_ - inlined));
-      Node* added = std::construct_at(place(used_));
+         makeRoom();
+      Node* added = std::construct_at(nodeAt(used_));
       added->key = key;
-      added->hash = hash;
-      added->live = true;
+      if constexpr (keepsHash)
+         added->hash = hash;
       ++used_;
       ++live_;
-      if (!isIndexed() ? used_ > scanLimit : U64(used_) * 3 > spill_->index.size() * 2)
+      if (isIndexed() ? used_ > (lowMask() + U64(1)) * 2 / 3 : used_ > scanLimit)
          reindex();
       else if (isIndexed())
          indexIs(hash, used_ - 1);
       return *added;
    }
 
-   void makeRoom(U32 chunk) {
-      if (!spill_)
+   void makeRoom() {
+      if (!spill_) {
          spill_ = std::make_unique<Spill>();
-      if (chunk == spill_->chunks.size())
-         spill_->chunks.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * (firstChunk << chunk))));
+         if (used_ != live_)
+            markRemoved(0);
+      }
+      // As large as all chunks before it and a first one more.
+      auto& chunks = spill_->chunks;
+      if (const U32 chunk = firstChunk << chunks.size(); used_ - inlined == chunk - firstChunk)
+         chunks.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * chunk)));
    }
 
-   U64 home(U32 hash) const { return hash & (spill_->index.size() - 1); }
-   U64 next(U64 place) const { return (place + 1) & (spill_->index.size() - 1); }
-   static U8 tagOf(U32 hash) { return static_cast<U8>(hash >> 25 | 0x80); }
+   // A place of the index holds the number of an entry plus one in its low bits, and above them as many low
+   // bits of its hash as there is room for; the other bits of the hash are the home. So one word answers most
+   // misses, and a hit looks at one word and one entry.
+   U32 lowMask() const { return (U32(1) << spill_->bits) - 1; }
+   U32 home(U32 hash) const { return hash >> (32 - spill_->bits); }
+   U32 next(U32 place) const { return (place + 1) & lowMask(); }
+   U32 numberAt(U32 place) const { return (spill_->index[place] & lowMask()) - 1; }
+   bool mayName(U32 place, U32 hash) const {
+      return ((spill_->index[place] ^ (hash << spill_->bits)) & ~lowMask()) == 0;
+   }
 
    void indexIs(U32 hash, U32 number) {
-      U64 place = home(hash);
-      while (spill_->tags[place] != 0)
+      U32 place = home(hash);
+      while (spill_->index[place] != 0)
          place = next(place);
-      spill_->tags[place] = tagOf(hash);
-      spill_->index[place] = number;
+      spill_->index[place] = hash << spill_->bits | (number + 1);
    }
 
    void reindex() {
-      const U64 places = std::bit_ceil(U64(used_) * 2 + 1);
-      spill_->tags.assign(places, 0);
-      spill_->index.assign(places, 0);
+      const U32 bits = static_cast<U32>(std::bit_width(U64(used_) * 2));
+      if (!isIndexed() || bits != spill_->bits)
+         spill_->index.reset(static_cast<U32*>(allocateBlock(sizeof(U32) << bits)));
+      spill_->bits = bits;
+      std::fill_n(spill_->index.get(), std::size_t(1) << bits, 0);
       for (U32 at = 0; at < used_; ++at)
-         if (entry(at).live)
-            indexIs(entry(at).hash, at);
+         if (isLive(at))
+            indexIs(hashOfEntry(entry(at)), at);
    }
 
-   /// Takes an entry out of the index and closes the gap.
-   void unindex(const Node* removed) {
-      std::vector<U8>& tags = spill_->tags;
-      std::vector<U32>& index = spill_->index;
-      const U64 mask = index.size() - 1;
-      U64 hole = home(removed->hash);
-      while (tags[hole] != tagOf(removed->hash) || &entry(index[hole]) != removed)
+   /// Takes an entry out of the index, closes the gap, and returns its number.
+   U32 unindex(const Node& removed, U32 hash) {
+      U32* const index = spill_->index.get();
+      U32 hole = home(hash);
+      while (!mayName(hole, hash) || &entry(numberAt(hole)) != &removed)
          hole = next(hole);
-      for (U64 place = next(hole); tags[place] != 0; place = next(place)) {
-         const U64 wanted = home(entry(index[place]).hash);
-         if (((place - wanted) & mask) < ((place - hole) & mask))
+      const U32 number = numberAt(hole);
+      for (U32 place = next(hole); index[place] != 0; place = next(place)) {
+         const U32 wanted = home(hashOfEntry(entry(numberAt(place))));
+         if (((place - wanted) & lowMask()) < ((place - hole) & lowMask()))
             continue;
-         tags[hole] = tags[place];
          index[hole] = index[place];
          hole = place;
       }
-      tags[hole] = 0;
+      index[hole] = 0;
+      return number;
    }
 
    /// Closes the gaps that removed entries left; only when nobody walks.
    void compact() {
       U32 to = 0;
       for (U32 at = 0; at < used_; ++at) {
-         if (!entry(at).live)
+         if (!isLive(at))
             continue;
          if (to != at)
             entry(to) = std::move(entry(at));
@@ -223,15 +269,19 @@ class HashMap {
       for (U32 at = to; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = to;
+      if (spill_)
+         spill_->removed.clear();
       if (isIndexed())
          reindex();
    }
 
-   /// Forgets the removed entries of an empty map; their memory is kept for the next.
+   /// Forgets the entries; the memory is kept for the next.
    void drop() {
       for (U32 at = 0; at < used_; ++at)
          std::destroy_at(&entry(at));
       used_ = 0;
+      if (spill_)
+         spill_->removed.clear();
    }
 
    /// A walk has ended. What was emptied under it is forgotten, or each further walk would pass it again.
@@ -270,7 +320,7 @@ class HashMap<K, V>::Walk {
 
   private:
    void skipRemoved() {
-      while (at_ < map_->used_ && !map_->entry(at_).live)
+      while (at_ < map_->used_ && !map_->isLive(at_))
          ++at_;
    }
    HashMap* map_; ///< which holds the number of its walks, and forgets what was removed under them

@@ -36,7 +36,12 @@ class Notifiee {
    explicit Notifiee(Ptr<const Entity> watched);
 
   private:
+   friend class Entity;
+
    Ptr<const Entity> watched_;
+   // The entity's notifiees, in order of attachment; the first one's `previous` is the last.
+   Notifiee* next_ = nullptr;
+   Notifiee* previous_ = nullptr;
 };
 
 } // namespace Vok

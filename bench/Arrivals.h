@@ -34,16 +34,18 @@ struct Arrivals {
    std::vector<double> microseconds = {};
 };
 
-/// Makes one change after another, each when the reader has had time to fall asleep again.
-template <class Change>
-void pace(WakeWatch& watch, Change&& change) {
+/// Makes one change after another, each when the reader has had time to fall asleep again. What prepare()
+/// gives for a number, change() is handed on the clock.
+template <class Prepare, class Change>
+void pace(WakeWatch& watch, Prepare&& prepare, Change&& change) {
    constexpr useconds_t asleep = 400;
    for (int number = 0; number < wakeChanges; ++number) {
       while (watch.heard < number)
          usleep(50);
       usleep(asleep);
+      const auto prepared = prepare(number);
       watch.sent = nowNs();
-      change(number);
+      change(prepared);
    }
 }
 

@@ -6,6 +6,7 @@
 
 #include "Mpls/Mpls.h"
 
+#include <functional>
 #include <malloc.h>
 
 /// The central database across processes: changes at full speed and one at a time, and routes as they are
@@ -169,7 +170,7 @@ std::vector<double> ourWake() {
    client.settle();
    SharedPage<WakeWatch> watch;
    Child reader([&] { return listen(server.socketPath(), *watch.get()); });
-   pace(*watch.get(), [&](int number) {
+   pace(*watch.get(), std::identity(), [&](int number) {
       gauge->readingIs(1, static_cast<U64>(number) + 1);
       client.turn(false);
    });

@@ -1,6 +1,8 @@
 #include "bench/Changes.h"
 #include "bench/RedisServer.h"
 
+#include <functional>
+
 /// SET and PUBLISH of a key's number; the reader subscribes to the channel and gets key and number in each
 /// message.
 
@@ -90,7 +92,7 @@ std::vector<double> redisWake() {
    RedisClient client(server.socketPath());
    SharedPage<WakeWatch> watch;
    Child reader([&] { return listen(server.socketPath(), *watch.get()); });
-   pace(*watch.get(), [&](int number) {
+   pace(*watch.get(), std::identity(), [&](int number) {
       appendChange(client, Message(1, static_cast<U64>(number) + 1));
       client.finish();
    });

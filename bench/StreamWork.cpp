@@ -51,7 +51,8 @@ std::vector<double> follow(const VokPooltab::MountInfo& where, Progress& progres
 } // namespace
 
 double ourStream(const std::vector<U32>& labels) {
-   constexpr U64 aheadMax = 8192; // well within the log, so that no change is lost
+   constexpr U64 ahead = 8;        // places are fetched ahead
+   constexpr U64 unreadMax = 8192; // well within the log, so that no change is lost
    Tables tables(labels.size());
    std::vector<Mpls::LfibRoute> routes;
    for (const U32 label : labels)
@@ -60,14 +61,23 @@ double ourStream(const std::vector<U32>& labels) {
    Child reader([&] { return follow(tables.where(), *progress.get()); });
    await([&] { return progress->ready.load(); });
 
+   const auto& table = *tables.lfib().lfibRouteTable().tableWriter();
+   const auto prefetch = [&](U64 from) {
+      for (U64 change = from; change < from + ahead; ++change)
+         table.prefetchIndex(routes[(change + ahead) % routes.size()].key());
+      for (U64 change = from; change < from + ahead; ++change)
+         table.prefetchRow(routes[change % routes.size()].key());
+   };
    const double start = nowNs();
    for (U64 change = 0; change < streamChanges; ++change) {
+      if (change % ahead == 0)
+         prefetch(change);
       Mpls::LfibRoute& route = routes[change % routes.size()];
       route.metricIs(Mpls::RouteMetric(static_cast<U8>(1 + (route.metric().value() + 1) % 255)));
       tables.lfib().lfibRouteIs(route);
       if (change % streamBurst == streamBurst - 1) {
          tables.flush();
-         await([&] { return change < progress->rows + aheadMax; });
+         await([&] { return change < progress->rows + unreadMax; });
       }
    }
    tables.flush();

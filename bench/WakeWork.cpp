@@ -2,6 +2,7 @@
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
+#include <functional>
 #include <poll.h>
 
 /// One change to a sleeping reader: from before the writer's mutator to the reader having the row. Beside it
@@ -68,10 +69,13 @@ void runWake(const Options&, U64 size, Report& report) {
       Tables tables(size);
       SharedPage<WakeWatch> watch;
       Child reader([&] { return readTables(tables.where(), *watch.get()); });
-      pace(*watch.get(), [&](int number) {
-         tables.lfib().lfibRouteIs(tables.routeWithMetric(static_cast<U64>(number) % size, 7 + number));
-         tables.flush();
-      });
+      pace(
+          *watch.get(),
+          [&](int number) { return tables.routeWithMetric(static_cast<U64>(number) % size, 7 + number); },
+          [&](const Mpls::LfibRoute& route) {
+             tables.lfib().lfibRouteIs(route);
+             tables.flush();
+          });
       add(report, size, ours, reader.result());
    }
    const ScratchDirectory scratch;
@@ -79,7 +83,7 @@ void runWake(const Options&, U64 size, Report& report) {
    const auto lock = folder->lock();
    SharedPage<WakeWatch> watch;
    Child reader([&] { return hearBell(*folder, *watch.get()); });
-   pace(*watch.get(), [&](int) { folder->ring(); });
+   pace(*watch.get(), std::identity(), [&](int) { folder->ring(); });
    add(report, size, "bare", reader.result());
 }
 

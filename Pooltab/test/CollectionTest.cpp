@@ -89,6 +89,44 @@ TEST(Collection, WriterAndReaderNotifyInTheOrderOfWriting) {
    EXPECT_EQ(written->ports(), 0u);
 }
 
+/// Whoever keeps what it knows by key is told of deletions too when changes were lost.
+TEST(Collection, AnExactResyncTellsWhatDiffersKeyByKey) {
+   const auto folder = Pooltab::privateFolder("p");
+   const auto written = boardFactory("written"), read = boardFactory("read");
+   const VokPooltab::WriterMount mount(written, folder, {.keyBytesMax = 8, .logEntriesLog2 = 4});
+   for (Vok::U32 number = 1; number <= 4; ++number)
+      written->portIs(makePort(number, number));
+   read->portControl().exactResyncIs(true);
+   Diary diary(read);
+   VokPooltab::ReaderMount readerMount(read, folder);
+   written->portIs(makePort(5, 5));
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "mounted; ports; queues; port 5=5; ");
+
+   const auto loseChanges = [&] {
+      for (Vok::U64 speed = 0; speed < 20; ++speed)
+         written->portIs(makePort(1, 100 + speed));
+   };
+   written->portDel(PortKey(1, 2)); // known since the mount
+   written->portDel(PortKey(1, 5)); // known from the log
+   written->portIs(makePort(4, 40));
+   loseChanges();
+   written->portIs(makePort(9, 9));
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "port 1=119; port 4=40; port 9=9; port 2=0; port 5=0; queues; ");
+   written->portDel(PortKey(1, 9)); // known from the resync
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "port 9=0; ");
+   written->portDel(PortKey(1, 3));
+   loseChanges();
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "port 1=119; port 3=0; queues; ");
+   read->portControl().exactResyncIs(false);
+   loseChanges();
+   readerMount.deliver(100);
+   EXPECT_EQ(diary.taken(), "ports; queues; ");
+}
+
 TEST(Collection, OnlyAMountedWriterWrites) {
    const auto board = boardFactory("slot1");
    EXPECT_EQ(board->portControl().mountStatus(), Pooltab::MountStatus::unmounted);

@@ -42,9 +42,9 @@ class Follower : public TableListener {
 
    void onChange(TableView&, const Change& change) override {
       TestKey key;
-      ASSERT_TRUE(Vok::rowLoad(key, change.key, change.keyBytes));
+      ASSERT_TRUE(Vok::rowLoad(key, change.keyData(), change.keyBytes));
       Row row;
-      if (table_.findAt(key, change.slot, row))
+      if (table_.find(key, row))
          seen[key] = contentOf(row);
       else
          seen.erase(key);

@@ -215,7 +215,7 @@ TEST(Process, SleepersAreWokenThroughADescriptor) {
       reader.drain();
       EXPECT_FALSE(isReadable(reader.descriptor(), 0)) << "one wake-up for a burst";
       EXPECT_EQ(table.size(), 100u);
-      for (U32 i = 0; i < 600; ++i)
+      for (U32 i = 0; i < 5000; ++i)
          writer.is(FixedRow{{i, 0}, i + 1});
       EXPECT_TRUE(isReadable(reader.descriptor(), 5000)) << "a long burst rings by itself";
    }

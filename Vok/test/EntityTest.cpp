@@ -6,6 +6,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <stdexcept>
 
 namespace VokSample {
 namespace {
@@ -112,6 +113,42 @@ TEST_F(EntityTest, theLastPointerMayGoFromInside) {
    raw->levelIs(5);
    expect({"level 5"});
    EXPECT_EQ(entity, nullptr);
+}
+
+TEST_F(EntityTest, aDeliveryEndsWithWhoeverIsLeft) {
+   std::unique_ptr<Watcher> first, second, third, late;
+   first = watch("a ", [&] {
+      third = nullptr; // the last one to be told
+      late = watch("d ");
+   });
+   second = watch("b ");
+   third = watch("c ");
+   entity->levelIs(5);
+   expect({"a level 5", "b level 5"});
+
+   // A change inside a change; an error ends its delivery and no later one.
+   late = watch("d ", [&] { second = nullptr; });
+   first = watch("a ", [&] {
+      entity->levelIs(7);
+      throw std::runtime_error("raised by a watcher");
+   });
+   EXPECT_THROW(entity->levelIs(6), std::runtime_error);
+   expect({"b level 6", "d level 6", "a level 6", "d level 7", "a level 7"});
+   entity->levelIs(8);
+   expect({"d level 8", "a level 8"});
+
+   // Everybody goes, and the entity with them.
+   second = watch("b ");
+   late = watch("d ", [&] {
+      first = nullptr;
+      late = nullptr;
+      entity = nullptr;
+   });
+   first = watch("a ");
+   Watched* const raw = entity.get();
+   second = nullptr;
+   raw->levelIs(9);
+   expect({"d level 9"});
 }
 
 TEST_F(EntityTest, removingAllTellsOfEachWhileTheCollectionChanges) {

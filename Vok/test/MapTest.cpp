@@ -138,6 +138,23 @@ TEST(HashMap, ReferencesStayValidWhileAWalkIsUnderWay) {
    EXPECT_EQ(map.size(), 20u);
 }
 
+TEST(Hash, TextsMixAsWordsOfTheirBytes) {
+   std::mt19937 random(5);
+   for (std::size_t size = 1; size < 40; ++size) {
+      std::vector<Vok::U8> bytes(size); // on the heap, where a byte read too many is found
+      Vok::Hash expected, hash;
+      for (std::size_t at = 0; at < size; at += 8) {
+         Vok::U64 word = 0;
+         for (std::size_t i = at; i < std::min(size, at + 8); ++i)
+            word |= Vok::U64(bytes[i] = static_cast<Vok::U8>(random())) << (8 * (i - at));
+         expected.mix(word);
+      }
+      expected.mix(Vok::U64(size));
+      hash.mix(bytes.data(), size);
+      EXPECT_EQ(hash.result(), expected.result()) << size;
+   }
+}
+
 struct Slot : Vok::BoundedNumber<Slot, Vok::U8, 2, 9, 2> {
    using BoundedNumber::BoundedNumber;
    static constexpr const char* rangeText = "Slot::value < Slot::min or > Slot::max not allowed";

@@ -13,11 +13,11 @@ bool isDeclaredBelow(const Attribute& attribute, const Model::Entity& owner) {
           attribute.type->order >= owner.order;
 }
 
-std::vector<const Model::Reactor*> memberReactors(const Attribute& attribute, const Model::Entity& owner) {
+std::vector<const Model::Reactor*> attributeReactors(const Attribute& attribute, const Model::Entity& owner) {
    std::vector<const Model::Reactor*> found;
    for (const Model::Reactor& reactor : owner.reactors) {
       const bool again = !found.empty() && found.back()->name == reactor.name;
-      if (reactor.everyMember && reactor.through->name == attribute.name && !again) {
+      if (reactor.through && reactor.through->name == attribute.name && !again) {
          found.push_back(&reactor);
       }
    }
@@ -131,8 +131,19 @@ class AttributeEmitter {
    void pointer() {
       code_.storage = pointer_;
       add("const " + pointer_ + "& " + name_ + "() const", "return " + member_ + ";");
-      addComplete("void", name_ + "Is(const " + pointer_ + "& value)",
-                  "vokSet(" + member_ + ", value, " + id_ + ");");
+      const std::string head = name_ + "Is(const " + pointer_ + "& value)";
+      const std::string store = "vokSet(" + member_ + ", value, " + id_ + ");";
+      const std::vector<const Model::Reactor*> reactors = attributeReactors(attribute_, owner_);
+      if (reactors.empty()) {
+         addComplete("void", head, store);
+      } else {
+         std::string body = "   if (" + member_ + " == value)\n      return;\n";
+         for (const Model::Reactor* reactor : reactors) {
+            body += "   " + reactorStorage(*reactor) + " = std::make_unique<" + reactor->name +
+                    ">(*this, value);\n";
+         }
+         addOutside("void", head, body + "   " + store + "\n");
+      }
       describe("Vok::pointerAttribute", {"Is"}, {typeName("pointer")});
    }
 
@@ -167,7 +178,7 @@ class AttributeEmitter {
    void readers() { code_.accessors += collectionReaders(name_, key_); }
 
    void tail(const std::string& del = "vokDel") {
-      const std::vector<const Model::Reactor*> reactors = memberReactors(attribute_, owner_);
+      const std::vector<const Model::Reactor*> reactors = attributeReactors(attribute_, owner_);
       if (reactors.empty()) {
          addComplete("void", name_ + "Del(" + key_ + " key)", del + "(" + member_ + ", " + id_ + ", key);");
          addComplete("void", name_ + "DelAll()", del + "All(" + member_ + ", " + id_ + ");");
@@ -293,7 +304,7 @@ class AttributeEmitter {
       code_.accessors += "/// Creates the member, or returns the one that is there.\n";
       const std::string made = "vokMemberIs<" + spelling_.type(*attribute_.type) + ">(" + member_ + ", " +
                                id_ + ", key" + arguments + ")";
-      const std::vector<const Model::Reactor*> reactors = memberReactors(attribute_, owner_);
+      const std::vector<const Model::Reactor*> reactors = attributeReactors(attribute_, owner_);
       const std::string head = list(name_ + "Is(", parameters, ")");
       if (reactors.empty()) {
          addComplete(pointer_, head, "return " + made + ";");
@@ -322,7 +333,7 @@ class AttributeEmitter {
       body += one.size() - 1 <= columnLimit
                   ? one
                   : "      throw Vok::RangeError(\n          " + literal(message) + ");\n";
-      const std::vector<const Model::Reactor*> reactors = memberReactors(attribute_, owner_);
+      const std::vector<const Model::Reactor*> reactors = attributeReactors(attribute_, owner_);
       const std::string key = name_ + "->" + attribute_.keyName + "()";
       if (!reactors.empty()) {
          body += "   const bool known = this->" + name_ + "(" + key + ") == " + name_ + ";\n";

@@ -18,9 +18,9 @@ AttributeCode emitAttribute(const Model::Attribute& attribute, const Model::Enti
 /// True when the entity type of the attribute is declared below its owner.
 bool isDeclaredBelow(const Model::Attribute& attribute, const Model::Entity& owner);
 
-/// The reactors of a machine that watch the members of one collection.
-std::vector<const Model::Reactor*> memberReactors(const Model::Attribute& attribute,
-                                                  const Model::Entity& owner);
+/// The reactors of a machine that watch the members of one collection, or what one pointer points to.
+std::vector<const Model::Reactor*> attributeReactors(const Model::Attribute& attribute,
+                                                     const Model::Entity& owner);
 
 /// The data member that holds the reactors of one name.
 std::string reactorStorage(const Model::Reactor& reactor);

@@ -135,6 +135,8 @@ ReactorCode emitReactors(const Model::Entity& type, const Spelling& spelling) {
                     reactor.name + ">> " + member + ";\n";
       } else {
          members += "std::unique_ptr<" + reactor.name + "> " + member + ";\n";
+      }
+      if (type.findParameter(reactor.through->name) == reactor.through) {
          code.constructor.push_back(member + " = std::make_unique<" + reactor.name + ">(*this, " +
                                     stored(reactor.through->name) + ");");
       }

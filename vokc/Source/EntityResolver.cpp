@@ -261,12 +261,13 @@ bool EntityResolver::watched(const Syntax::Member& member, const Model::Entity& 
                          "for example 'configDir.entityPtr' or 'config[].route'");
       return false;
    }
-   const bool isPointer = first->kind == Attribute::Kind::pointer && type.findParameter(first->name) == first;
+   const bool isPointer = first->kind == Attribute::Kind::pointer;
    const bool isCollection =
        first->kind == Attribute::Kind::members || first->kind == Attribute::Kind::references;
    if (!isPointer && !isCollection) {
       diagnostics_.error(path.front().span,
-                         inQuotes(first->name) + " is neither an input nor a collection of entities");
+                         inQuotes(first->name) +
+                             " is neither a pointer to an entity nor a collection of entities");
       diagnostics_.note(first->span, "it is declared here");
       return false;
    }

@@ -199,8 +199,16 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    step({"second point 13"});
    first->vehicleIs(Point(6), Gear::forwards);
    step({"first point 6", "first point 6"}); // its two reactors, in order of attachment
+   const auto third = garageFactory("third"), fourth = garageFactory("fourth");
+   machine->currentIs(third);
+   third->vehicleIs(Point(7), Gear::forwards);
+   machine->currentIs(fourth);
+   third->vehicleDelAll();
+   fourth->vehicleIs(Point(8), Gear::forwards);
+   step({"current point 7", "current point 8"}); // only what the pointer points to
    machine = nullptr;
    first->vehicleDelAll();
+   fourth->vehicleDelAll();
    step({});
 }
 

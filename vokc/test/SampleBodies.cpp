@@ -104,6 +104,9 @@ void VehicleCountSm::handleInitialized() {
 void VehicleCountSm::handlePending() {
    diary.push_back("pending " + std::to_string(pendings()));
 }
+void VehicleCountSm::handleCurrentVehicle(const Point& key) {
+   diary.push_back("current " + key.stringValue());
+}
 void VehicleCountSm::setOutput(const Point& point) {
    total()->markIs(point, garageSetHas(point));
 }
