@@ -61,7 +61,7 @@ double ourStream(const std::vector<U32>& labels) {
    Child reader([&] { return follow(tables.where(), *progress.get()); });
    await([&] { return progress->ready.load(); });
 
-   auto& table = *tables.lfib().lfibRouteTable().tableWriter();
+   const auto& table = *tables.lfib().lfibRouteTable().tableWriter();
    const auto prefetch = [&](U64 from) {
       for (U64 change = from; change < from + ahead; ++change)
          table.prefetchIndex(table.spot(routes[(change + ahead) % routes.size()].key()));
