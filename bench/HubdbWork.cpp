@@ -83,8 +83,7 @@ std::vector<double> configure(const std::string& socketPath, U64 size, Residence
       const auto label = static_cast<U32>(number);
       const auto route =
           input->routeIs(Mpls::RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), Mpls::RouteMetric(100)));
-      route->viaIs(Mpls::Via(hopOf(number), Kinet::MplsLabelAction::mplsLabelActionSwap,
-                             Kinet::MplsLabel(label), false),
+      route->viaIs(Mpls::Via(hopOf(number), Kinet::MplsLabelAction::swap, Kinet::MplsLabel(label), false),
                    true);
       if (number % changesBurst == changesBurst - 1)
          client.turn(false);
