@@ -78,9 +78,12 @@ void DatabaseClient::mount(const std::string& path, const Vok::EntityType& type,
 }
 
 void DatabaseClient::settle() {
-   do
+   for (;;) {
+      manager_->flush(); // what did not fit before
+      if (client_->isConnected() && client_->writable() && client_->unacknowledged() == 0)
+         return;
       activity_.turn(0);
-   while (!client_->isConnected() || client_->unacknowledged() > 0 || !client_->writable());
+   }
 }
 
 } // namespace Bench
