@@ -6,6 +6,7 @@
 #include "Hubdb/RecordIndex.h"
 
 #include <array>
+#include <functional>
 
 namespace Hubdb {
 
@@ -24,6 +25,10 @@ class RecordStore {
    /// Applies one record. Raises Vok::LogError or Vok::RangeError, with nothing changed, when it cannot be
    /// one of this root's.
    void apply(const Record& record);
+   /// Applies a batch, record by record; what each will touch is fetched ahead. `before`, if there is one, is
+   /// called with every record just before it is applied. Raises as for one record, or for bytes that are
+   /// none: the first `applied` bytes are applied then.
+   void apply(Bytes batch, std::size_t& applied, const std::function<void(const Record&)>& before = {});
 
    /// A place up to which somebody has read the store. It stays right whatever is applied meanwhile: what
    /// comes to be stands behind it. The store must outlive it.
@@ -84,6 +89,8 @@ class RecordStore {
    Slot& knownSlot(EntityNumber entity) const;
    Slot& newSlot(EntityNumber entity);
 
+   Vok::U32 fetchPlace(const Record& record) const;
+   void fetchStored(Vok::U32 hash) const;
    void memberApply(const Record& record);
    void gone(EntityNumber entity);
    Ref find(Vok::U32 hash, const Record& record, Bytes key);

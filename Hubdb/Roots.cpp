@@ -4,31 +4,13 @@
 
 #include "Vok/Dir.h"
 #include "Vok/Errors.h"
-#include "Vok/Trace.h"
 
 #include <algorithm>
 
 namespace Hubdb {
 
-using Vok::U32;
 using Vok::U8;
 using Phase = ServerMount::Phase;
-
-namespace {
-
-constinit Vok::TraceFacility trace("HubdbRoots");
-
-void sendPlain(ServerMount& mount, Wire::Kind kind) {
-   mount.connection.send(kind, [&](auto& body) { body.u32(mount.id); });
-}
-
-template <class T>
-void addOnce(std::vector<T*>& list, T* what) {
-   if (std::ranges::find(list, what) == list.end())
-      list.push_back(what);
-}
-
-} // namespace
 
 void sendStatus(Connection& connection, MountId mount, MountStatus status, std::string_view text) {
    connection.send(Wire::Kind::status, [&](auto& body) {
@@ -218,7 +200,7 @@ void Roots::del(ServerMount& owner) {
    const auto readers = root.readers;
    for (ServerMount* reader : readers) {
       unmount(*reader);
-      sendPlain(*reader, Wire::Kind::gone);
+      reader->say(Wire::Kind::gone);
       reader->phase = Phase::waiting;
       waiting_.emplace(reader->path, reader);
    }
@@ -237,7 +219,13 @@ void Roots::records(ServerMount& owner, Bytes records) {
    for (ServerMount* reader : root.readers)
       if (reader->phase == Phase::snapshot && !root.replacing)
          beingTold.push_back(reader);
-   RecordReader reader(records);
+   std::function<void(const Record&)> tell;
+   if (!beingTold.empty())
+      tell = [&](const Record& record) {
+         for (ServerMount* told : beingTold)
+            if (told->cursor->concerns(record))
+               told->forward.insert(told->forward.end(), record.whole.begin(), record.whole.end());
+      };
    std::size_t applied = 0;
    const auto accept = [&] {
       if (applied == 0)
@@ -247,50 +235,16 @@ void Roots::records(ServerMount& owner, Bytes records) {
          forward(root, records.first(applied));
    };
    try {
-      for (Record record; reader.next(record); applied = reader.offset() + record.whole.size()) {
-         for (ServerMount* told : beingTold)
-            if (told->cursor->concerns(record))
-               told->forward.insert(told->forward.end(), record.whole.begin(), record.whole.end());
-         store.apply(record);
-      }
+      store.apply(records, applied, tell);
    } catch (const Vok::Error& error) {
       for (ServerMount* told : beingTold) // the record refused may be among them
          tellWhole(*told);
       accept();
-      throw Vok::LogError("record at byte " + std::to_string(reader.offset()) + " for '" + root.path +
+      throw Vok::LogError("record at byte " + std::to_string(applied) + " for '" + root.path +
                           "': " + error.what());
    }
    accept();
-   ++owner.accepted;
-   addOnce(unsure_, &owner);
-}
-
-void Roots::forward(Root& root, Bytes applied) {
-   for (ServerMount* reader : root.readers) {
-      if (reader->phase == Phase::behind || reader == root.owner)
-         continue;
-      if (reader->connection.queued() > queueLimit_) {
-         tellWhole(*reader);
-         continue;
-      }
-      if (reader->phase == Phase::live) {
-         reader->connection.sendRecords(reader->id, applied);
-      } else if (!reader->forward.empty()) {
-         reader->connection.sendRecords(reader->id, reader->forward);
-         reader->forward.clear();
-      }
-   }
-}
-
-/// From the beginning, once its queue is empty.
-void Roots::tellWhole(ServerMount& mount) {
-   mount.cursor.reset();
-   mount.forward.clear();
-   if (mount.phase != Phase::behind)
-      if (auto line = trace.at(2))
-         line << "mount " << mount.id << " of '" << mount.path << "' is told the whole state";
-   mount.phase = Phase::behind;
-   addOnce(busy_, &mount);
+   accepted(owner);
 }
 
 void Roots::snapshotBegin(ServerMount& owner) {
@@ -299,7 +253,7 @@ void Roots::snapshotBegin(ServerMount& owner) {
       throw Vok::Error("a snapshot of '" + root.path + "' before its owner has its state");
    journal(JournalKind::snapshotBegin, root);
    root.replacing = std::make_unique<RecordStore>(check_, *root.type);
-   ++owner.accepted;
+   accepted(owner);
 }
 
 void Roots::snapshotEnd(ServerMount& owner) {
@@ -308,8 +262,13 @@ void Roots::snapshotEnd(ServerMount& owner) {
       throw Vok::Error("the end of a snapshot of '" + root.path + "' that did not begin");
    journal(JournalKind::snapshotEnd, root);
    replace(root);
+   accepted(owner);
+}
+
+void Roots::accepted(ServerMount& owner) {
    ++owner.accepted;
-   addOnce(unsure_, &owner);
+   if (std::ranges::find(unsure_, &owner) == unsure_.end())
+      unsure_.push_back(&owner);
 }
 
 void Roots::replace(Root& root) {
@@ -322,108 +281,6 @@ void Roots::replacingDrop(Root& root) {
    if (root.replacing)
       journal(JournalKind::snapshotDropped, root);
    root.replacing = nullptr;
-}
-
-// -------------------------------------------------------------------------------------------------------------
-// the end of a turn
-
-bool Roots::turnEnd() {
-   if (journal_) {
-      journal_->commit();
-      if (journal_->isLong())
-         journalRewrite();
-   }
-   for (ServerMount* owner : unsure_)
-      if (!owner->root->replacing) {
-         owner->connection.send(Wire::Kind::acknowledged, [&](auto& body) {
-            body.u32(owner->id);
-            body.u64(owner->accepted);
-         });
-         owner->acknowledged = owner->accepted;
-      }
-   std::erase_if(unsure_, [](const ServerMount* owner) { return owner->acknowledged == owner->accepted; });
-   bool more = false;
-   const auto busy = busy_;
-   for (ServerMount* mount : busy)
-      more |= pump(*mount);
-   return more;
-}
-
-/// Goes on telling the whole state when the queue is short. Returns whether there is more of it.
-bool Roots::pump(ServerMount& mount) {
-   if (mount.connection.queued() >= Wire::portion)
-      return false;
-   if (mount.filter.isDirectory()) {
-      listing(mount);
-      mount.phase = Phase::live;
-      std::erase(busy_, &mount);
-      return false;
-   }
-   if (mount.phase == Phase::behind) {
-      sendPlain(mount, Wire::Kind::snapshotBegin);
-      mount.cursor.emplace(*mount.root->state);
-      mount.phase = Phase::snapshot;
-   }
-   piece_.clear();
-   const bool more = mount.cursor->read(piece_, Wire::portion);
-   if (!piece_.empty())
-      mount.connection.sendRecords(mount.id, piece_);
-   if (more)
-      return true;
-   sendPlain(mount, Wire::Kind::snapshotEnd);
-   mount.cursor.reset();
-   mount.phase = Phase::live;
-   std::erase(busy_, &mount);
-   if (mount.root->owner == &mount)
-      std::erase(mount.root->readers, &mount);
-   return false;
-}
-
-// -------------------------------------------------------------------------------------------------------------
-// directories
-
-namespace {
-
-void sendEntry(ServerMount& mount, std::string_view name, bool present, std::string_view typeName) {
-   mount.connection.send(Wire::Kind::entry, [&](auto& body) {
-      body.u32(mount.id);
-      body.u8(present);
-      body.string(name);
-      body.string(typeName);
-   });
-}
-
-} // namespace
-
-void Roots::listing(ServerMount& mount) {
-   sendPlain(mount, Wire::Kind::snapshotBegin);
-   const Vok::String prefix = mount.path + "/";
-   for (auto at = roots_.lower_bound(prefix); at != roots_.end() && at->first.starts_with(prefix);) {
-      const std::string_view below = std::string_view(at->first).substr(prefix.size());
-      const std::size_t slash = below.find('/');
-      const std::string_view name = below.substr(0, slash);
-      if (slash == std::string_view::npos) {
-         sendEntry(mount, name, true, at->second->type->name());
-         ++at;
-      } else {
-         sendEntry(mount, name, true, Vok::Dir::vokType().name());
-         at = roots_.lower_bound(prefix + Vok::String(name) + char('/' + 1));
-      }
-   }
-   sendPlain(mount, Wire::Kind::snapshotEnd);
-}
-
-void Roots::entryChanged(const Vok::String& path, bool present, std::string_view typeName) {
-   const auto [from, to] = directories_.equal_range(pathFolder(path));
-   for (auto at = from; at != to; ++at) {
-      ServerMount& mount = *at->second;
-      if (mount.phase == Phase::behind)
-         continue;
-      if (mount.connection.queued() > queueLimit_)
-         tellWhole(mount);
-      else
-         sendEntry(mount, pathName(path), present, typeName);
-   }
 }
 
 } // namespace Hubdb

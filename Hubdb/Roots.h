@@ -27,6 +27,11 @@ struct ServerMount {
    ServerMount(Connection& connection, const MountRequest& request)
        : connection(connection), id(request.mount), filter(request.filter), path(request.path) {}
 
+   /// A frame that says no more than this.
+   void say(Wire::Kind kind);
+   /// Whether another piece of its state may be queued.
+   bool hasRoom() const;
+
    Connection& connection;
    MountId id;
    MountFilter filter;
@@ -72,9 +77,11 @@ class Roots {
    void snapshotBegin(ServerMount& owner);
    void snapshotEnd(ServerMount& owner);
 
-   /// Makes safe what was accepted, tells owners so, and goes on with whole states. Returns whether there is
-   /// more to do that no socket will tell of. Raises Vok::Error when the journal cannot be written.
-   bool turnEnd();
+   /// Makes safe what was accepted, tells owners so, and goes on with whole states. Raises Vok::Error when
+   /// the journal cannot be written.
+   void turnEnd();
+   /// Whether turnEnd() could go on at once: asked when all queues have been flushed.
+   bool hasMore() const;
 
    std::size_t size() const { return roots_.size(); }
    std::size_t memory() const;
@@ -88,6 +95,7 @@ class Roots {
    void remove(Root& root);
    void replay(JournalKind kind, Vok::U32 number, Bytes body);
    void replayCreate(Vok::U32 number, Bytes body);
+   void accepted(ServerMount& owner);
    void replacingDrop(Root& root);
    void replace(Root& root);
    void journal(JournalKind kind, const Root& root, Bytes body = {});
@@ -97,7 +105,7 @@ class Roots {
    void attach(ServerMount& mount, Root& root);
    void tellWhole(ServerMount& mount);
    void forward(Root& root, Bytes applied);
-   bool pump(ServerMount& mount);
+   void pump(ServerMount& mount);
    void listing(ServerMount& mount);
    void entryChanged(const Vok::String& path, bool present, std::string_view typeName);
    bool holds(std::string_view folder) const;

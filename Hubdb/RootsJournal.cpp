@@ -51,10 +51,8 @@ void Roots::replay(JournalKind kind, U32 number, Bytes body) {
    case JournalKind::del:
       return remove(root);
    case JournalKind::records: {
-      RecordReader reader(body);
-      for (Record record; reader.next(record);)
-         (root.replacing ? root.replacing : root.state)->apply(record);
-      return;
+      std::size_t applied = 0;
+      return (root.replacing ? root.replacing : root.state)->apply(body, applied);
    }
    case JournalKind::snapshotBegin:
       root.replacing = std::make_unique<RecordStore>(check_, *root.type);

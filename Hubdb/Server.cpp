@@ -76,11 +76,11 @@ void Server::ended(Peer& peer) {
 
 void Server::turnEnd() {
    gone_.clear();
-   const bool more = roots_->turnEnd();
+   roots_->turnEnd();
    for (const auto& peer : peers_)
       if (peer->connection().queued() > 0)
          peer->connection().flush();
-   if (more)
+   if (roots_->hasMore())
       activity_.post([] {});
 }
 

@@ -106,6 +106,23 @@ TEST(RestartTest, nothingAcknowledgedIsLost) {
    }
 }
 
+/// A state of many portions, told while the reader takes it at its own pace.
+TEST(RestartTest, aLargeStateReachesALateReader) {
+   TemporaryFolder folder;
+   const std::string socket = folder / "socket";
+   ServerProcess server(catalogue(), socket, "");
+   server.start();
+   Vok::Activity activity;
+   Program owner(activity, catalogue(), socket);
+   const auto source = owner.own<Source>("routing/a");
+   ASSERT_TRUE(source);
+   fill(*source, 200000);
+   ASSERT_TRUE(owner.safe());
+   Program reader(activity, catalogue(), socket);
+   ASSERT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), Hubdb::mountSuccess());
+   EXPECT_EQ(reader.manager->get<Source>("routing/a")->routes(), 200000u);
+}
+
 /// The file as a crash may leave it, cut at every length, and with every byte of its last part damaged: the
 /// server starts, says so, and has the state of some moment of the past.
 TEST(RestartTest, aStateFileCutAnywhereIsReadAsFarAsItGoes) {

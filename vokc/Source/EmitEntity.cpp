@@ -310,15 +310,21 @@ class EntityEmitter {
       if (!type_.hasFactory || type_.parent) {
          return;
       }
-      const std::string name = type_.factoryName.empty() ? lower(type_.name) + "Factory" : type_.factoryName;
-      const std::string head = list("Vok::Ptr<" + type_.name + "> " + name + "(", allParameters(), ")");
       std::string arguments;
       for (const Attribute& item : type_.parameters) {
          arguments += (arguments.empty() ? "" : ", ") + item.name;
       }
-      fragment_.after += (fragment_.after.empty() ? "" : "\n") + std::string("/// Makes a new ") +
-                         type_.name + ".\n" + head + ";\n";
-      source(head + " {\n   return Vok::make<" + type_.name + ">(" + arguments + ");\n}\n");
+      const std::string name = lower(type_.name) + "Factory";
+      factory(name, "Makes a new " + type_.name, "Vok::make<" + type_.name + ">(" + arguments + ")");
+      if (!type_.factoryName.empty()) {
+         factory(type_.factoryName, "The same", name + "(" + arguments + ")");
+      }
+   }
+
+   void factory(const std::string& name, const std::string& comment, const std::string& result) {
+      const std::string head = list("Vok::Ptr<" + type_.name + "> " + name + "(", allParameters(), ")");
+      fragment_.after += (fragment_.after.empty() ? "" : "\n") + ("/// " + comment + ".\n") + head + ";\n";
+      source(head + " {\n   return " + result + ";\n}\n");
    }
 
    const Model::Entity& type_;

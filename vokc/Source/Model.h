@@ -238,7 +238,7 @@ struct Entity : Type {
    bool isMachine = false;
    bool isNamed = false; ///< constructed from a name alone
    bool hasFactory = true;
-   std::string factoryName; ///< as it was declared; empty: the entity's own, and `Factory`
+   std::string factoryName; ///< a second name for the factory; empty: none
    Entity* base = nullptr;
    std::vector<Attribute> parameters; ///< fixed for life; the first one is the key in `members<>`
    std::vector<Attribute> attributes;

@@ -170,7 +170,7 @@ TEST(GeneratedTest, machinesReactToWhatTheyWatch) {
    diary.clear();
    const auto total = everythingFactory("total");
    const auto first = GarageIs("first");
-   const auto second = GarageIs("second");
+   const auto second = garageFactory("second");
    const auto dir = Vok::make<Vok::Dir>(Vok::Name("dir"));
    auto machine = vehicleCountSmFactory(total, first, dir);
    const auto step = [](std::vector<std::string> expected) {
