@@ -40,6 +40,8 @@ const std::vector<Work>& works() {
        {"hubdb-mount", "s"},
        {"hubdb-server-bytes", "bytes/route"},
        {"hubdb-reader-bytes", "bytes/route"},
+       {"hubdb-take", "s"},
+       {"hubdb-reconcile", "s"},
        {"merge-start", "ns/route"},
        {"merge-give", "ns/change"},
        {"merge-conflict", "ns/change"},

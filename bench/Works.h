@@ -39,6 +39,8 @@ void runEntity(const Options& options, std::uint64_t size, Report& report);
 void runLdp(const Options& options, std::uint64_t size, Report& report);
 /// The central database across processes.
 void runHubdb(const Options& options, std::uint64_t size, Report& report);
+/// The whole state of a root told to a reader, and told again.
+void runReconcile(const Options& options, std::uint64_t size, Report& report);
 /// Sources of configuration merged.
 void runMerge(const Options& options, std::uint64_t size, Report& report);
 /// Blocks of labels, and single numbers.
