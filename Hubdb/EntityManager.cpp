@@ -39,6 +39,11 @@ void EntityManager::flush() {
    mounts_->flush();
 }
 
+void EntityManager::waitingDelAll() {
+   const Vok::Ptr<EntityManager> keepAlive(this);
+   mounts_->waitingDelAll();
+}
+
 void EntityManager::linkIs(std::unique_ptr<Link> link) {
    mounts_->linkIs(std::move(link));
 }

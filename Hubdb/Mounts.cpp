@@ -171,6 +171,15 @@ void EntityManager::Mounts::del(const Vok::String& path) {
    tree_.rootDel(path);
 }
 
+void EntityManager::Mounts::waitingDelAll() {
+   std::vector<Vok::Ptr<MountGroup>> waiting; // let go of last: whoever goes with them may mount and delete
+   for (const auto& [id, mount] : mounts_)
+      for (auto& group : std::exchange(mount->groups, {}))
+         waiting.push_back(std::move(group));
+   for (const auto& group : waiting)
+      group->cancel();
+}
+
 void EntityManager::Mounts::complete(Mount& mount) {
    mount.complete = true;
    mount.reading = false;
