@@ -14,7 +14,13 @@ void unpack(const Vok::Type& type, Bytes bytes, void* value) {
    if (log.left() > 0)
       throw Vok::LogError("bytes left over behind a " + Vok::String(type.name()) + ": " +
                           std::to_string(log.left()));
-   type.checkRange(value);
+   try {
+      type.checkRange(value);
+   } catch (const Vok::RangeError&) {
+      // What was never set may lie outside: an unset label range begins above the largest label.
+      if (!type.storage().equal(value, Vok::AnyValue(type).data()))
+         throw;
+   }
 }
 
 EntityPlan::EntityPlan(const Vok::EntityType& type) : type_(type) {
@@ -33,8 +39,12 @@ EntityPlan::EntityPlan(const Vok::EntityType& type) : type_(type) {
       if (declared.valueType)
          planned.value.emplace(*declared.valueType);
       if (kind == AttributeKind::scalar && declared.valueType->parsable()) {
+         // Most begin as they are made; and what is made out of bounds, to be set, has a text that does not
+         // parse.
+         Vok::AnyValue& initial = planned.initial.emplace(*declared.valueType);
          Vok::TextParser text(declared.defaultText);
-         declared.valueType->parse(text, planned.initial.emplace(*declared.valueType).data());
+         if (initial.text() != declared.defaultText)
+            declared.valueType->parse(text, initial.data());
       }
    }
    for (const Vok::Parameter& parameter : type.parameters())

@@ -39,14 +39,13 @@ void PoolReader::numberTables() {
 
 void PoolReader::tellAll() {
    for (const auto& [name, view] : views_)
-      if (view->listener())
+      if (view->listener() && view->isMounted())
          view->listener()->onCollection(*view);
 }
 
 void PoolReader::refreshControl() {
    if (control_ && !control_.isRetired())
       return;
-   const bool replaced = static_cast<bool>(control_);
    try {
       ControlReader control(*folder_);
       control_ = std::move(control);
@@ -55,8 +54,7 @@ void PoolReader::refreshControl() {
    } catch (const Vok::Error&) {
       return; // the tables' own mount status tells why
    }
-   if (replaced)
-      tellAll();
+   tellAll(); // tables that were mounted before may have changed unseen
 }
 
 void PoolReader::refresh() {

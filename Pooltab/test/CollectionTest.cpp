@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Pooltab/test/PooltabSample.h"
+#include "Pooltab/test/TestTables.h"
 #include "Pooltab/VokPooltab.h"
 
 #include <sstream>
@@ -125,6 +126,23 @@ TEST(Collection, AnExactResyncTellsWhatDiffersKeyByKey) {
    loseChanges();
    readerMount.deliver(100);
    EXPECT_EQ(diary.taken(), "ports; queues; ");
+}
+
+TEST(Collection, WhatChangedBeforeTheLogWasFoundIsTold) {
+   const TestRoot root;
+   const auto written = boardFactory("written"), read = boardFactory("read");
+   VokPooltab::WriterMount mount(written, root.pool());
+   const std::filesystem::path log = root.path() + "/p/control";
+   std::filesystem::rename(log, log.string() + "-hidden"); // as when the writer is just creating its files
+   VokPooltab::ReaderMount readerMount(read, root.pool());
+   Diary readers(read);
+   readerMount.deliver(100);
+   readers.taken();
+   written->portIs(makePort(7, 100));
+   std::filesystem::rename(log.string() + "-hidden", log);
+   readerMount.deliver(100);
+   EXPECT_EQ(readers.taken(), "ports; queues; ");
+   EXPECT_EQ(read->port(PortKey(1, 7)).speed(), 100u);
 }
 
 TEST(Collection, OnlyAMountedWriterWrites) {

@@ -1,11 +1,26 @@
 #include "tools/common/Catalogue.h"
 
+#include "Cli/AttributeFilter.h"
+#include "Interface/Interface.h"
 #include "Kinet/Labels.h"
+#include "Mpls/LdpLibSm.h"
 #include "Mpls/LfibIndexAllocator.h"
+#include "Mpls/LfibIpLookupSm.h"
+#include "Mpls/LfibStatusSm.h"
+#include "Mpls/LfibTrackingSm.h"
 #include "Mpls/Mpls.h"
+#include "Mpls/MplsCopy.h"
+#include "Mpls/MplsHardware.h"
+#include "Mpls/MplsLabelBinding.h"
+#include "Mpls/MplsLabelBlock.h"
 #include "Mpls/MplsLfib.h"
+#include "Mpls/MplsLfibStatic.h"
 #include "Mpls/MplsLfibWriter.h"
+#include "Mpls/MplsRouteConfigMergeSm.h"
 #include "Mpls/MplsTypes.h"
+#include "Mpls/MtiStatus.h"
+#include "Mpls/SegmentRouting.h"
+#include "Mpls/VrfLabelConfigMergeSm.h"
 
 #include <algorithm>
 #include <span>
@@ -32,13 +47,43 @@ void enterReferenced(std::vector<const Vok::Type*>& types, const Vok::Type* type
 Catalogue catalogue() {
    Catalogue all;
    append(all.types, Kinet::labelsTypes());
+   append(all.types, Interface::interfaceTypes());
    append(all.types, Mpls::mplsTypesTypes());
+   append(all.types, Mpls::mplsLabelBindingTypes());
+   append(all.types, Mpls::mplsLabelBlockTypes());
+   append(all.types, Mpls::mplsTypes());
    append(all.types, Mpls::mplsLfibTypes());
    append(all.types, Mpls::mplsLfibWriterTypes());
+   append(all.types, Mpls::mplsLfibStaticTypes());
+   append(all.types, Mpls::lfibStatusSmTypes());
+   append(all.types, Mpls::lfibTrackingSmTypes());
+   append(all.types, Mpls::lfibIpLookupSmTypes());
+   append(all.types, Mpls::mplsRouteConfigMergeSmTypes());
+   append(all.types, Mpls::vrfLabelConfigMergeSmTypes());
+   append(all.types, Mpls::mplsCopyTypes());
+   append(all.types, Mpls::Hardware::mplsHardwareTypes());
+   append(all.types, segmentRoutingTypes());
+   append(all.types, Ldp::ldpLibSmTypes());
+   append(all.types, Mpls::mtiStatusTypes());
+   append(all.entities, Interface::interfaceEntityTypes());
+   append(all.entities, Cli::attributeFilterEntityTypes());
+   append(all.entities, Mpls::mplsLabelBindingEntityTypes());
+   append(all.entities, Mpls::mplsLabelBlockEntityTypes());
    append(all.entities, Mpls::mplsEntityTypes());
    append(all.entities, Mpls::mplsLfibEntityTypes());
    append(all.entities, MplsHelper::lfibIndexAllocatorEntityTypes());
    append(all.entities, Mpls::mplsLfibWriterEntityTypes());
+   append(all.entities, Mpls::mplsLfibStaticEntityTypes());
+   append(all.entities, Mpls::lfibStatusSmEntityTypes());
+   append(all.entities, Mpls::lfibTrackingSmEntityTypes());
+   append(all.entities, Mpls::lfibIpLookupSmEntityTypes());
+   append(all.entities, Mpls::mplsRouteConfigMergeSmEntityTypes());
+   append(all.entities, Mpls::vrfLabelConfigMergeSmEntityTypes());
+   append(all.entities, Mpls::mplsCopyEntityTypes());
+   append(all.entities, Mpls::Hardware::mplsHardwareEntityTypes());
+   append(all.entities, segmentRoutingEntityTypes());
+   append(all.entities, Ldp::ldpLibSmEntityTypes());
+   append(all.entities, Mpls::mtiStatusEntityTypes());
 
    for (std::size_t i = 0; i < all.types.size(); ++i)
       if (const auto* value = dynamic_cast<const Vok::ValueType*>(all.types[i]))

@@ -39,6 +39,7 @@ to the user hubdbd runs as. Who may own may read. Names may be numbers; '/' stan
    group NAME own|read PATH       any read routing
    any        own|read PATH
 
+Says "ready" on standard output once clients can connect.
 Signals: SIGTERM and SIGINT end it in good order and remove the socket.
 Exit status: 0 ended by a signal, 1 the socket or a file cannot be used or written, 2 wrong usage.)";
 
@@ -70,6 +71,8 @@ void serve(const Options& options) {
       std::signal(signal, [](int) { running->stop(); });
    Hubdb::Server server(activity, Hubdb::Catalogue({known.entities}), std::move(setting));
    server.listen(options.socket);
+   std::puts("ready");
+   std::fflush(stdout);
    activity.run();
    for (const int signal : {SIGTERM, SIGINT})
       std::signal(signal, SIG_IGN);

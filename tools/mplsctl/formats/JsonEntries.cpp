@@ -49,8 +49,9 @@ class CountedText {
 /// Builds the entry under way; the path leads to its innermost open object or array.
 class EntryBuilder : public Json::json_sax_t {
   public:
-   EntryBuilder(const LineCount& count, const std::function<void(const JsonNode&)>& entry)
-       : count_(count), entry_(entry) {}
+   EntryBuilder(const LineCount& count, const std::function<void(const JsonNode&)>& entry,
+                std::string_view opened)
+       : count_(count), entry_(entry), opened_(opened) {}
 
    const JsonError& error() const { return error_; }
 
@@ -100,6 +101,8 @@ class EntryBuilder : public Json::json_sax_t {
    bool open(JsonNode::Kind kind) {
       if (!inside_)
          inside_ = true;
+      else if (kind == JsonNode::Kind::array && path_.empty() && !opened_.empty() && key_ == opened_)
+         key_.clear(); // its elements come one by one
       else
          path_.push_back(&add(kind));
       return true;
@@ -118,6 +121,7 @@ class EntryBuilder : public Json::json_sax_t {
 
    const LineCount& count_;
    const std::function<void(const JsonNode&)>& entry_;
+   std::string_view opened_;
    JsonError error_;
    JsonNode entryNode_;
    std::vector<JsonNode*> path_; ///< a parent grows only while its children are complete
@@ -127,9 +131,10 @@ class EntryBuilder : public Json::json_sax_t {
 
 } // namespace
 
-JsonError eachJsonEntry(std::string_view text, const std::function<void(const JsonNode&)>& entry) {
+JsonError eachJsonEntry(std::string_view text, const std::function<void(const JsonNode&)>& entry,
+                        std::string_view opened) {
    LineCount count;
-   EntryBuilder builder(count, entry);
+   EntryBuilder builder(count, entry, opened);
    Json::sax_parse(CountedText(text.data(), &count), CountedText(text.data() + text.size()), &builder);
    return builder.error();
 }

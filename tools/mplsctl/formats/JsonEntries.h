@@ -30,7 +30,9 @@ struct JsonError {
    std::string what; ///< empty when all is well
 };
 
-/// Calls `entry` with each entry of the outermost object or array, in order.
-JsonError eachJsonEntry(std::string_view text, const std::function<void(const JsonNode&)>& entry);
+/// Calls `entry` with each entry of the outermost object or array, in order. Of an array that stands there
+/// under the key `opened`, it gets each element instead.
+JsonError eachJsonEntry(std::string_view text, const std::function<void(const JsonNode&)>& entry,
+                        std::string_view opened = {});
 
 } // namespace mplsctl

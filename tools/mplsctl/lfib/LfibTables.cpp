@@ -1,6 +1,6 @@
 #include "tools/mplsctl/lfib/LfibTables.h"
 
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 
 namespace mplsctl {
 
@@ -66,7 +66,7 @@ std::unique_ptr<LfibTables> openTables(std::shared_ptr<Pooltab::Folder> folder) 
       // Without routes and via sets there is no LFIB; a kind of via that was never used may be missing.
       constexpr bool needed = std::is_same_v<Row, Mpls::LfibRoute> || std::is_same_v<Row, Mpls::LfibViaSet>;
       if (needed || table.mountStatus() != Pooltab::MountStatus::unmounted)
-         requireMounted(*tables->pool.folder(), table.mountStatus(), table.mountText());
+         tools::requireMounted(*tables->pool.folder(), table.mountStatus(), table.mountText());
    });
    return tables;
 }

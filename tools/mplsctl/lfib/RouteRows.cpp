@@ -1,5 +1,7 @@
 #include "tools/mplsctl/lfib/RouteRows.h"
 
+#include "tools/common/RouteRows.h"
+
 #include <algorithm>
 
 namespace mplsctl {
@@ -10,23 +12,10 @@ Mpls::RouteKey keyOf(const FileRoute& route) {
 
 bool isPublished(const Mpls::LfibStatus& tables, const Mpls::LfibRoute& row, const RouteFile& file,
                  const FileRoute& route) {
-   const Mpls::LfibViaSetKey& viaSetKey = row.viaSetKey();
-   if (row.source() != route.source || row.metric() != Mpls::RouteMetric(route.metric) ||
-       row.fec() != Mpls::FwdEqvClass() || viaSetKey.viaType() != Mpls::LfibMplsVia::viaType ||
-       viaSetKey.viaSetType() != Mpls::LfibViaSetType::unicast)
-      return false;
-   const Mpls::LfibViaSet viaSet = tables.viaSet(viaSetKey);
    const auto wished = file.hopsOf(route);
-   if (viaSet.viaKeys() != wished.size())
-      return false;
-   // Both sides hold each next hop once, so that as many of them, all wished, are the same ones.
-   for (const auto [slot, key] : viaSet.viaKeyEach()) {
-      Mpls::LfibMplsVia via = tables.mplsVia(key);
-      via.keyIs(Mpls::LfibViaKey());
-      if (std::ranges::find(wished, via) == wished.end())
-         return false;
-   }
-   return true;
+   return tools::isPublished(
+       tables, row, route.source, Mpls::RouteMetric(route.metric), wished.size(),
+       [&](const Mpls::LfibMplsVia& via) { return std::ranges::find(wished, via) != wished.end(); });
 }
 
 void consolidate(Mpls::ConsolidatedLfibRoute& consolidated, const RouteFile& file, const FileRoute& route) {

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "tools/common/Output.h"
 #include "tools/mplsctl/lfib/LfibTables.h"
+#include "tools/mplsctl/test/Printed.h"
 
 #include "Mpls/MplsLfibWriter.h"
 #include "Pooltab/VokPooltab.h"
 
-#include <functional>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 /// A writer and readers of one LFIB in private memory.
 
@@ -52,20 +49,6 @@ struct LfibFixture : testing::Test {
    void del(unsigned label) {
       writer->lfibRouteDel(key(label));
       mount.flush();
-   }
-
-   /// What a function wrote.
-   static std::string printed(const std::function<void(tools::Output&)>& print) {
-      const int file = memfd_create("printed", 0);
-      {
-         tools::Output out(file);
-         print(out);
-         out.flush();
-      }
-      std::string text(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
-      EXPECT_EQ(pread(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-      close(file);
-      return text;
    }
 
    std::shared_ptr<Pooltab::Folder> folder = Pooltab::privateFolder("lfib");

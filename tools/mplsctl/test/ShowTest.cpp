@@ -35,7 +35,7 @@ std::string refusal(const std::function<void()>& act) {
 } // namespace
 
 TEST_F(Show, RoutesAsAlignedLinesInKeyOrder) {
-   EXPECT_EQ(printed([&](tools::Output& out) { showRoutes(tables, {}, Format::text, out); }),
+   EXPECT_EQ(printed([&](tools::Output& out) { showRoutes(tables, {}, ShowFormat::text, out); }),
              "Inbound Label                  Type        Nexthop        Outbound Label\n"
              "explicit-null                  LDP         (no next hop)  -\n"
              "16                             Static      10.0.0.2       17\n"
@@ -46,7 +46,7 @@ TEST_F(Show, RoutesAsAlignedLinesInKeyOrder) {
 
 TEST_F(Show, RoutesAsJsonKeyedByLabel) {
    const json shown =
-       json::parse(printed([&](tools::Output& out) { showRoutes(tables, {}, Format::json, out); }));
+       json::parse(printed([&](tools::Output& out) { showRoutes(tables, {}, ShowFormat::json, out); }));
    const json expected = json::parse(R"json({
       "0": {"inLabel": 0, "installed": true, "nexthops": []},
       "16": {"inLabel": 16, "installed": true, "nexthops": [
@@ -62,11 +62,11 @@ TEST_F(Show, RoutesAsJsonKeyedByLabel) {
    RouteFilter filter;
    labelRangeFromText("16-17", filter);
    const std::string line =
-       printed([&](tools::Output& out) { showRoutes(tables, filter, Format::jsonLines, out); });
+       printed([&](tools::Output& out) { showRoutes(tables, filter, ShowFormat::jsonLines, out); });
    EXPECT_EQ(line.find('\n'), line.size() - 1);
    EXPECT_EQ(json::parse(line), expected["16"]);
    filter.source = Mpls::LFib::Source::lfibSourceLdp;
-   EXPECT_EQ(printed([&](tools::Output& out) { showRoutes(tables, filter, Format::jsonLines, out); }), "");
+   EXPECT_EQ(printed([&](tools::Output& out) { showRoutes(tables, filter, ShowFormat::jsonLines, out); }), "");
 }
 
 TEST_F(Show, ManyRoutesComeSortedAndWhole) {
@@ -89,18 +89,18 @@ TEST_F(Show, BrokenChainsAreShownAsSuch) {
    Chain chain;
    ASSERT_TRUE(readChain(tables, key(16), chain));
    status->mplsViaDel(chain.vias[1].key);
-   const std::string shown = printed([&](tools::Output& out) { showRoutes(tables, {}, Format::text, out); });
+   const std::string shown = printed([&](tools::Output& out) { showRoutes(tables, {}, ShowFormat::text, out); });
    EXPECT_NE(shown.find("Static      (no such via)"), std::string::npos) << shown;
    EXPECT_NE(shown.find("SR (IS-IS)  (no such via set)"), std::string::npos) << shown;
    const json all =
-       json::parse(printed([&](tools::Output& out) { showRoutes(tables, {}, Format::json, out); }));
+       json::parse(printed([&](tools::Output& out) { showRoutes(tables, {}, ShowFormat::json, out); }));
    EXPECT_EQ(all["16"]["installed"], false);
    EXPECT_EQ(all["16"]["nexthops"].size(), 1u);
 }
 
 TEST_F(Show, OneRouteInFull) {
    const json shown =
-       json::parse(printed([&](tools::Output& out) { showRoute(tables, key(16), Format::json, out); }));
+       json::parse(printed([&](tools::Output& out) { showRoute(tables, key(16), ShowFormat::json, out); }));
    EXPECT_EQ(shown["source"], "lfibSourceStaticMpls");
    EXPECT_EQ(shown["viaSet"]["key"], "lfibSourceStaticMpls/viaTypeMplsIp/unicast/1");
    ASSERT_EQ(shown["vias"].size(), 2u);
@@ -113,11 +113,11 @@ TEST_F(Show, OneRouteInFull) {
    EXPECT_LT(shown["viaSet"]["version"], shown["version"]);
 
    const std::string text =
-       printed([&](tools::Output& out) { showRoute(tables, key(16), Format::text, out); });
+       printed([&](tools::Output& out) { showRoute(tables, key(16), ShowFormat::text, out); });
    EXPECT_NE(text.find("): 10.0.0.3 implicit-null\n   nextHop               10.0.0.3\n"), std::string::npos)
        << text;
    EXPECT_EQ(
-       refusal([&] { printed([&](tools::Output& out) { showRoute(tables, key(99), Format::text, out); }); }),
+       refusal([&] { printed([&](tools::Output& out) { showRoute(tables, key(99), ShowFormat::text, out); }); }),
        "1: there is no route for label 99");
 }
 
@@ -125,11 +125,11 @@ TEST_F(Show, ViaSetsWithTheirUsesAndViasOfTheTable) {
    status->lfibRouteIs(Mpls::LfibRoute(key(500), tables.lfibRoute.lookup(key(16)).viaSetKey(),
                                        Mpls::LFib::Source::lfibSourceStaticMpls, {}, {}));
    const json sets =
-       json::parse(printed([&](tools::Output& out) { showViaSets(tables, Format::json, out); }));
+       json::parse(printed([&](tools::Output& out) { showViaSets(tables, ShowFormat::json, out); }));
    EXPECT_EQ(sets.size(), 4u);
    EXPECT_EQ(sets["lfibSourceStaticMpls/viaTypeMplsIp/unicast/1"]["routes"], 2);
    EXPECT_EQ(sets["lfibSourceStaticMpls/viaTypeMplsIp/unicast/1"]["vias"].size(), 2u);
-   EXPECT_EQ(printed([&](tools::Output& out) { showVias(tables, Format::text, out); }),
+   EXPECT_EQ(printed([&](tools::Output& out) { showVias(tables, ShowFormat::text, out); }),
              "Via                                    Nexthop      Interface  Outbound Label  Weight\n"
              "lfibSourceStaticMpls/viaTypeMplsIp/1   10.0.0.2     -          17                   1\n"
              "lfibSourceStaticMpls/viaTypeMplsIp/2   10.0.0.3     eth1       implicit-null        1\n"

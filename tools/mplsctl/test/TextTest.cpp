@@ -15,7 +15,7 @@ TEST(Json, AnyTextReadsBackAsItWas) {
    std::string text;
    for (int c = 1; c < 128; ++c)
       text += static_cast<char>(c);
-   const std::string written = LfibFixture::printed([&](tools::Output& out) {
+   const std::string written = printed([&](tools::Output& out) {
       tools::Json writer(out, 2);
       writer.object().field(text, text).key("list").array().value(1).value(true).object().end();
       writer.array().end().end().field("last", ~Vok::U64(0)).end();
@@ -75,7 +75,7 @@ TEST(Words, SourcesByTypeAndByName) {
 
 TEST(Schema, IsClosedAndTellsTextFormsNumbersAndDefaults) {
    const json schema =
-       json::parse(LfibFixture::printed([](tools::Output& out) { writeSchema(out, tools::catalogue()); }));
+       json::parse(printed([](tools::Output& out) { writeSchema(out, tools::catalogue()); }));
    std::map<std::string, json> types;
    for (const json& type : schema["types"])
       EXPECT_TRUE(types.emplace(type["name"], type).second) << type["name"] << " twice";

@@ -1,6 +1,6 @@
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/RouteWords.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/LoadPlan.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
 
@@ -46,12 +46,12 @@ LoadResult outcomeOf(const LoadPlan& plan, RouteFile& file, bool published) {
 }
 
 LoadResult preview(RouteFile& file, SourceSet sources, const std::string& pool) {
-   const auto lfib = openForDryRun(pool);
+   const auto lfib = tools::openForDryRun(pool);
    return outcomeOf(LoadPlan(file, sources, *lfib->status()), file, false);
 }
 
 LoadResult load(RouteFile& file, SourceSet sources, const std::string& pool) {
-   const auto lfib = openWriter(pool);
+   const auto lfib = tools::openWriter(pool);
    const auto writer = Mpls::lfibWriterFactory(lfib->status());
    if (const Vok::U32 leftovers = writer->orphanDelAll())
       file.remarks.push_back(

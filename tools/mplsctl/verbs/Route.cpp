@@ -1,7 +1,7 @@
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/IpRouteText.h"
 #include "tools/mplsctl/formats/RouteWords.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/RouteRows.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
 
@@ -65,7 +65,7 @@ void report(const RouteOptions& options, std::string_view done, Vok::U32 label,
 void writeRoute(const RouteOptions& options, const std::string& pool, bool replace) {
    const RouteFile wish = wishOf(options);
    const FileRoute& route = wish.routes.front();
-   const auto lfib = options.dryRun ? openForDryRun(pool) : openWriter(pool);
+   const auto lfib = options.dryRun ? tools::openForDryRun(pool) : tools::openWriter(pool);
    const Mpls::LfibRoute row = lfib->status()->lfibRoute(keyOf(route));
    if (!!row && !replace)
       refuseTaken(row);
@@ -87,7 +87,7 @@ void deleteRoute(const RouteOptions& options, const std::string& pool) {
       refuse(error.what());
    }
    const Mpls::RouteKey key = Mpls::RouteKey::fromLabel(Kinet::MplsLabel(wish.label()));
-   const auto lfib = options.dryRun ? openForDryRun(pool) : openWriter(pool);
+   const auto lfib = options.dryRun ? tools::openForDryRun(pool) : tools::openWriter(pool);
    const Mpls::LfibRoute row = lfib->status()->lfibRoute(key);
    if (!row)
       throw Failure(Outcome::failed, fmt::format("label {} has no route", wish.label()));

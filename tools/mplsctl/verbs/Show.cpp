@@ -1,8 +1,9 @@
 #include "tools/mplsctl/verbs/Show.h"
 
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/Words.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/mplsctl/verbs/ShowConfig.h"
 
 #include <CLI/CLI.hpp>
 
@@ -19,7 +20,9 @@ struct Options {
    bool json = false;
    bool jsonLines = false;
 
-   Format format() const { return jsonLines ? Format::jsonLines : json ? Format::json : Format::text; }
+   ShowFormat format() const {
+      return jsonLines ? ShowFormat::jsonLines : json ? ShowFormat::json : ShowFormat::text;
+   }
    RouteFilter filter() const;
 };
 
@@ -41,7 +44,7 @@ CLI::App* addNoun(CLI::App& show, Session& session, const std::shared_ptr<Option
    CLI::App* command = show.add_subcommand(noun, what);
    command->add_flag("--json", options->json, "Print one JSON object");
    command->callback([options, &session, shown] {
-      const auto tables = openTables(folderOf(session.pool));
+      const auto tables = openTables(tools::folderOf(session.pool));
       tools::Output out;
       shown(*tables, *options, out);
       out.flush();
@@ -90,7 +93,7 @@ void labelRangeFromText(std::string_view text, RouteFilter& filter) {
 }
 
 void showVerb(CLI::App& program, Session& session) {
-   CLI::App* show = program.add_subcommand("show", "Print routes, via sets and vias");
+   CLI::App* show = program.add_subcommand("show", "Print routes, via sets and vias; and configuration");
    show->require_subcommand(1);
    auto options = std::make_shared<Options>();
 
@@ -117,6 +120,8 @@ void showVerb(CLI::App& program, Session& session) {
            [](const LfibTables& tables, const Options& given, tools::Output& out) {
               showVias(tables, given.format(), out);
            });
+   declareShowConfig(*show, session);
+   addShowLdp(*show, session);
 }
 
 } // namespace mplsctl

@@ -7,20 +7,20 @@
 
 namespace mplsctl {
 
-enum class Format { text, json, jsonLines };
+enum class ShowFormat { text, json, jsonLines };
 
 /// A line a next hop: Inbound Label, Type, Nexthop, Outbound Label; JSON keyed by label.
-void showRoutes(const LfibTables& tables, const RouteFilter& filter, Format format, tools::Output& out);
+void showRoutes(const LfibTables& tables, const RouteFilter& filter, ShowFormat format, tools::Output& out);
 
 /// All about one route: its row, its via set and its vias with their keys and the versions of their rows.
 /// Raises Failure when there is no such route.
-void showRoute(const LfibTables& tables, const Mpls::RouteKey& key, Format format, tools::Output& out);
+void showRoute(const LfibTables& tables, const Mpls::RouteKey& key, ShowFormat format, tools::Output& out);
 
 /// A line a via set: its key, how many routes use it, its vias, its backup.
-void showViaSets(const LfibTables& tables, Format format, tools::Output& out);
+void showViaSets(const LfibTables& tables, ShowFormat format, tools::Output& out);
 
 /// A line a via, of every kind.
-void showVias(const LfibTables& tables, Format format, tools::Output& out);
+void showVias(const LfibTables& tables, ShowFormat format, tools::Output& out);
 
 /// The key of a route given as "16", "implicit-null" or "24019/24011", the top label first. Raises Failure.
 Mpls::RouteKey routeKeyFromText(std::string_view text);

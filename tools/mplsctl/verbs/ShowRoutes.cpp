@@ -112,10 +112,10 @@ void printRouteInFull(const LfibTables& tables, const Chain& chain, tools::Outpu
 
 } // namespace
 
-void showRoutes(const LfibTables& tables, const RouteFilter& filter, Format format, tools::Output& out) {
-   if (format == Format::text)
+void showRoutes(const LfibTables& tables, const RouteFilter& filter, ShowFormat format, tools::Output& out) {
+   if (format == ShowFormat::text)
       return printRoutes(tables, filter, out);
-   if (format == Format::jsonLines) {
+   if (format == ShowFormat::jsonLines) {
       eachChain(tables, filter, [&](const Chain& chain) {
          tools::Json json(out, 0);
          writeRoute(json, chain);
@@ -132,12 +132,12 @@ void showRoutes(const LfibTables& tables, const RouteFilter& filter, Format form
    json.end();
 }
 
-void showRoute(const LfibTables& tables, const Mpls::RouteKey& key, Format format, tools::Output& out) {
+void showRoute(const LfibTables& tables, const Mpls::RouteKey& key, ShowFormat format, tools::Output& out) {
    Chain chain;
    if (!readChain(tables, key, chain))
       throw Failure(Outcome::failed, "there is no route for label " + labelText(key),
                     "mplsctl show routes lists those that are there");
-   format == Format::text ? printRouteInFull(tables, chain, out) : writeRouteInFull(tables, chain, out);
+   format == ShowFormat::text ? printRouteInFull(tables, chain, out) : writeRouteInFull(tables, chain, out);
 }
 
 } // namespace mplsctl

@@ -46,13 +46,13 @@ void writeViaSet(tools::Json& json, const Mpls::LfibViaSet& viaSet, Vok::U64 use
 
 } // namespace
 
-void showViaSets(const LfibTables& tables, Format format, tools::Output& out) {
+void showViaSets(const LfibTables& tables, ShowFormat format, tools::Output& out) {
    const UseCount uses = countUses(tables);
    const auto usesOf = [&](const Mpls::LfibViaSet& viaSet) {
       const auto found = uses.find(viaSet.key());
       return found == uses.end() ? 0 : found->second;
    };
-   if (format != Format::text) {
+   if (format != ShowFormat::text) {
       tools::Json json(out);
       json.object();
       eachInOrder(tables.viaSet, [&](const Mpls::LfibViaSet& row) { writeViaSet(json, row, usesOf(row)); });
@@ -71,8 +71,8 @@ void showViaSets(const LfibTables& tables, Format format, tools::Output& out) {
    table.print(out);
 }
 
-void showVias(const LfibTables& tables, Format format, tools::Output& out) {
-   if (format != Format::text) {
+void showVias(const LfibTables& tables, ShowFormat format, tools::Output& out) {
+   if (format != ShowFormat::text) {
       tools::Json json(out);
       json.object();
       tables.eachViaTable([&]<class Row>(const Pooltab::TableReader<Row>& viaTable) {

@@ -1,6 +1,6 @@
 #include "tools/common/Json.h"
 #include "tools/mplsctl/Command.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/LfibTables.h"
 
 #include <CLI/CLI.hpp>
@@ -66,7 +66,7 @@ void statsVerb(CLI::App& program, Session& session) {
                                                     "writes them");
    verb->add_flag("--json", *json, "Print one JSON object");
    verb->callback([json, &session] {
-      const auto tables = openTables(folderOf(session.pool));
+      const auto tables = openTables(tools::folderOf(session.pool));
       tools::Output out;
       const auto all = collect(*tables);
       *json ? writeStatistics(all, out) : printStatistics(all, out);

@@ -1,7 +1,7 @@
 #include "tools/common/Json.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/lfib/Audit.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 
 #include <CLI/CLI.hpp>
 
@@ -76,10 +76,10 @@ void verifyVerb(CLI::App& program, Session& session) {
    verb->add_option("--limit", options->limit, "Print at most so many findings");
    verb->add_flag("--json", options->json, "Print one JSON object, with all findings");
    verb->callback([options, &session] {
-      LfibTables tables(folderOf(session.pool));
+      LfibTables tables(tools::folderOf(session.pool));
       // A damaged table is what this verb is for; one that is not there is another matter.
       if (const auto& routes = tables.lfibRoute; routes.mountStatus() != Pooltab::MountStatus::corrupted)
-         requireMounted(*tables.pool.folder(), routes.mountStatus(), routes.mountText());
+         tools::requireMounted(*tables.pool.folder(), routes.mountStatus(), routes.mountText());
       const AuditReport report = audit(tables);
       tools::Output out;
       options->json ? writeReport(report, out) : printReport(report, options->limit, out);

@@ -1,6 +1,6 @@
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/Words.h"
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/Watcher.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
@@ -178,7 +178,7 @@ void watchVerb(CLI::App& program, Session& session) {
       RouteFilter filter;
       if (!options->labels.empty())
          labelRangeFromText(options->labels, filter);
-      const auto tables = openTables(folderOf(session.pool));
+      const auto tables = openTables(tools::folderOf(session.pool));
       if (!tables->pool.hasLog())
          throw Failure(Outcome::corrupt, tables->pool.folder()->where() + ": the change log cannot be read",
                        "stop the writer and load again: it makes the log anew");

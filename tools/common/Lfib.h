@@ -13,7 +13,7 @@ class LfibStatus;
 
 /// Opening the published LFIB, with errors that say what to do.
 
-namespace mplsctl {
+namespace tools {
 
 /// The tables of an LFIB, mounted in this process as reader or as writer for as long as the object lives.
 class Lfib {
@@ -41,4 +41,4 @@ std::shared_ptr<Pooltab::Folder> folderOf(const std::string& pool);
 /// Raises Failure unless the status is `mounted`; `why` is the table's own word on it.
 void requireMounted(const Pooltab::Folder& folder, Pooltab::MountStatus status, const std::string& why);
 
-} // namespace mplsctl
+} // namespace tools

@@ -1,11 +1,11 @@
-#include "tools/mplsctl/lfib/Lfib.h"
+#include "tools/common/Lfib.h"
 
-#include "tools/mplsctl/Command.h"
+#include "tools/common/Failure.h"
 
 #include "Mpls/MplsLfib.h"
 #include "Pooltab/VokPooltab.h"
 
-namespace mplsctl {
+namespace tools {
 
 namespace {
 
@@ -58,7 +58,7 @@ void requireMounted(const Pooltab::Folder& folder, Pooltab::MountStatus status, 
    case Pooltab::MountStatus::versionMismatch:
    case Pooltab::MountStatus::fingerprintMismatch:
       throw Failure(Outcome::versionMismatch, why,
-                    "use the mplsctl of the program that writes these tables, or load them anew");
+                    "use the programs of the build that writes these tables, or load them anew");
    case Pooltab::MountStatus::permissionDenied:
       throw Failure(Outcome::unreachable, why, "read as the tables' owner or as one of its group");
    case Pooltab::MountStatus::corrupted:
@@ -96,4 +96,4 @@ std::unique_ptr<Lfib> openWriter(const std::string& pool) {
    }
 }
 
-} // namespace mplsctl
+} // namespace tools

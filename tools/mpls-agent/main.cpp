@@ -1,0 +1,79 @@
+#include "tools/mpls-agent/Agent.h"
+
+#include "Vok/Errors.h"
+#include "Vok/Trace.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cstdio>
+
+namespace {
+
+using agent::Failure;
+using agent::Outcome;
+
+constexpr agent::Verb verbs[] = {agent::routesVerb};
+
+constexpr auto footer =
+    R"(An agent waits for the database server and for what it has to mount, says "ready" on standard output once
+it has converged, and serves until SIGTERM or SIGINT. It may be stopped and started at any time: what it
+owns stays in the server, and the next one goes on from it. A second one of a kind stands by.
+
+Exit status: 0 ended by a signal, 1 failed, 2 wrong usage, 3 unreachable, 4 corrupt, 5 version mismatch.)";
+
+/// "UNIT=LEVEL" says: levels 0 to LEVEL of the unit.
+void traceIs(const std::vector<std::string>& wishes) {
+   std::string setting = "*/0";
+   for (const std::string& wish : wishes) {
+      const std::size_t equals = wish.find('=');
+      if (equals == std::string::npos)
+         throw Failure(Outcome::usage, "'" + wish + "' does not say which unit to trace at which level",
+                       "write UNIT=LEVEL, as in --trace 'Lfib*=3'");
+      setting += "," + wish.substr(0, equals) + "/0-" + wish.substr(equals + 1);
+   }
+   try {
+      Vok::traceSettingIs(setting + " > stderr");
+   } catch (const Vok::Error& error) {
+      throw Failure(Outcome::usage, error.what(), "write UNIT=LEVEL, with a level from 0 to 9");
+   }
+}
+
+int report(const Failure& failure) {
+   std::fprintf(stderr, "mpls-agent: %s\n", failure.what());
+   if (!failure.next().empty())
+      std::fprintf(stderr, "mpls-agent: %s\n", failure.next().c_str());
+   return static_cast<int>(failure.outcome());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+   std::signal(SIGPIPE, SIG_IGN);
+   agent::Options options;
+   std::vector<std::string> traces;
+   CLI::App program("The agents of MPLS: each verb is a process.", "mpls-agent");
+   program.footer(footer);
+   tools::declareSocket(program, options.socket);
+   program.add_option("--trace", traces, "UNIT=LEVEL: trace on standard error (may be given several times)")
+       ->allow_extra_args(false);
+   program.fallthrough();
+   program.require_subcommand(1);
+   program.parse_complete_callback([&] { traceIs(traces); });
+   for (const agent::Verb verb : verbs)
+      verb(program, options);
+   try {
+      program.parse(argc, argv);
+   } catch (const CLI::ParseError& error) {
+      return program.exit(error) == 0 ? 0 : static_cast<int>(Outcome::usage);
+   } catch (const agent::Stopped&) {
+      return 0;
+   } catch (const Failure& failure) {
+      return report(failure);
+   } catch (const Vok::CorruptionDetectedError& error) {
+      return report(Failure(Outcome::corrupt, error.what(), "'mplsctl verify' lists what is damaged"));
+   } catch (const std::exception& error) {
+      return report(Failure(Outcome::failed, error.what()));
+   }
+   return 0;
+}
