@@ -73,7 +73,10 @@ Database::Database(Vok::Activity& activity, std::string socket, std::string prog
    manager_->linkIs(std::move(client));
 }
 
-Database::~Database() = default;
+/// Mounts may be under way whose callbacks keep machines alive, and those the manager.
+Database::~Database() {
+   manager_->waitingDelAll();
+}
 
 bool Database::turnUntil(const std::function<bool()>& done, double seconds) {
    bool late = false;
