@@ -23,7 +23,7 @@ class Client final : public Link, private ConnectionUser {
 
    bool isConnected() const { return welcomed_; }
    /// Frames of what is owned that the server has not acknowledged on this connection: with none, all that
-   /// was sent is as safe as the server keeps it.
+   /// was sent is as safe as the server keeps it. EntityManager::hasUnsent() tells of what was not sent.
    Vok::U64 unacknowledged() const { return unacknowledged_; }
 
    void mount(const MountRequest& request) override;

@@ -39,6 +39,10 @@ void EntityManager::flush() {
    mounts_->flush();
 }
 
+bool EntityManager::hasUnsent() const {
+   return mounts_->hasUnsent();
+}
+
 void EntityManager::waitingDelAll() {
    const Vok::Ptr<EntityManager> keepAlive(this);
    mounts_->waitingDelAll();

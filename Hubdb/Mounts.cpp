@@ -4,6 +4,8 @@
 
 #include "Vok/Trace.h"
 
+#include <algorithm>
+
 namespace Hubdb {
 
 namespace {
@@ -213,6 +215,13 @@ void EntityManager::Mounts::sendLater(MountId id) {
    if (changed_.empty())
       manager_.activity().post([] {}); // so that there is a turn, whoever changes it and when
    changed_.insert(id);
+}
+
+bool EntityManager::Mounts::hasUnsent() const {
+   return std::ranges::any_of(mounts_, [this](const auto& entry) {
+      const Mount& mount = *entry.second;
+      return mount.outgoing && (!mount.accepted || changed_.contains(mount.id));
+   });
 }
 
 void EntityManager::Mounts::turnEnds() {

@@ -135,7 +135,7 @@ struct Program {
    bool safe() {
       return turnUntil(manager->activity(), [this] {
          manager->flush();
-         return client->isConnected() && client->unacknowledged() == 0 && client->writable();
+         return client->isConnected() && !manager->hasUnsent() && client->unacknowledged() == 0;
       });
    }
 };

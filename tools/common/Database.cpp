@@ -147,7 +147,7 @@ void Database::settle(double seconds) {
          throw Failure(Outcome::unreachable, "the database server went while it was told of changes",
                        "look whether they arrived, and try again");
       manager_->flush();
-      return client_->unacknowledged() == 0;
+      return !manager_->hasUnsent() && client_->unacknowledged() == 0;
    };
    if (!turnUntil(settled, seconds))
       throw Failure(Outcome::unreachable, "the database server does not acknowledge the changes",
