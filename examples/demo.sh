@@ -189,7 +189,7 @@ serve() {
 
 # Waits in a reader of the tables until a label has a route, or has none any more.
 awaitRoute() {
-   local label=$1 wanted=$2 line there=no caughtUp=no reading
+   local label=$1 wanted=$2 line route='has no route' there=no caughtUp=no reading
    exec {reading}< <(exec mplsctl watch --label "$label" 2>&1)
    helpers+=($!)
    until [[ $caughtUp == yes && $there == "$wanted" ]]; do
@@ -199,10 +199,11 @@ awaitRoute() {
          '# state'*) there=no ;;
          '#'*) ;;
          *removed*) there=no ;;
-         *) there=yes ;;
+         *) there=yes route="leads to ${line##*  }" ;;
       esac
    done
-   printf '   a reader of the tables: label %s %s\n' "$label" "$([[ $wanted == yes ]] && echo "$line" || echo 'has no route')"
+   [[ $there == yes ]] || route='has no route'
+   printf '   a reader of the tables: label %s %s\n' "$label" "$route"
 }
 
 export POOLTAB_DIR=$work/configured XDG_RUNTIME_DIR=$work
