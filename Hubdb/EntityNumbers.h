@@ -24,6 +24,7 @@ class EntityNumbers {
       Vok::U16 plan = 0;
       Vok::AttrId attr = 0; ///< the parent's
       bool kept = false;    ///< for Incoming: it was there before the snapshot
+      bool settled = false; ///< and has nothing of its own that the snapshot did not mention
    };
 
    /// Null when the number is free.
@@ -31,6 +32,7 @@ class EntityNumbers {
       return number < slots_.size() && slots_[number].entity ? &slots_[number] : nullptr;
    }
    Slot& operator[](EntityNumber number) { return slots_[number]; }
+   const Slot& operator[](EntityNumber number) const { return slots_[number]; }
    /// Every number in use is less.
    EntityNumber limit() const { return static_cast<EntityNumber>(slots_.size()); }
    std::size_t size() const { return used_; }

@@ -27,6 +27,8 @@ class EntityPlan {
       std::optional<Vok::AnyValue> key;     ///< scratch; none without keys
       std::optional<Vok::AnyValue> value;   ///< scratch; none where the values are entities
       std::optional<Vok::AnyValue> initial; ///< the default of a scalar, if its text can be read
+
+      bool isBelow() const { return below != nothingBelow; }
    };
 
    explicit EntityPlan(const Vok::EntityType& type);

@@ -1,7 +1,5 @@
 #include "Hubdb/Incoming.h"
 
-#include <algorithm>
-
 namespace Hubdb {
 
 using Vok::AttributeKind;
@@ -17,27 +15,10 @@ std::string text(std::uint64_t number) {
    throw Vok::LogError(why);
 }
 
-bool isBelow(const EntityPlan::Attribute& attribute) {
-   return attribute.below != EntityPlan::nothingBelow;
-}
-
 } // namespace
 
 Incoming::Incoming(Vok::Ptr<Vok::Entity> root, Plans& plans, References& references)
     : root_(std::move(root)), plans_(plans), references_(references) {}
-
-void Incoming::snapshotBegin() {
-   numbers_.clear();
-   mentioned_.clear();
-   missing_.clear();
-   referring_.clear();
-   inSnapshot_ = true;
-   const Vok::U16 plan = plans_.numberOf(root_->vokEntityType());
-   numbers_.add(rootNumber, root_.get(), plan, EntityNumbers::none, 0).kept = !fresh_;
-   if (plans_[plan].refers())
-      referring_.push_back(rootNumber);
-   fresh_ = false;
-}
 
 void Incoming::apply(Bytes batch) {
    RecordReader records(batch);
@@ -103,7 +84,7 @@ const void* Incoming::unpackKey(EntityPlan::Attribute& attribute, Bytes key) {
 void Incoming::applyMember(const Record& record) {
    const Slot parent = slotOf(record.parent);
    EntityPlan::Attribute& attribute = attributeOf(parent, record.attr);
-   if (!isBelow(attribute))
+   if (!attribute.isBelow())
       refuse("no entities stand in '" + Vok::String(attribute.declared->name) + "'");
    if (numbers_.find(record.entity) || record.entity >= maxEntities)
       refuse("the number " + text(record.entity) + " is " +
@@ -113,15 +94,10 @@ void Incoming::applyMember(const Record& record) {
    const void* key = attribute.declared->keyType ? parameters.front() : nullptr;
    const Vok::AttributeAccess& access = attribute.declared->access;
 
-   keyLog_.clear();
-   if (key)
-      attribute.declared->keyType->writeLog(key, keyLog_);
    Vok::Entity* entity = access.entity(*parent.entity, key);
-   const bool known =
-       entity && (!parent.kept || mentioned_.has(record.parent, record.attr, keyLog_.buffer()));
-   if (known)
+   const bool watched = inSnapshot_ && parent.kept;
+   if (entity && (!watched || numberedAs(*entity) != EntityNumbers::none))
       refuse("it is there already under another number");
-   mention(parent, record.parent, record.attr, keyLog_.buffer());
    if (entity && !plan.madeFromThem(*entity)) {
       eraseBelow(*parent.entity, *attribute.declared, key);
       entity = nullptr;
@@ -130,6 +106,8 @@ void Incoming::applyMember(const Record& record) {
    if (!entity)
       entity = access.create(*parent.entity, parameters);
    numbers_.add(record.entity, entity, attribute.below, record.parent, record.attr).kept = kept;
+   if (watched)
+      numberedIs(record.entity);
    if (plan.refers())
       referring_.push_back(record.entity);
 }
@@ -145,13 +123,17 @@ void Incoming::applyGone(const Record& record) {
    if (record.entity == rootNumber)
       refuse("the root does not go in a record");
    const Slot slot = slotOf(record.entity);
+   runEnds(); // another entity may get the number
    const Slot& parent = numbers_[slot.parent];
    const EntityPlan::Attribute& attribute = plans_[parent.plan].attributes()[slot.attr];
    Vok::Entity& owner = *parent.entity;
    const void* key = attribute.declared->keyType ? plans_[slot.plan].keyOf(*slot.entity) : nullptr;
    numbers_.remove(record.entity, [&](EntityNumber number) {
+      const Slot& going = numbers_[number];
+      if (inSnapshot_ && numbers_[going.parent].kept)
+         numberedDel(number);
       if (number != record.entity)
-         references_.goes(*numbers_[number].entity);
+         references_.goes(*going.entity);
    });
    eraseBelow(owner, *attribute.declared, key);
 }
@@ -174,7 +156,7 @@ void Incoming::applySet(const Record& record) {
 void Incoming::applyPut(const Record& record) {
    const Slot& slot = slotOf(record.entity);
    EntityPlan::Attribute& attribute = attributeOf(slot, record.attr);
-   if (!attribute.declared->keyType || isBelow(attribute))
+   if (!attribute.declared->keyType || attribute.isBelow())
       refuse("'" + Vok::String(attribute.declared->name) + "' has no entries");
    const void* key = unpackKey(attribute, record.key);
    const Vok::AttributeAccess& access = attribute.declared->access;
@@ -196,61 +178,13 @@ void Incoming::applyPut(const Record& record) {
 void Incoming::applyErase(const Record& record) {
    const Slot& slot = slotOf(record.entity);
    EntityPlan::Attribute& attribute = attributeOf(slot, record.attr);
-   if (!attribute.declared->keyType || isBelow(attribute))
+   if (!attribute.declared->keyType || attribute.isBelow())
       refuse("'" + Vok::String(attribute.declared->name) + "' has no entries");
    const void* key = unpackKey(attribute, record.key);
    forgetMissing(record.entity, record.attr, record.key);
+   if (record.entity == runOf_)
+      runEnds(); // what it mentioned is more than what there is from here on
    attribute.declared->access.erase(*slot.entity, key);
-}
-
-void Incoming::mention(const Slot& slot, EntityNumber number, AttrId attr, Bytes key) {
-   if (inSnapshot_ && slot.kept)
-      mentioned_.mark(number, attr, key);
-}
-
-void Incoming::snapshotEnd() {
-   for (EntityNumber number = 0; number < numbers_.limit(); ++number)
-      if (const Slot* slot = numbers_.find(number); slot && slot->kept)
-         removeUnmentioned(number);
-   forgetUnmentionedMissing();
-   mentioned_.clear();
-   inSnapshot_ = false;
-}
-
-void Incoming::removeUnmentioned(EntityNumber number) {
-   const Slot slot = numbers_[number];
-   for (EntityPlan::Attribute& attribute : plans_[slot.plan].attributes()) {
-      const Vok::Attribute& declared = *attribute.declared;
-      if (!attribute.travels)
-         continue;
-      if (declared.keyType) {
-         removeUnmentionedEntries(number, attribute);
-         continue;
-      }
-      if (mentioned_.has(number, declared.id, {}))
-         continue;
-      if (declared.kind == AttributeKind::pointer)
-         declared.access.refer(*slot.entity, nullptr, nullptr);
-      else if (declared.kind == AttributeKind::child)
-         eraseBelow(*slot.entity, declared, nullptr);
-      else if (attribute.initial)
-         declared.access.set(*slot.entity, attribute.initial->data());
-   }
-}
-
-void Incoming::removeUnmentionedEntries(EntityNumber number, EntityPlan::Attribute& attribute) {
-   const Vok::Attribute& declared = *attribute.declared;
-   Vok::Entity& entity = *numbers_[number].entity;
-   declared.access.walk(entity, [&](const void* key, const void*) {
-      keyLog_.clear();
-      declared.keyType->writeLog(key, keyLog_);
-      if (mentioned_.has(number, declared.id, keyLog_.buffer()))
-         return;
-      if (isBelow(attribute))
-         eraseBelow(entity, declared, key);
-      else
-         declared.access.erase(entity, key);
-   });
 }
 
 } // namespace Hubdb

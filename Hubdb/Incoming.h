@@ -3,6 +3,7 @@
 
 #include "Hubdb/DirtyMarks.h"
 #include "Hubdb/EntityNumbers.h"
+#include "Hubdb/RecordIndex.h"
 #include "Hubdb/References.h"
 
 #include <string>
@@ -62,7 +63,16 @@ class Incoming {
 
    /// An entity of before the snapshot has this in the snapshot.
    void mention(const Slot& slot, EntityNumber number, Vok::AttrId attr, Bytes key);
+   /// The run of records about one entity is over.
+   void runEnds();
+   bool runMentionsAll(const Slot& slot);
+   /// The entities with numbers below kept ones, by address; numberedAs() is none for any other.
+   void numberedIs(EntityNumber number);
+   void numberedDel(EntityNumber number);
+   EntityNumber numberedAs(const Vok::Entity& entity) const;
+   bool allNumbered(EntityNumber parent, const EntityPlan::Attribute& attribute) const;
    void removeUnmentioned(EntityNumber number);
+   void removeUnmentionedBelow(EntityNumber number, const EntityPlan::Attribute& attribute);
    void removeUnmentionedEntries(EntityNumber number, EntityPlan::Attribute& attribute);
 
    void refer(EntityNumber number, EntityPlan::Attribute& attribute, Bytes key, Bytes address);
@@ -80,8 +90,15 @@ class Incoming {
    References& references_;
    EntityNumbers numbers_;
    bool inSnapshot_ = false;
-   bool fresh_ = true;    ///< nothing has been applied yet
-   DirtyMarks mentioned_; ///< by the snapshot, of entities that were there before it
+   bool fresh_ = true; ///< nothing has been applied yet
+   /// Mentioned by the snapshot, of entities that were there before it: what stands below them, and values
+   /// and entries. Those of the entity at hand are in `run_`. They are dropped when its records have
+   /// mentioned all that it has, which is nearly always so, and kept in `mentioned_` if not.
+   RecordIndex numbered_;
+   DirtyMarks mentioned_;
+   DirtyMarks run_;
+   EntityNumber runOf_ = EntityNumbers::none;
+   std::vector<std::size_t> runCounts_; ///< by attribute
    /// Addresses at which nothing stands yet, by number, attribute and key of what is to point there.
    std::unordered_map<std::string, std::string> missing_;
    std::vector<EntityNumber> referring_; ///< entities with pointers or references; some may be gone

@@ -34,15 +34,16 @@ U32 placeHash(EntityNumber parent, AttrId attr, Bytes key) {
 /// Told of the changes of one entity, which it keeps alive until its going has been written.
 class Outgoing::Watcher final : public Vok::Notifiee {
   public:
-   Watcher(const Vok::Entity& entity, Outgoing& outgoing, EntityNumber number)
-       : Notifiee(Vok::Ptr<const Vok::Entity>(&entity)), outgoing_(outgoing), number_(number) {}
-   void vokOnChange(AttrId attr, const void* key) override { outgoing_.onChange(number_, attr, key); }
+   Watcher(const Vok::Entity& entity, Outgoing& outgoing, EntityNumber number, Vok::U16 plan)
+       : Notifiee(Vok::Ptr<const Vok::Entity>(&entity)), outgoing_(outgoing), number_(number), plan_(plan) {}
+   void vokOnChange(AttrId attr, const void* key) override { outgoing_.onChange(number_, plan_, attr, key); }
 
    U32 hash = 0; ///< of its place below its parent
 
   private:
    Outgoing& outgoing_;
    const EntityNumber number_;
+   const Vok::U16 plan_;
 };
 
 Outgoing::Outgoing(Vok::Ptr<Vok::Entity> root, Plans& plans, const References& references,
@@ -72,7 +73,8 @@ Outgoing::~Outgoing() = default;
 void Outgoing::watch(EntityNumber number) {
    if (number >= watchers_.size())
       watchers_.resize(number + 1);
-   watchers_[number] = std::make_unique<Watcher>(*numbers_[number].entity, *this, number);
+   watchers_[number] =
+       std::make_unique<Watcher>(*numbers_[number].entity, *this, number, numbers_[number].plan);
    if (number != rootNumber)
       indexIs(number);
 }
@@ -84,8 +86,8 @@ Bytes Outgoing::packKey(const Vok::Type* type, const void* key) {
    return keyLog_.buffer();
 }
 
-void Outgoing::onChange(EntityNumber number, AttrId attr, const void* key) {
-   const EntityPlan::Attribute& attribute = plans_[numbers_[number].plan].attributes()[attr];
+void Outgoing::onChange(EntityNumber number, Vok::U16 plan, AttrId attr, const void* key) {
+   const EntityPlan::Attribute& attribute = plans_[plan].attributes()[attr];
    if (!attribute.travels)
       return;
    const Bytes packed = packKey(attribute.declared->keyType, key);

@@ -44,7 +44,7 @@ class Outgoing {
    class Watcher;
 
    void watch(EntityNumber number);
-   void onChange(EntityNumber number, Vok::AttrId attr, const void* key);
+   void onChange(EntityNumber number, Vok::U16 plan, Vok::AttrId attr, const void* key);
    void writeMark(const DirtyMarks::Mark& mark, RecordWriter& writer);
    void writeMember(EntityNumber parent, EntityPlan::Attribute& attribute, Bytes key, RecordWriter& writer);
    void writeReference(EntityNumber number, const EntityPlan::Attribute& attribute, Bytes key,

@@ -16,39 +16,27 @@ bool RecordReader::next(Record& record) {
    if (at_ == batch_.size())
       return false;
    record = {};
-   record.op = static_cast<RecordOp>(number(1));
+   record.op = static_cast<RecordOp>(number<U8>());
    if (record.op < RecordOp::member || record.op > RecordOp::erase)
       throw Vok::LogError("record at byte " + std::to_string(start_) + ": no operation has the number " +
                           std::to_string(static_cast<U8>(record.op)));
-   record.entity = static_cast<EntityNumber>(number(sizeof(EntityNumber)));
+   record.entity = number<EntityNumber>();
    if (record.op == RecordOp::member)
-      record.parent = static_cast<EntityNumber>(number(sizeof(EntityNumber)));
+      record.parent = number<EntityNumber>();
    if (record.op != RecordOp::gone)
-      record.attr = static_cast<Vok::AttrId>(number(sizeof(Vok::AttrId)));
+      record.attr = number<Vok::AttrId>();
    if (record.op == RecordOp::member || record.op == RecordOp::put || record.op == RecordOp::erase)
-      record.key = take(number(sizeof(U16)));
+      record.key = take(number<U16>());
    if (record.op == RecordOp::set || record.op == RecordOp::put)
-      record.value = take(number(sizeof(U32)));
+      record.value = take(number<U32>());
    record.whole = batch_.subspan(start_, at_ - start_);
    return true;
 }
 
-Bytes RecordReader::take(std::size_t size) {
-   const std::size_t left = batch_.size() - at_;
-   if (size > left)
-      throw Vok::LogError("record at byte " + std::to_string(start_) +
-                          " is cut short: " + std::to_string(size) + " bytes wanted at byte " +
-                          std::to_string(at_) + ", " + std::to_string(left) + " left");
-   const Bytes taken = batch_.subspan(at_, size);
-   at_ += size;
-   return taken;
-}
-
-U64 RecordReader::number(std::size_t size) {
-   U64 value = 0;
-   for (const U8 byte : take(size))
-      value = value << 8 | byte;
-   return value;
+void RecordReader::raiseCutShort(std::size_t size) const {
+   throw Vok::LogError("record at byte " + std::to_string(start_) + " is cut short: " + std::to_string(size) +
+                       " bytes wanted at byte " + std::to_string(at_) + ", " +
+                       std::to_string(batch_.size() - at_) + " left");
 }
 
 void RecordWriter::member(EntityNumber entity, EntityNumber parent, Vok::AttrId attr, Bytes key) {

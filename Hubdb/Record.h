@@ -49,8 +49,21 @@ class RecordReader {
    std::size_t offset() const { return start_; }
 
   private:
-   Bytes take(std::size_t size);
-   Vok::U64 number(std::size_t size);
+   Bytes take(std::size_t size) {
+      if (size > batch_.size() - at_)
+         raiseCutShort(size);
+      const Bytes taken(batch_.data() + at_, size);
+      at_ += size;
+      return taken;
+   }
+   template <class Number>
+   Number number() {
+      Number value = 0;
+      for (const Vok::U8 byte : take(sizeof(Number)))
+         value = static_cast<Number>(value << 8 | byte);
+      return value;
+   }
+   [[noreturn]] void raiseCutShort(std::size_t size) const;
 
    Bytes batch_;
    std::size_t start_ = 0;

@@ -64,9 +64,9 @@ double ourStream(const std::vector<U32>& labels) {
    const auto& table = *tables.lfib().lfibRouteTable().tableWriter();
    const auto prefetch = [&](U64 from) {
       for (U64 change = from; change < from + ahead; ++change)
-         table.prefetchIndex(routes[(change + ahead) % routes.size()].key());
+         table.prefetchIndex(table.spot(routes[(change + ahead) % routes.size()].key()));
       for (U64 change = from; change < from + ahead; ++change)
-         table.prefetchRow(routes[change % routes.size()].key());
+         table.prefetchRow(table.spot(routes[change % routes.size()].key()));
    };
    const double start = nowNs();
    for (U64 change = 0; change < streamChanges; ++change) {

@@ -1,10 +1,9 @@
-#include "bench/SharedPage.h"
+#include "bench/Arrivals.h"
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
 #include <functional>
 #include <poll.h>
-#include <unistd.h>
 
 /// One change to a sleeping reader: from before the writer's mutator to the reader having the row. Beside it
 /// the bare wake-up: the same doorbell rung and heard, with nothing written and nothing read.
@@ -13,30 +12,10 @@ namespace Bench {
 
 namespace {
 
-constexpr int changes = 1000;
-
-struct Watch {
-   std::atomic<int> heard = -1; ///< the last change that the reader has seen
-   std::atomic<double> sent = 0;
-};
-
 void sleepOn(int descriptor) {
    pollfd waiting{descriptor, POLLIN, 0};
    poll(&waiting, 1, -1);
 }
-
-/// Notes how long each change took to arrive.
-struct Arrivals {
-   Watch* watch;
-   std::vector<double> microseconds;
-   void arrived() {
-      const double now = nowNs();
-      if (const int heard = watch->heard; heard >= 0)
-         microseconds.push_back((now - watch->sent) / 1000);
-      watch->heard = watch->heard + 1;
-   }
-   bool isComplete() const { return microseconds.size() == changes; }
-};
 
 /// Reads the route that changed.
 class RouteWatcher : public Mpls::LfibStatus::Notifiee {
@@ -54,12 +33,12 @@ class RouteWatcher : public Mpls::LfibStatus::Notifiee {
    Mpls::LfibRoute route_;
 };
 
-std::vector<double> readTables(const VokPooltab::MountInfo& where, Watch& watch) {
+std::vector<double> readTables(const VokPooltab::MountInfo& where, WakeWatch& watch) {
    TablesView view(where);
-   Arrivals arrivals{&watch, {}};
+   Arrivals arrivals(watch);
    RouteWatcher watcher(view, arrivals);
    view.mount().deliver(~std::size_t{0});
-   for (watch.heard = 0; !arrivals.isComplete();) {
+   for (arrivals.start(); !arrivals.isComplete();) {
       sleepOn(view.mount().descriptor());
       view.mount().drain();
       view.mount().deliver(~std::size_t{0});
@@ -67,30 +46,15 @@ std::vector<double> readTables(const VokPooltab::MountInfo& where, Watch& watch)
    return arrivals.microseconds;
 }
 
-std::vector<double> hearBell(Pooltab::Folder& folder, Watch& watch) {
+std::vector<double> hearBell(Pooltab::Folder& folder, WakeWatch& watch) {
    const auto listener = folder.listen();
-   Arrivals arrivals{&watch, {}};
-   for (watch.heard = 0; !arrivals.isComplete();) {
+   Arrivals arrivals(watch);
+   for (arrivals.start(); !arrivals.isComplete();) {
       sleepOn(listener->descriptor());
       listener->drain();
       arrivals.arrived();
    }
    return arrivals.microseconds;
-}
-
-/// Makes one change after another, each when the reader has had time to fall asleep again. What prepare()
-/// gives for a number, change() is handed on the clock.
-template <class Prepare, class Change>
-void pace(Watch& watch, Prepare&& prepare, Change&& change) {
-   constexpr useconds_t asleep = 400;
-   for (int number = 0; number < changes; ++number) {
-      while (watch.heard < number)
-         usleep(50);
-      usleep(asleep);
-      const auto prepared = prepare(number);
-      watch.sent = nowNs();
-      change(prepared);
-   }
 }
 
 void add(Report& report, U64 size, const char* who, const std::vector<double>& microseconds) {
@@ -103,7 +67,7 @@ void add(Report& report, U64 size, const char* who, const std::vector<double>& m
 void runWake(const Options&, U64 size, Report& report) {
    {
       Tables tables(size);
-      SharedPage<Watch> watch;
+      SharedPage<WakeWatch> watch;
       Child reader([&] { return readTables(tables.where(), *watch.get()); });
       pace(
           *watch.get(),
@@ -117,7 +81,7 @@ void runWake(const Options&, U64 size, Report& report) {
    const ScratchDirectory scratch;
    const auto folder = Pooltab::sharedFolder("bell", scratch.path());
    const auto lock = folder->lock();
-   SharedPage<Watch> watch;
+   SharedPage<WakeWatch> watch;
    Child reader([&] { return hearBell(*folder, *watch.get()); });
    pace(*watch.get(), std::identity(), [&](int) { folder->ring(); });
    add(report, size, "bare", reader.result());

@@ -37,6 +37,14 @@ void runTracking(const Options& options, std::uint64_t size, Report& report);
 void runEntity(const Options& options, std::uint64_t size, Report& report);
 /// LDP bindings from the tables of one process into the entities of another.
 void runLdp(const Options& options, std::uint64_t size, Report& report);
+/// The central database across processes.
+void runHubdb(const Options& options, std::uint64_t size, Report& report);
+/// The whole state of a root told to a reader, and told again.
+void runReconcile(const Options& options, std::uint64_t size, Report& report);
+/// Sources of configuration merged.
+void runMerge(const Options& options, std::uint64_t size, Report& report);
+/// Blocks of labels, and single numbers.
+void runLabels(const Options& options, std::uint64_t size, Report& report);
 /// The command-line tool.
 void runTool(const Options& options, std::uint64_t size, Report& report);
 

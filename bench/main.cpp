@@ -13,9 +13,11 @@ struct Group {
 };
 
 constexpr Group groups[] = {
-    {"tables", Bench::runTables}, {"busy", Bench::runBusy},       {"stream", Bench::runStream},
-    {"wake", Bench::runWake},     {"readers", Bench::runReaders}, {"tracking", Bench::runTracking},
-    {"entity", Bench::runEntity}, {"ldp", Bench::runLdp},         {"tool", Bench::runTool},
+    {"tables", Bench::runTables},       {"busy", Bench::runBusy},       {"stream", Bench::runStream},
+    {"wake", Bench::runWake},           {"readers", Bench::runReaders}, {"tracking", Bench::runTracking},
+    {"entity", Bench::runEntity},       {"ldp", Bench::runLdp},         {"hubdb", Bench::runHubdb},
+    {"reconcile", Bench::runReconcile}, {"merge", Bench::runMerge},     {"labels", Bench::runLabels},
+    {"tool", Bench::runTool},
 };
 
 void run(const Bench::Options& options, Bench::Report& report) {

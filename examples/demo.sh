@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# usage: examples/demo.sh FOLDER-OF-MPLSCTL
+# usage: examples/demo.sh FOLDER-OF-PROGRAMS
 #
 # One process after another writes label routes to shared memory while others read them, watch them and
-# check them. Ends with a status other than 0 as soon as anything is not as it should be. The tables stand
+# check them. Then several sources configure routes through the central database. Ends with a status other than 0 as soon as anything is not as it should be. The tables stand
 # in a directory of their own, which is removed at the end.
 set -euo pipefail
-(($# == 1)) && [[ -x $1/mplsctl ]] || { echo "usage: demo.sh FOLDER-OF-MPLSCTL" >&2; exit 2; }
+(($# == 1)) && [[ -x $1/mplsctl ]] || { echo "usage: demo.sh FOLDER-OF-PROGRAMS" >&2; exit 2; }
 PATH=$(cd "$1" && pwd):$PATH
 cd "$(dirname "${BASH_SOURCE[0]}")/tables"
 
@@ -175,4 +175,72 @@ catchUp quietly
 
 step "The size of it all"
 expect 0 stats
+
+# --- the other way in: configuration of many sources, through the central database -----------------------
+
+# Starts a program that serves, and waits for its word that it is ready.
+serve() {
+   local ready word=
+   exec {ready}< <(exec "$@")
+   served=$!
+   helpers+=("$served")
+   read -r -t 60 -u "$ready" word && [[ $word == ready ]] || fail "'$*' did not get ready"
+}
+
+# Waits in a reader of the tables until a label has a route, or has none any more.
+awaitRoute() {
+   local label=$1 wanted=$2 line route='has no route' there=no caughtUp=no reading
+   exec {reading}< <(exec mplsctl watch --label "$label" 2>&1)
+   helpers+=($!)
+   until [[ $caughtUp == yes && $there == "$wanted" ]]; do
+      read -r -t 60 -u "$reading" line || fail "the reader of label $label fell silent"
+      case $line in
+         '# caught up'*) caughtUp=yes ;;
+         '# state'*) there=no ;;
+         '#'*) ;;
+         *removed*) there=no ;;
+         *) there=yes route="leads to ${line##*  }" ;;
+      esac
+   done
+   [[ $there == yes ]] || route='has no route'
+   printf '   a reader of the tables: label %s %s\n' "$label" "$route"
+}
+
+export POOLTAB_DIR=$work/configured XDG_RUNTIME_DIR=$work
+mkdir "$POOLTAB_DIR"
+socket=(--socket "$work/hubdb.sock")
+config() { local verb=$1; shift; printf '$ mplsctl %s %s\n' "$verb" "$*"; mplsctl "${socket[@]}" "$verb" "$@"; }
+
+step "A server holds the central database, an agent merges what sources configure and writes the LFIB"
+serve hubdbd "${socket[@]}" --state "$work/state"
+server=$served
+serve mpls-agent "${socket[@]}" routes
+config source bgp route add 300 as 17 via inet 198.51.100.1 dev east0
+awaitRoute 300 yes
+step "Another source wants the same label: the route is withheld, and both are told why"
+config source cli route add 300 as 18 via inet 198.51.100.9 dev west0
+awaitRoute 300 no
+config show conflicts
+step "One of them gives way, as the page says: the other's route appears"
+config source bgp route del 300 metric 100
+awaitRoute 300 yes
+config show merged
+
+step "A session: configuration edited apart, and what it would do down to the tables"
+config config session start night
+config source cli route replace 300 as 19 via inet 198.51.100.9 dev west0 --session night
+config source cli vrf-label add 301 red --session night
+config config session diff night
+[[ $(mplsctl show routes --jsonl | wc -l) == 1 ]] || fail "a session changed the tables before it was committed"
+config config session commit night
+awaitRoute 301 yes
+
+step "The server is killed and comes back with its state; the agent goes on"
+kill -KILL "$server"
+wait "$server" 2>/dev/null || true
+serve hubdbd "${socket[@]}" --state "$work/state"
+config source bgp route add 302 as 20 via inet 198.51.100.1 dev east0
+awaitRoute 302 yes
+expect 0 show routes
+expect 0 verify | sed -n '1p;$p'
 printf '\nAll as it should be.\n'

@@ -240,6 +240,56 @@ TEST(RecordTest, aReconnectionKeepsTheEntitiesAndTellsOnlyDifferences) {
    }
 }
 
+template <class... Values>
+std::vector<Vok::U8> logOf(const Values&... values) {
+   Vok::NboAttrLog::Writer log;
+   (Vok::typeOf<Values>().writeLog(&values, log), ...);
+   return log.buffer();
+}
+
+/// What a snapshot leaves of a branch with the notes a and b, in whatever order its records stand.
+TEST(RecordTest, aSnapshotRemovesJustWhatItDoesNotMention) {
+   using Writer = Hubdb::RecordWriter;
+   const auto branch = [](Writer& w) { w.member(1, 0, Tree::branchAttr, logOf(Place(7, "hall"), Vok::U32(2))); };
+   const auto note = [](Writer& w, const char* name) {
+      w.put(1, Branch::noteAttr, logOf(Vok::Name(name)), logOf(Vok::String("note")));
+   };
+   const auto root = [](Writer& w) { w.set(0, Tree::onAttr, logOf(false)); };
+   struct Case {
+      std::function<void(Writer&)> write;
+      std::string_view left;
+   };
+   const Case cases[] = {
+       {[&](auto& w) { branch(w), note(w, "b"), note(w, "a"); }, "ab"},
+       {[&](auto& w) { branch(w), note(w, "a"), root(w), note(w, "b"); }, "ab"},
+       {[&](auto& w) { branch(w), note(w, "b"), note(w, "b"), root(w); }, "b"},
+       {[&](auto& w) { branch(w), note(w, "a"), w.erase(1, Branch::noteAttr, logOf(Vok::Name("a"))); }, ""},
+       {[&](auto& w) { branch(w), note(w, "a"), note(w, "b"), w.gone(1), branch(w), note(w, "b"); }, "b"},
+       {[&](auto& w) { root(w); }, "no branch"},
+       {[&](auto& w) { branch(w), w.member(2, 0, Tree::branchAttr, logOf(Place(7, "hall"), Vok::U32(2))); },
+        "refused"},
+   };
+   for (const Case& c : cases) {
+      Reader reader;
+      Writer first;
+      branch(first), note(first, "a"), note(first, "b");
+      reader.snapshot(std::vector<Vok::U8>(first.bytes().begin(), first.bytes().end()));
+      Writer second;
+      c.write(second);
+      std::string left;
+      try {
+         reader.snapshot(std::vector<Vok::U8>(second.bytes().begin(), second.bytes().end()));
+         const auto kept = reader.tree->branch(Place(7, "hall"));
+         for (const char* name : {"a", "b"})
+            left += kept && kept->noteHas(Vok::Name(name)) ? name : "";
+         left = kept ? left : "no branch";
+      } catch (const Vok::LogError&) {
+         left = "refused";
+      }
+      EXPECT_EQ(c.left, left) << &c - cases;
+   }
+}
+
 TEST(RecordTest, theNextOwnerGoesOnWithTheNumbers) {
    Owner owner(7);
    owner.changes(400);

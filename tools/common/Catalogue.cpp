@@ -1,8 +1,10 @@
 #include "tools/common/Catalogue.h"
 
+#include "Bolk/NumAllocatorTypes.h"
 #include "Cli/AttributeFilter.h"
 #include "Interface/Interface.h"
 #include "Kinet/Labels.h"
+#include "Mpls/LabelManagerSm.h"
 #include "Mpls/LdpLibSm.h"
 #include "Mpls/LfibIndexAllocator.h"
 #include "Mpls/LfibIpLookupSm.h"
@@ -47,6 +49,7 @@ void enterReferenced(std::vector<const Vok::Type*>& types, const Vok::Type* type
 Catalogue catalogue() {
    Catalogue all;
    append(all.types, Kinet::labelsTypes());
+   append(all.types, Bolk::numAllocatorTypesTypes());
    append(all.types, Interface::interfaceTypes());
    append(all.types, Mpls::mplsTypesTypes());
    append(all.types, Mpls::mplsLabelBindingTypes());
@@ -61,10 +64,12 @@ Catalogue catalogue() {
    append(all.types, Mpls::mplsRouteConfigMergeSmTypes());
    append(all.types, Mpls::vrfLabelConfigMergeSmTypes());
    append(all.types, Mpls::mplsCopyTypes());
+   append(all.types, Mpls::labelManagerSmTypes());
    append(all.types, Mpls::Hardware::mplsHardwareTypes());
    append(all.types, segmentRoutingTypes());
    append(all.types, Ldp::ldpLibSmTypes());
    append(all.types, Mpls::mtiStatusTypes());
+   append(all.entities, Bolk::numAllocatorTypesEntityTypes());
    append(all.entities, Interface::interfaceEntityTypes());
    append(all.entities, Cli::attributeFilterEntityTypes());
    append(all.entities, Mpls::mplsLabelBindingEntityTypes());
@@ -80,6 +85,7 @@ Catalogue catalogue() {
    append(all.entities, Mpls::mplsRouteConfigMergeSmEntityTypes());
    append(all.entities, Mpls::vrfLabelConfigMergeSmEntityTypes());
    append(all.entities, Mpls::mplsCopyEntityTypes());
+   append(all.entities, Mpls::labelManagerSmEntityTypes());
    append(all.entities, Mpls::Hardware::mplsHardwareEntityTypes());
    append(all.entities, segmentRoutingEntityTypes());
    append(all.entities, Ldp::ldpLibSmEntityTypes());

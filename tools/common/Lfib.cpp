@@ -1,9 +1,9 @@
 #include "tools/common/Lfib.h"
 
 #include "tools/common/Failure.h"
+#include "tools/common/Tables.h"
 
 #include "Mpls/MplsLfib.h"
-#include "Pooltab/VokPooltab.h"
 
 namespace tools {
 
@@ -12,32 +12,27 @@ namespace {
 template <class Mount>
 class MountedLfib final : public Lfib {
   public:
-   explicit MountedLfib(const VokPooltab::MountInfo& info)
-       : status_(Mpls::lfibStatusFactory(Vok::Name(info.pool))), mount_(status_, info) {}
+   MountedLfib(Vok::Ptr<Mpls::LfibStatus> status, std::unique_ptr<Mount> mount)
+       : status_(std::move(status)), mount_(std::move(mount)) {}
 
    const Vok::Ptr<Mpls::LfibStatus>& status() const override { return status_; }
    void publish() override {
-      if constexpr (requires { mount_.flush(); })
-         mount_.flush();
+      if constexpr (requires { mount_->flush(); })
+         mount_->flush();
    }
 
   private:
-   Vok::Ptr<Mpls::LfibStatus> status_;
-   Mount mount_;
+   const Vok::Ptr<Mpls::LfibStatus> status_;
+   const std::unique_ptr<Mount> mount_;
 };
 
-VokPooltab::MountInfo mountInfo(const std::string& pool) {
-   VokPooltab::MountInfo info{.pool = pool};
-   folderOf(pool); // raises for a name that cannot be one
-   return info;
-}
+constexpr auto absentNext =
+    "load one with 'mplsctl load FILE', or name another place with --pool or POOLTAB_DIR";
 
-/// Raises Failure unless the routes and the via sets are mounted.
-void requireTables(const Lfib& lfib, const std::string& pool) {
-   const auto folder = folderOf(pool);
-   for (const Pooltab::CollectionControl* table :
-        {&lfib.status()->lfibRouteControl(), &lfib.status()->viaSetControl()})
-      requireMounted(*folder, table->mountStatus(), table->mountText());
+std::unique_ptr<Lfib> openForReading(const std::string& pool, const std::string& absent) {
+   const auto status = Mpls::lfibStatusFactory(Vok::Name(pool));
+   return std::make_unique<MountedLfib<VokPooltab::ReaderMount>>(status,
+                                                                 mountForReading(status, pool, absent));
 }
 
 } // namespace
@@ -66,34 +61,20 @@ void requireMounted(const Pooltab::Folder& folder, Pooltab::MountStatus status, 
    case Pooltab::MountStatus::unmounted:
       break;
    }
-   throw Failure(Outcome::unreachable, "there is no LFIB in " + where,
-                 "load one with 'mplsctl load FILE', or name another place with --pool or POOLTAB_DIR");
+   throw Failure(Outcome::unreachable, "there is no LFIB in " + where, absentNext);
 }
 
 std::unique_ptr<Lfib> openReader(const std::string& pool) {
-   auto lfib = std::make_unique<MountedLfib<VokPooltab::ReaderMount>>(mountInfo(pool));
-   requireTables(*lfib, pool);
-   return lfib;
+   return openForReading(pool, absentNext);
 }
 
 std::unique_ptr<Lfib> openForDryRun(const std::string& pool) {
-   auto lfib = std::make_unique<MountedLfib<VokPooltab::ReaderMount>>(mountInfo(pool));
-   if (lfib->status()->lfibRouteControl().mountStatus() != Pooltab::MountStatus::unmounted)
-      requireTables(*lfib, pool);
-   return lfib;
+   return openForReading(pool, {});
 }
 
 std::unique_ptr<Lfib> openWriter(const std::string& pool) {
-   const auto folder = folderOf(pool);
-   try {
-      return std::make_unique<MountedLfib<VokPooltab::WriterMount>>(mountInfo(pool));
-   } catch (const Vok::CorruptionDetectedError& error) {
-      throw Failure(Outcome::corrupt, error.what(), "remove " + folder->where() + " and load again");
-   } catch (const Vok::Error& error) {
-      throw Failure(Outcome::unreachable, error.what(),
-                    folder->isLocked() ? "stop that process, or let it write the change"
-                                       : "make the directory writable, or set POOLTAB_DIR to another");
-   }
+   const auto status = Mpls::lfibStatusFactory(Vok::Name(pool));
+   return std::make_unique<MountedLfib<VokPooltab::WriterMount>>(status, mountForWriting(status, pool));
 }
 
 } // namespace tools

@@ -141,7 +141,11 @@ class Survey {
          result.why = fmt::format("the route gives way to the binding of its label by {} to {}",
                                   result.winner, vrfText(binding));
          result.remedies.push_back({"give it up", {routeDel(*entry.source, whole)}});
-         result.remedies.push_back({"keep the route", {vrfLabelDel(result.winner, key)}});
+         // Without this binding another one of the label might hold.
+         Withheld::Remedy keep{"keep the route", {}};
+         for (const BindingOf& other : bindings_.at(key))
+            keep.commands.push_back(vrfLabelDel(*other.source, key));
+         result.remedies.push_back(std::move(keep));
          found_.push_back(std::move(result));
       }
       if (wish_.unwritten.empty())

@@ -83,6 +83,41 @@ TEST_F(RoutesProcessTest, TheAgentAndTheServerMayDieAndRoutesStay) {
    EXPECT_TRUE(mplsctl("verify").find("clean") != std::string::npos);
 }
 
+TEST_F(RoutesProcessTest, ASecondAgentStandsByUntilTheFirstHasEnded) {
+   const auto server = hubdbd();
+   auto first = agent("routes");
+   Child second({MPLS_AGENT, "--socket", socket(), "routes"});
+   mplsctl("db set routing/mpls/route/config ready off", 3);
+   mplsctl("source bgp route add 300 via inet 10.0.0.1 dev eth0");
+   expectRoute("300", true);
+   first->kill(SIGKILL);
+   EXPECT_EQ(second.line(), "ready");
+   mplsctl("source bgp route add 301 via inet 10.0.0.1 dev eth0");
+   expectRoute("301", true);
+   expectRoute("300", true);
+   mplsctl("route add 302 via inet 10.0.0.1 dev eth0", 3); // the tables have their writer
+   EXPECT_EQ(second.kill(SIGTERM), 0);
+}
+
+TEST_F(RoutesProcessTest, ManyRoutesReachTheTablesAndAreListed) {
+   const auto server = hubdbd();
+   const auto routes = agent("routes");
+   const std::string file = directory / "many";
+   FILE* const out = std::fopen(file.c_str(), "w");
+   for (int i = 0; i < 100000; ++i)
+      std::fprintf(out, "%d as %d via inet 10.0.0.%d dev eth0\n", 1000 + i, 200000 + i, i % 250);
+   std::fclose(out);
+   mplsctl("source bgp load " + file);
+   expectRoute("100999", true);
+   const auto lines = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n'); };
+   EXPECT_EQ(lines(mplsctl("show routes")), 100001);
+   EXPECT_EQ(lines(mplsctl("show merged")), 100001);
+   mplsctl("source lab load " + file);
+   EXPECT_EQ(conflicts().size(), 100000u);
+   expectRoute("100999", false);
+   EXPECT_EQ(lines(mplsctl("show routes")), 1);
+}
+
 TEST_F(RoutesProcessTest, WhatASessionsDiffSaysIsWhatItsCommitDoes) {
    const auto server = hubdbd();
    const auto routes = agent("routes");

@@ -72,7 +72,9 @@ void discard(Connection& connection, const std::string& name) {
       connection.input(path, *part.type, false);
       connection.manager()->del(path);
    }
-   connection.database.settle();
+   // Nobody acknowledges a deletion; but who answers this has seen it.
+   connection.database.mount(
+       {{paths::candidate(name, ""), Vok::Dir::vokType().name(), MountFilter::names()}});
 }
 
 void abort(const SessionOptions& options, const Session& session) {
