@@ -23,11 +23,11 @@ struct ForwardOptions {
 /// What this agent owns.
 std::vector<tools::Database::Mount> outputs() {
    using Hubdb::MountFilter;
-   return {{std::string(paths::hardwareStatus), Mpls::Hardware::Status::vokType().name(), MountFilter::own()},
-           {std::string(paths::hardwareCapability), Mpls::Hardware::Capability::vokType().name(),
-            MountFilter::own()},
-           {std::string(paths::ipLookupStatus), Mpls::LfibIpLookupStatus::vokType().name(),
-            MountFilter::own()}};
+   return {
+       {std::string(paths::hardwareStatus), Mpls::Hardware::Status::vokType().name(), MountFilter::own()},
+       {std::string(paths::hardwareCapability), Mpls::Hardware::Capability::vokType().name(),
+        MountFilter::own()},
+       {std::string(paths::ipLookupStatus), Mpls::LfibIpLookupStatus::vokType().name(), MountFilter::own()}};
 }
 
 /// Turns what comes from the tables into notifications, a portion a turn, so that a burst does not keep the
@@ -78,9 +78,8 @@ void serveForward(const Options& options, const ForwardOptions& wishes) {
    const auto vlanMaps = Mpls::lfibStatusConsumerSmFactory(lfib);
    Programmer programmer(lfib, table);
    // Last, for it takes the routes off the backlog that the programmer has to see.
-   const auto ipLookup =
-       Mpls::lfibIpLookupSmFactory(lfib, programmer.trackingStatus(),
-                                   manager->get<Mpls::LfibIpLookupStatus>(paths::ipLookupStatus));
+   const auto ipLookup = Mpls::lfibIpLookupSmFactory(
+       lfib, programmer.trackingStatus(), manager->get<Mpls::LfibIpLookupStatus>(paths::ipLookupStatus));
    programmer.settle();
    report.forgetAllBut(table);
    unprogrammedMount->flush();

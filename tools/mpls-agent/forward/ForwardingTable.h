@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/common/HashOfKey.h"
 #include "tools/common/ViaRow.h"
 
 #include <map>
@@ -13,8 +14,6 @@ namespace agent {
 /// programmed, whoever came first: the table is a function of what it was told last, so that one that was
 /// made anew is equal to one that saw everything. A change costs what it touches.
 class ForwardingTable {
-   struct Shared;
-
   public:
    using ReturnCode = Mpls::LfibHwProgrammingReturnCode;
 
@@ -69,9 +68,6 @@ class ForwardingTable {
    struct Shared : Adjacency {
       std::size_t routes = 0;
    };
-   struct HashOfKey {
-      std::size_t operator()(const auto& key) const { return key.hash(); }
-   };
    using Routes = std::map<Mpls::RouteKey, Route>;
 
    Routes::node_type take(const Mpls::RouteKey& key);
@@ -81,7 +77,7 @@ class ForwardingTable {
 
    std::size_t capacity_;
    Observer& observer_;
-   std::unordered_map<Mpls::LfibViaSetKey, Shared, HashOfKey> adjacencies_;
+   std::unordered_map<Mpls::LfibViaSetKey, Shared, tools::HashOfKey> adjacencies_;
    Routes broken_;
    Routes whole_;
    Routes::iterator waiting_ = whole_.end(); ///< the first of those in whole_ that found no room

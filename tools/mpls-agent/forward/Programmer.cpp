@@ -50,7 +50,8 @@ class Programmer::LateVias final : public Vok::Notifiee {
 
 Programmer::Programmer(const Vok::Ptr<const Mpls::LfibStatus>& lfib, ForwardingTable& table)
     : lfib_(lfib), table_(table), tracked_(Mpls::lfibTrackingStatusFactory("forward")),
-      tracking_(Mpls::lfibTrackingSmFactory(lfib, tracked_, Mpls::LfibTrackingMode::vokUniversal(), "forward")),
+      tracking_(
+          Mpls::lfibTrackingSmFactory(lfib, tracked_, Mpls::LfibTrackingMode::vokUniversal(), "forward")),
       changes_(std::make_unique<Changes>(*this)), lateVias_(std::make_unique<LateVias>(*this)) {}
 
 Programmer::~Programmer() = default;

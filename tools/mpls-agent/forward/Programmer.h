@@ -9,8 +9,9 @@
 
 namespace agent {
 
-/// Keeps a forwarding table equal to the LFIB: drains the backlogs of a tracking machine of its own, and reads
-/// the rows as they stand when it does so. Another machine may take routes off the route backlog as they come.
+/// Keeps a forwarding table equal to the LFIB: drains the backlogs of a tracking machine of its own, and
+/// reads the rows as they stand when it does so. Another machine may take routes off the route backlog as
+/// they come.
 class Programmer {
   public:
    /// Starts with everything that the tables hold, which settle() then programs. Both outlive it.
