@@ -4,6 +4,7 @@
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/Words.h"
 #include "tools/mplsctl/verbs/ShowConfig.h"
+#include "tools/mplsctl/verbs/ShowHardware.h"
 
 #include <CLI/CLI.hpp>
 
@@ -121,6 +122,7 @@ void showVerb(CLI::App& program, Session& session) {
               showVias(tables, given.format(), out);
            });
    declareShowConfig(*show, session);
+   declareShowHardware(*show, session);
    addShowLdp(*show, session);
 }
 

@@ -1,0 +1,240 @@
+#include "tools/mplsctl/verbs/ShowHardware.h"
+
+#include "tools/common/Lfib.h"
+#include "tools/common/Tables.h"
+#include "tools/mplsctl/Connection.h"
+#include "tools/mplsctl/verbs/RouteText.h"
+#include "tools/mplsctl/verbs/Show.h"
+
+#include "Mpls/LfibIpLookupSm.h"
+#include "Mpls/LfibTrackingSm.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+
+/// `mplsctl show hardware|ip-lookup|tracking`.
+
+namespace mplsctl {
+
+namespace {
+
+namespace paths = tools::paths;
+using Mpls::Hardware::Status;
+
+constexpr auto agentNext = "start 'mpls-agent forward', which reports it";
+
+/// The keys of a collection in their order.
+template <class Key, class Each>
+std::vector<Key> inOrder(Each&& each) {
+   std::vector<Key> keys;
+   for (const Key& key : each)
+      keys.push_back(key);
+   std::ranges::sort(keys);
+   return keys;
+}
+
+// ---- hardware ----
+
+void writeHardware(const HardwareView& view, tools::Output& out) {
+   const Status& status = *view.status;
+   tools::Json json(out, 2);
+   json.object().field("programmed", view.programmed()).field("unprogrammed", view.unprogrammed());
+   json.field("adjacencies", status.adjacencys()).key("routes").object();
+   for (const Mpls::RouteKey& key : view.keys()) {
+      const Mpls::Hardware::Route route = status.route(key);
+      json.key(labelText(key)).object().field("programmed", !route.unprogrammed());
+      if (route.unprogrammed())
+         json.field("reason", view.reason(key));
+      json.field("metric", route.metric().value()).field("adjacency", route.adjBaseKey().index()).end();
+   }
+   json.end().end();
+}
+
+void printHardware(const HardwareView& view, tools::Output& out) {
+   using enum tools::TextTable::Align;
+   tools::TextTable table(
+       {{"Inbound Label"}, {"Programmed"}, {"Metric", right}, {"Adjacency", right}, {"Next Hops"}});
+   for (const Mpls::RouteKey& key : view.keys()) {
+      const Mpls::Hardware::Route route = view.status->route(key);
+      std::string hops;
+      if (const auto adjacency = view.status->adjacency(route.adjBaseKey().index()))
+         for (const Mpls::Hardware::Via& via : adjacency->viaEach())
+            hops.append(hops.empty() ? "" : ",").append(via.resolvedNextHop().stringValue());
+      table.cell(labelText(key)).cell(route.unprogrammed() ? "no: " + view.reason(key) : "yes");
+      table.cell(route.metric().value()).cell(route.adjBaseKey().index()).cell(hops.empty() ? "-" : hops);
+   }
+   table.print(out);
+   out.print("{} routes programmed, {} not\n", view.programmed(), view.unprogrammed());
+}
+
+void showHardware(const Session& session, bool inJson, tools::Output& out) {
+   const HardwareView view(session);
+   if (!view.status)
+      throw Failure(Outcome::failed, "no hardware status is reported", agentNext);
+   inJson ? writeHardware(view, out) : printHardware(view, out);
+}
+
+// ---- IP lookup ----
+
+void showIpLookup(const Session& session, bool inJson, tools::Output& out) {
+   Connection connection(session);
+   const auto status = Vok::ptrCast<Mpls::LfibIpLookupStatus>(
+       connection.present(std::string(paths::ipLookupStatus), Mpls::LfibIpLookupStatus::vokType()));
+   if (!status)
+      throw Failure(Outcome::failed, "no IP lookup is reported", agentNext);
+   const auto mappings = inOrder<Mpls::LfibIpLookupStatusLabelVrfAf>(status->labelVrfAfEach());
+   if (inJson) {
+      tools::Json json(out, 2);
+      json.object().key("labels").object();
+      for (const auto& mapping : mappings)
+         json.key(std::to_string(mapping.label().value()))
+             .object()
+             .field("vrf", std::string_view(mapping.vrfName().text()))
+             .field("payloadType", stringValue(mapping.payloadType()))
+             .end();
+      json.end().end();
+      return;
+   }
+   tools::TextTable table({{"Label"}, {"VRF"}, {"Payload"}});
+   for (const auto& mapping : mappings)
+      table.cell(std::to_string(mapping.label().value()))
+          .cell(mapping.vrfName().text())
+          .cell(stringValue(mapping.payloadType()));
+   table.print(out);
+}
+
+// ---- tracking ----
+
+/// The tracking machine over the tables as they stand.
+struct Tracking {
+   explicit Tracking(const std::string& pool) : lfib(tools::openReader(pool)) {}
+   std::unique_ptr<tools::Lfib> lfib;
+   Vok::Ptr<Mpls::LfibTrackingStatus> status = Mpls::lfibTrackingStatusFactory(Vok::Name("mplsctl"));
+   Vok::Ptr<Mpls::LfibTrackingSm> machine =
+       Mpls::lfibTrackingSmFactory(lfib->status(), status, Mpls::LfibTrackingMode(), "mplsctl");
+
+   std::vector<Mpls::RouteKey> routesOf(const Mpls::LfibViaSetKey& key) const {
+      const auto routes = status->viaSetKeyToRouteKeySet(key);
+      return routes ? inOrder<Mpls::RouteKey>(routes->routeKeyEach()) : std::vector<Mpls::RouteKey>();
+   }
+};
+
+void print(const Tracking& tracking, const std::vector<Mpls::LfibViaSetKey>& viaSets, bool inJson,
+           tools::Output& out) {
+   tools::Json json(out, 2);
+   if (inJson)
+      json.object().key("viaSets").object();
+   for (const Mpls::LfibViaSetKey& key : viaSets) {
+      const auto routes = tracking.routesOf(key);
+      if (!inJson) {
+         out.print("Via set {} is used by {} routes\n", keyText(key), routes.size());
+         for (const Mpls::RouteKey& route : routes)
+            out.print("   {}\n", labelText(route));
+         continue;
+      }
+      json.key(keyText(key)).object().key("routes").array();
+      for (const Mpls::RouteKey& route : routes)
+         json.value(labelText(route));
+      json.end().end();
+   }
+   if (inJson)
+      json.end().end();
+}
+
+/// The one of `keys` that is written so.
+template <class Key, class Each>
+Key keyWritten(const std::string& text, Each&& each, const char* what, const char* next) {
+   for (const auto& entry : each)
+      if (keyText(entry.key) == text)
+         return entry.key;
+   throw Failure(Outcome::failed, std::string("no ") + what + " " + text + " is used", next);
+}
+
+void trackViaSet(const Tracking& tracking, const std::string& text, bool inJson, tools::Output& out) {
+   const auto key = keyWritten<Mpls::LfibViaSetKey>(text, tracking.status->viaSetKeyToRouteKeySetEach(),
+                                                    "via set", "'mplsctl show viasets' lists them");
+   print(tracking, {key}, inJson, out);
+}
+
+void trackVia(const Tracking& tracking, const std::string& text, bool inJson, tools::Output& out) {
+   const auto key = keyWritten<Mpls::LfibViaKey>(text, tracking.machine->viaKeyToViaSetKeySetEach(), "via",
+                                                 "'mplsctl show vias' lists them");
+   const auto viaSets = tracking.machine->viaKeyToViaSetKeySet(key);
+   print(tracking, inOrder<Mpls::LfibViaSetKey>(viaSets->viaSetKeyEach()), inJson, out);
+}
+
+void trackLabel(const Tracking& tracking, const std::string& text, bool inJson, tools::Output& out) {
+   const Mpls::RouteKey route = routeKeyFromText(text);
+   if (!tracking.machine->routeKeyToViaSetKeyHas(route))
+      throw Failure(Outcome::failed, "there is no route for label " + labelText(route),
+                    "'mplsctl show routes' lists those that are there");
+   print(tracking, {tracking.machine->routeKeyToViaSetKey(route)}, inJson, out);
+}
+
+} // namespace
+
+HardwareView::HardwareView(const Session& session)
+    : connection(session),
+      refusals(Mpls::lfibHwStatusFactory(Vok::Name(std::string(tools::pools::hardware)))),
+      refusalTables(tools::mountForReading(refusals, std::string(tools::pools::hardware), {})) {
+   status = Vok::ptrCast<Status>(connection.present(std::string(paths::hardwareStatus), Status::vokType()));
+}
+
+std::vector<Mpls::RouteKey> HardwareView::keys() const {
+   std::vector<Mpls::RouteKey> keys;
+   for (const auto& entry : status->routeEach())
+      keys.push_back(entry.key);
+   std::ranges::sort(keys);
+   return keys;
+}
+
+std::size_t HardwareView::unprogrammed() const {
+   std::size_t count = 0;
+   for (const auto& entry : status->routeEach())
+      count += entry.value.unprogrammed();
+   return count;
+}
+
+std::string HardwareView::reason(const Mpls::RouteKey& key) const {
+   const Mpls::RouteInfo row = refusals->unprogrammedRoute(key);
+   return !row ? "unknown" : std::string(stringValue(row.returnCode()));
+}
+
+void declareShowHardware(CLI::App& show, const Session& session) {
+   using Shown = void (*)(const Session&, bool, tools::Output&);
+   const auto noun = [&](const char* name, const char* what, Shown shown) {
+      CLI::App* command = show.add_subcommand(name, what);
+      auto inJson = std::make_shared<bool>(false);
+      command->add_flag("--json", *inJson, "Print one JSON object");
+      command->callback([&session, inJson, shown] {
+         tools::Output out;
+         shown(session, *inJson, out);
+         out.flush();
+      });
+   };
+   noun("hardware", "The routes that are programmed, and why others are not", showHardware);
+   noun("ip-lookup", "The labels whose packets are looked up in a VRF", showIpLookup);
+
+   CLI::App* tracking = show.add_subcommand("tracking", "Who uses a via set, a via, or what a label uses");
+   tracking->require_subcommand(1);
+   using Tracked = void (*)(const Tracking&, const std::string&, bool, tools::Output&);
+   const auto by = [&](const char* name, const char* argument, const char* what, Tracked tracked) {
+      CLI::App* command = tracking->add_subcommand(name, what);
+      auto text = std::make_shared<std::string>();
+      auto inJson = std::make_shared<bool>(false);
+      command->add_option(argument, *text)->required();
+      command->add_flag("--json", *inJson, "Print one JSON object");
+      command->callback([&session, text, inJson, tracked] {
+         const Tracking all(session.pool);
+         tools::Output out;
+         tracked(all, *text, *inJson, out);
+         out.flush();
+      });
+   };
+   by("viaset", "KEY", "The routes that use this via set", trackViaSet);
+   by("via", "KEY", "The via sets that list this via, and their routes", trackVia);
+   by("label", "LABEL", "The via set of this label, and the routes that share it", trackLabel);
+}
+
+} // namespace mplsctl

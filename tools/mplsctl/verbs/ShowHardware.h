@@ -1,0 +1,37 @@
+#pragma once
+
+#include "tools/mplsctl/Command.h"
+#include "tools/mplsctl/Connection.h"
+
+#include "Mpls/MplsHardware.h"
+#include "Mpls/MplsLfib.h"
+#include "Pooltab/VokPooltab.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// What `mplsctl show` prints of forwarding.
+
+namespace mplsctl {
+
+/// What forwarding reports, at this moment.
+struct HardwareView {
+   explicit HardwareView(const Session& session);
+
+   std::vector<Mpls::RouteKey> keys() const; ///< of all routes, in order
+   std::size_t unprogrammed() const;
+   std::size_t programmed() const { return status->routes() - unprogrammed(); }
+   /// Why a route is not programmed.
+   std::string reason(const Mpls::RouteKey& key) const;
+
+   Connection connection;
+   Vok::Ptr<Mpls::Hardware::Status> status; ///< null when nobody has reported yet
+   Vok::Ptr<Mpls::LfibHwStatus> refusals;
+   std::unique_ptr<VokPooltab::ReaderMount> refusalTables;
+};
+
+/// Declares `show hardware`, `show ip-lookup` and `show tracking`.
+void declareShowHardware(CLI::App& show, const Session& session);
+
+} // namespace mplsctl
