@@ -63,7 +63,9 @@ void Client::connectLater() {
 
 void Client::socketIs(Vok::Descriptor socket) {
    before_ = nullptr;
-   connection_ = std::make_unique<Connection>(activity_, std::move(socket), static_cast<ConnectionUser&>(*this));
+   served_ = false;
+   connection_ =
+       std::make_unique<Connection>(activity_, std::move(socket), static_cast<ConnectionUser&>(*this));
    connection_->send(Wire::Kind::hello, [&](auto& body) {
       body.u16(Wire::version);
       body.string(std::string_view(program_).substr(0, 256));
@@ -85,6 +87,8 @@ void Client::lost(const Vok::String& reason) {
 }
 
 void Client::onClosed(const Vok::String& reason) {
+   if (served_)
+      pause_ = firstPause; // a server that did its work will soon be back
    lost(reason);
 }
 
@@ -204,7 +208,7 @@ void Client::onFrame(Wire::Kind kind, Bytes body) {
       const Vok::U8 status = frame.u8();
       if (status > static_cast<Vok::U8>(MountStatus::forbidden))
          throw Vok::RangeError("a mount status of " + std::to_string(status));
-      pause_ = firstPause; // it talks to us: what is lost now is worth a quick try
+      served_ = true;
       return user_.onMountStatus(mount, static_cast<MountStatus>(status), frame.text());
    }
    case Wire::Kind::snapshotBegin:

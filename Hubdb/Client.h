@@ -10,7 +10,8 @@
 namespace Hubdb {
 
 /// Connects, and connects anew whenever the connection is lost, after a pause that grows from a twentieth of
-/// a second to five seconds while nobody answers. Says so in the trace at level 1.
+/// a second to five seconds while nobody answers, and while what one side says is refused by the other: that
+/// will hardly be better a moment later. Says so in the trace at level 1.
 class Client final : public Link, private ConnectionUser {
   public:
    /// `program` is how the server calls us in its messages. Connects in a later turn. Both references must
@@ -22,7 +23,7 @@ class Client final : public Link, private ConnectionUser {
 
    bool isConnected() const { return welcomed_; }
    /// Frames of what is owned that the server has not acknowledged on this connection: with none, all that
-   /// was sent is as safe as the server keeps it.
+   /// was sent is as safe as the server keeps it. EntityManager::hasUnsent() tells of what was not sent.
    Vok::U64 unacknowledged() const { return unacknowledged_; }
 
    void mount(const MountRequest& request) override;
@@ -60,7 +61,8 @@ class Client final : public Link, private ConnectionUser {
    double pause_;
    bool silent_ = false; ///< nobody answers, and that has been said
    bool welcomed_ = false;
-   bool full_ = false; ///< the user was told, or could see, that it is not writable
+   bool served_ = false; ///< the server has answered a mount on this connection
+   bool full_ = false;   ///< the user was told, or could see, that it is not writable
    std::map<MountId, Owned> owned_;
    Vok::U64 unacknowledged_ = 0;
    std::unique_ptr<Connection> connection_;

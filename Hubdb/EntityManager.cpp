@@ -39,6 +39,15 @@ void EntityManager::flush() {
    mounts_->flush();
 }
 
+bool EntityManager::hasUnsent() const {
+   return mounts_->hasUnsent();
+}
+
+void EntityManager::waitingDelAll() {
+   const Vok::Ptr<EntityManager> keepAlive(this);
+   mounts_->waitingDelAll();
+}
+
 void EntityManager::linkIs(std::unique_ptr<Link> link) {
    mounts_->linkIs(std::move(link));
 }

@@ -54,6 +54,14 @@ class EntityManager : public Vok::Entity {
    /// Sends all changes now, as far as the link takes them, instead of at the end of the turn.
    void flush();
 
+   /// Whether something that this process owns differs from what the link was told: there are changes to
+   /// send, or, after a lost connection, the server has not yet let us go on.
+   bool hasUnsent() const;
+
+   /// Lets go of the callbacks of all mounts that wait, without calling them. A host does so before it drops
+   /// its last pointer: a machine that waits is kept alive by its callback, and may keep this manager alive.
+   void waitingDelAll();
+
    /// Makes this manager a client, before anything is mounted. The link is told nothing until it tells
    /// linkClient() that it is connected.
    void linkIs(std::unique_ptr<Link> link);

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace Hubdb {
@@ -49,6 +50,8 @@ class MountGroup : public Vok::Entity {
    /// One mount of the group ended, well or not.
    void mounted(MountStatus status);
    void finish(MountStatus status);
+   /// Lets go of the callback.
+   void cancel() { const Callback dropped = std::exchange(complete_, nullptr); }
 
    Vok::Ptr<EntityManager> manager_;     ///< until the group is closed
    std::weak_ptr<EntityManager*> owner_; ///< from then on: the manager, if there still is one

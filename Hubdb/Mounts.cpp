@@ -4,6 +4,8 @@
 
 #include "Vok/Trace.h"
 
+#include <algorithm>
+
 namespace Hubdb {
 
 namespace {
@@ -172,6 +174,15 @@ void EntityManager::Mounts::del(const Vok::String& path) {
    tree_.rootDel(path);
 }
 
+void EntityManager::Mounts::waitingDelAll() {
+   std::vector<Vok::Ptr<MountGroup>> waiting; // let go of last: whoever goes with them may mount and delete
+   for (const auto& [id, mount] : mounts_)
+      for (auto& group : std::exchange(mount->groups, {}))
+         waiting.push_back(std::move(group));
+   for (const auto& group : waiting)
+      group->cancel();
+}
+
 void EntityManager::Mounts::complete(Mount& mount) {
    mount.complete = true;
    mount.reading = false;
@@ -205,6 +216,13 @@ void EntityManager::Mounts::sendLater(MountId id) {
    if (changed_.empty())
       manager_.activity().post([] {}); // so that there is a turn, whoever changes it and when
    changed_.insert(id);
+}
+
+bool EntityManager::Mounts::hasUnsent() const {
+   return std::ranges::any_of(mounts_, [this](const auto& entry) {
+      const Mount& mount = *entry.second;
+      return mount.outgoing && (!mount.accepted || changed_.contains(mount.id));
+   });
 }
 
 void EntityManager::Mounts::turnEnds() {

@@ -30,6 +30,8 @@ class EntityManager::Mounts final : public LinkClient, public References {
    Vok::Ptr<Vok::Entity> ownNow(const Vok::String& path, const Vok::EntityType& type);
    void del(const Vok::String& path);
    void flush();
+   bool hasUnsent() const;
+   void waitingDelAll();
 
    void onConnected() override;
    void onDisconnected() override;

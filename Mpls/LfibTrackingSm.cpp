@@ -1,5 +1,6 @@
 #include "Mpls/LfibTrackingSm.h"
 
+#include "Mpls/LfibViaTables.h"
 #include "Pooltab/CheckedRead.h"
 #include "Vok/Assert.h"
 #include "Vok/Trace.h"
@@ -101,19 +102,9 @@ void LfibTrackingSm::handleViaSets() {
 
 void LfibTrackingSm::handleVias() {
    vokAssert(initialized());
-   const auto handleEach = [this](const auto& table) {
+   forEachViaTable(*lfibStatus(), [this](const auto& table) {
       Pooltab::checkedWalk(table, [this](const auto& via) { handleVia(via.key()); });
-   };
-   const LfibStatus& lfib = *lfibStatus();
-   handleEach(lfib.mplsViaTable());
-   handleEach(lfib.pwViaTable());
-   handleEach(lfib.ipLookupViaTable());
-   handleEach(lfib.vlanViaTable());
-   handleEach(lfib.evpnVlanAwareViaTable());
-   handleEach(lfib.evpnEthernetSegmentFilterViaTable());
-   handleEach(lfib.evpnVlanFloodViaTable());
-   handleEach(lfib.evpnVlanAwareFloodViaTable());
-   handleEach(lfib.extFecViaTable());
+   });
 }
 
 // The reverse maps.

@@ -1,6 +1,7 @@
 #include "Mpls/MplsLfibWriter.h"
 
 #include "Mpls/LfibRouteRows.h"
+#include "Mpls/LfibViaTables.h"
 #include "Vok/Assert.h"
 
 #include <algorithm>
@@ -47,29 +48,14 @@ void LfibWriter::lfibRouteDelAll() {
 
 namespace {
 
-/// Calls visit( table ) for the walk over each via table.
-template <class Visit>
-void forEachViaTable(const LfibStatus& lfib, Visit visit) {
-   visit(lfib.mplsViaEach());
-   visit(lfib.pwViaEach());
-   visit(lfib.ipLookupViaEach());
-   visit(lfib.vlanViaEach());
-   visit(lfib.evpnVlanAwareViaEach());
-   visit(lfib.evpnEthernetSegmentFilterViaEach());
-   visit(lfib.evpnVlanFloodViaEach());
-   visit(lfib.evpnVlanAwareFloodViaEach());
-   visit(lfib.extFecViaEach());
-}
-
 /// Every route that this writer wrote has a via set of its own, and every via stands in one via set: where
 /// the numbers agree, nothing is left over.
 bool numbersAgree(const LfibStatus& lfib) {
    Vok::U64 listed = 0;
    for (const LfibViaSet& viaSet : lfib.viaSetEach())
       listed += viaSet.viaKeys();
-   const Vok::U64 vias = Vok::U64(lfib.mplsVias()) + lfib.pwVias() + lfib.ipLookupVias() + lfib.vlanVias() +
-                         lfib.evpnVlanAwareVias() + lfib.evpnEthernetSegmentFilterVias() +
-                         lfib.evpnVlanFloodVias() + lfib.evpnVlanAwareFloodVias() + lfib.extFecVias();
+   Vok::U64 vias = 0;
+   forEachViaTable(lfib, [&](const auto& table) { vias += table.size(); });
    return lfib.viaSets() == lfib.lfibRoutes() && listed == vias;
 }
 
@@ -99,8 +85,8 @@ Vok::U32 LfibWriter::orphanDelAll() {
    }
    std::ranges::sort(listed);
 
-   forEachViaTable(*lfib(), [&](const auto& vias) {
-      for (const auto& via : vias) {
+   forEachViaTable(*lfib(), [&](const auto& table) {
+      for (const auto& via : table.each()) {
          if (!std::ranges::binary_search(listed, via.key())) {
             lfibViaDel(via.key());
             ++deleted;

@@ -11,8 +11,11 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
+#include <random>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -30,6 +33,33 @@ inline void fill(HubdbRoutes::Source& source, Vok::U32 routes) {
       route->viaIs(HubdbRoutes::Via(key, 16 + key), true);
       route->dynamicIs(key % 3 == 0);
    }
+}
+
+/// Of a file; nothing when there is none.
+inline std::string contents(const std::string& path) {
+   std::ifstream file(path, std::ios::binary);
+   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Random changes of all kinds.
+inline void change(HubdbRoutes::Source& source, std::mt19937& random, int changes) {
+   while (changes-- > 0) {
+      const Vok::U32 key = random() % 300;
+      switch (random() % 4) {
+      case 0:
+         source.routeDel(key);
+         break;
+      case 1:
+         source.routeIs(key)->viaIs(HubdbRoutes::Via(random() % 4, 16), random() % 2);
+         break;
+      case 2:
+         source.routeIs(key)->metricIs(random() % 9);
+         break;
+      default:
+         source.noteIs(Vok::Name(std::to_string(key)), std::string(random() % 50, 'n'));
+      }
+   }
+   source.countIs(source.count() + 1);
 }
 
 /// Turns the activity until the condition holds. False when that takes half a minute.
@@ -105,7 +135,7 @@ struct Program {
    bool safe() {
       return turnUntil(manager->activity(), [this] {
          manager->flush();
-         return client->isConnected() && client->unacknowledged() == 0 && client->writable();
+         return client->isConnected() && !manager->hasUnsent() && client->unacknowledged() == 0;
       });
    }
 };
@@ -133,44 +163,58 @@ struct ServerFixture : testing::Test {
    }
 };
 
-/// A server in a process of its own.
-class ServerProcess {
+/// Something in a process of its own, until it is killed.
+class Process {
   public:
-   ServerProcess(Hubdb::Catalogue catalogue, std::string socket, std::string state)
-       : catalogue_(std::move(catalogue)), socket_(std::move(socket)), state_(std::move(state)) {}
-   ~ServerProcess() { kill(); }
-   ServerProcess(const ServerProcess&) = delete;
+   /// `body` returns the exit status.
+   explicit Process(std::function<int()> body) : body_(std::move(body)) {}
+   ~Process() { kill(); }
+   Process(Process&& other) noexcept
+       : body_(std::move(other.body_)), process_(std::exchange(other.process_, 0)) {}
 
-   /// Returns at once: clients wait until it serves.
    void start() {
       process_ = fork();
       if (process_ != 0)
          return;
+      int status = 1;
       try {
-         Vok::Activity activity;
-         Hubdb::ServerSetting setting;
-         setting.stateFile = state_;
-         Hubdb::Server server(activity, catalogue_, std::move(setting));
-         server.listen(socket_);
-         activity.run();
+         status = body_();
       } catch (const std::exception& error) {
-         std::fprintf(stderr, "server: %s\n", error.what());
+         std::fprintf(stderr, "process: %s\n", error.what());
       }
-      _exit(1);
+      _exit(status);
    }
    void kill() {
       if (process_ <= 0)
          return;
       ::kill(process_, SIGKILL);
-      waitpid(process_, nullptr, 0);
-      process_ = 0;
+      wait();
+   }
+   /// Until it ends by itself: its exit status, or -1 when a signal ended it.
+   int wait() {
+      int status = 0;
+      waitpid(std::exchange(process_, 0), &status, 0);
+      return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
    }
 
   private:
-   const Hubdb::Catalogue catalogue_;
-   const std::string socket_;
-   const std::string state_;
+   std::function<int()> body_;
    pid_t process_ = 0;
+};
+
+/// A server in a process of its own. start() returns at once: clients wait until it serves.
+class ServerProcess : public Process {
+  public:
+   ServerProcess(Hubdb::Catalogue catalogue, std::string socket, std::string state)
+       : Process([catalogue = std::move(catalogue), socket = std::move(socket), state = std::move(state)] {
+            Vok::Activity activity;
+            Hubdb::ServerSetting setting;
+            setting.stateFile = state;
+            Hubdb::Server server(activity, catalogue, std::move(setting));
+            server.listen(socket);
+            activity.run();
+            return 1;
+         }) {}
 };
 
 } // namespace HubdbTest

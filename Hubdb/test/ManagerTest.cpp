@@ -110,6 +110,21 @@ TEST_F(EmbeddedTest, ownersAndReadersHaveTheSameEntity) {
    EXPECT_EQ("success ", turned());
 }
 
+TEST_F(EmbeddedTest, whatWaitsCanBeLetGoOf) {
+   auto machine = std::make_shared<int>();
+   const std::weak_ptr<int> alive = machine;
+   const auto group = manager->mountGroup();
+   for (const char* path : {"a", "b"})
+      group->doMount(path, treeType, MountFilter::read());
+   group->close([machine = std::move(machine), manager = manager](MountStatus, EntityManager&) { FAIL(); });
+   EXPECT_FALSE(alive.expired());
+   manager->waitingDelAll();
+   EXPECT_TRUE(alive.expired());
+   for (const char* path : {"a", "b"})
+      manager->own<Tree>(path);
+   turned();
+}
+
 TEST_F(EmbeddedTest, whatCannotBeIsRefused) {
    manager->own<Tree>("a/oak");
    mount({{"a/oak", otherType, MountFilter::read()}});

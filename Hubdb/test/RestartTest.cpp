@@ -7,38 +7,12 @@
 #include "Vok/Trace.h"
 
 #include <fstream>
-#include <random>
 
 namespace HubdbTest {
 namespace {
 
 using Hubdb::MountFilter;
 using HubdbRoutes::Source;
-
-std::string contents(const std::string& path) {
-   std::ifstream file(path, std::ios::binary);
-   return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void change(Source& source, std::mt19937& random, int changes) {
-   while (changes-- > 0) {
-      const Vok::U32 key = random() % 300;
-      switch (random() % 4) {
-      case 0:
-         source.routeDel(key);
-         break;
-      case 1:
-         source.routeIs(key)->viaIs(HubdbRoutes::Via(random() % 4, 16), random() % 2);
-         break;
-      case 2:
-         source.routeIs(key)->metricIs(random() % 9);
-         break;
-      default:
-         source.noteIs(Vok::Name(std::to_string(key)), std::string(random() % 50, 'n'));
-      }
-   }
-   source.countIs(source.count() + 1);
-}
 
 /// Servers are killed under load and start with what they wrote down; readers die and come back; owners are
 /// replaced by others. Nobody's entities are rebuilt, and in the end all are the same.

@@ -27,6 +27,8 @@ class MergeFixture : public testing::Test {
 
    void smIs() { sm = Types::factory(output, dir, cli, manager); }
 
+   void TearDown() override { manager->waitingDelAll(); } // a machine that waits keeps the manager alive
+
    void settle() {
       while (activity.turn(0))
          ;
@@ -37,8 +39,6 @@ class MergeFixture : public testing::Test {
       EXPECT_DEATH(sm->handleConfigSource("nobody"), "assertion failed: config\\( source \\)");
       sourceNameIs("gone");
       EXPECT_DEATH(dir->entityPtrDel("gone"), "unhandled config-input removal of entry gone");
-      sourceIs("gone"); // a mount that stays under way keeps the machine alive
-      settle();
       const auto mounter = Types::mounterFactory("x", sm);
       EXPECT_DEATH(mounter->doMountsComplete(Hubdb::MountStatus::forbidden, manager),
                    "assertion failed: mountStatus == Hubdb::mountSuccess\\(\\)");

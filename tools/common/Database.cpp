@@ -73,7 +73,10 @@ Database::Database(Vok::Activity& activity, std::string socket, std::string prog
    manager_->linkIs(std::move(client));
 }
 
-Database::~Database() = default;
+/// Mounts may be under way whose callbacks keep machines alive, and those the manager.
+Database::~Database() {
+   manager_->waitingDelAll();
+}
 
 bool Database::turnUntil(const std::function<bool()>& done, double seconds) {
    bool late = false;
@@ -144,7 +147,7 @@ void Database::settle(double seconds) {
          throw Failure(Outcome::unreachable, "the database server went while it was told of changes",
                        "look whether they arrived, and try again");
       manager_->flush();
-      return client_->unacknowledged() == 0;
+      return !manager_->hasUnsent() && client_->unacknowledged() == 0;
    };
    if (!turnUntil(settled, seconds))
       throw Failure(Outcome::unreachable, "the database server does not acknowledge the changes",

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/common/HashOfKey.h"
+
 #include "Mpls/Mpls.h"
 #include "Mpls/MplsLfibWriter.h"
 #include "Mpls/VrfLabelConfigMergeSm.h"
@@ -44,10 +46,6 @@ bool produceVia(const Mpls::Via& via, Mpls::LfibMplsVia& row, std::string& why);
 
 /// The VRF label of a stack of one label; empty for others, and when there is none.
 Mpls::VrfLabel vrfLabelOf(const Mpls::VrfLabelConfig& config, const Mpls::RouteKey& key);
-
-struct HashOfKey {
-   std::size_t operator()(const auto& key) const { return key.hash(); }
-};
 
 /// Of each label stack the merged route of the lowest metric.
 using LowestRoutes = std::unordered_map<Mpls::RouteKey, const Mpls::Route*, HashOfKey>;

@@ -29,6 +29,7 @@ struct Options {
 using Verb = void (*)(CLI::App& program, const Options& options);
 
 void routesVerb(CLI::App& program, const Options& options);
+void forwardVerb(CLI::App& program, const Options& options);
 
 /// Raised in what an agent waits for when a signal asks it to end; main ends the process in good order.
 struct Stopped {};

@@ -38,8 +38,8 @@ class LfibRoutes {
    const tools::config::Merge& merge_;
    tools::Lfib& lfib_;
    const Vok::Ptr<Mpls::LfibWriter> writer_;
-   std::unordered_map<Mpls::RouteKey, Routes, tools::config::HashOfKey> routes_;
-   std::unordered_set<Mpls::RouteKey, tools::config::HashOfKey> changed_;
+   std::unordered_map<Mpls::RouteKey, Routes, tools::HashOfKey> routes_;
+   std::unordered_set<Mpls::RouteKey, tools::HashOfKey> changed_;
    tools::config::LfibWish wish_; ///< scratch
    std::unique_ptr<RoutesWatch> routesWatch_;
    std::unique_ptr<VrfLabelsWatch> vrfLabelsWatch_;

@@ -1,23 +1,20 @@
 #pragma once
 
+#include "tools/common/ViaRow.h"
+
 #include "Mpls/MplsLfib.h"
 #include "Pooltab/TableReader.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <variant>
 
 /// The tables of the published LFIB in the eyes of a reader: what show, watch, verify and stats read.
 
 namespace mplsctl {
 
-/// A row of any of the via tables.
-using ViaRow = std::variant<Mpls::LfibMplsVia, Mpls::LfibPwVia, Mpls::LfibIpLookupVia, Mpls::LfibVlanVia,
-                            Mpls::LfibEvpnVlanAwareVia, Mpls::LfibEvpnEthernetSegmentFilterVia,
-                            Mpls::LfibEvpnVlanFloodVia, Mpls::LfibEvpnVlanAwareFloodVia, Mpls::LfibExtFecVia>;
+using tools::ViaRow;
 
 template <class Rows>
 struct ViaTablesOf;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/common/HashOfKey.h"
 #include "tools/mplsctl/lfib/Chain.h"
 
 #include <optional>
@@ -44,10 +45,6 @@ class Watcher : private Pooltab::TableListener {
    void drain() { tables_.pool.drain(); }
 
   private:
-   struct HashOfKey {
-      std::size_t operator()(const auto& key) const { return key.hash(); }
-   };
-
    void onChange(Pooltab::TableView& table, const Pooltab::Change& change) override;
    void onCollection(Pooltab::TableView& table) override;
    void onMountStatus(Pooltab::TableView&) override {}
@@ -63,8 +60,8 @@ class Watcher : private Pooltab::TableListener {
    Vok::U64 told_ = 0; ///< the last change that was told, or that the state holds
    Chain chain_;
    /// Which via set each route uses and the other way round, as far as they were told.
-   std::unordered_map<Mpls::RouteKey, Mpls::LfibViaSetKey, HashOfKey> viaSetOf_;
-   std::unordered_map<Mpls::LfibViaSetKey, std::vector<Mpls::RouteKey>, HashOfKey> routesOf_;
+   std::unordered_map<Mpls::RouteKey, Mpls::LfibViaSetKey, tools::HashOfKey> viaSetOf_;
+   std::unordered_map<Mpls::LfibViaSetKey, std::vector<Mpls::RouteKey>, tools::HashOfKey> routesOf_;
 };
 
 } // namespace mplsctl

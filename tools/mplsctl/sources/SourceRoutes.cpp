@@ -56,7 +56,7 @@ void configure(Mpls::RouteConfigInput& input, const SourceRoute& route) {
 }
 
 SourcePlan::SourcePlan(RouteFile& file, const Mpls::RouteConfigInput& input) {
-   std::unordered_set<Mpls::RouteKeyAndMetric, tools::config::HashOfKey> wished;
+   std::unordered_set<Mpls::RouteKeyAndMetric, tools::HashOfKey> wished;
    std::string why;
    for (const FileRoute& route : file.routes) {
       std::optional<SourceRoute> wish = sourceRoute(file, route, keyOf(route), why);

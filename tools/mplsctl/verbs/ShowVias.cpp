@@ -1,3 +1,4 @@
+#include "tools/common/HashOfKey.h"
 #include "tools/common/Reflect.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
@@ -20,11 +21,7 @@ void eachInOrder(const Pooltab::TableReader<Row>& table, Visit&& visit) {
    table.findAll(keys, [&](std::size_t, const Row& row) { visit(row); });
 }
 
-struct HashOfKey {
-   std::size_t operator()(const Mpls::LfibViaSetKey& key) const { return key.hash(); }
-};
-
-using UseCount = std::unordered_map<Mpls::LfibViaSetKey, Vok::U64, HashOfKey>;
+using UseCount = std::unordered_map<Mpls::LfibViaSetKey, Vok::U64, tools::HashOfKey>;
 
 UseCount countUses(const LfibTables& tables) {
    UseCount uses;
