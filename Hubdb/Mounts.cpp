@@ -63,7 +63,7 @@ void EntityManager::Mounts::remove(MountId id) {
 void EntityManager::Mounts::become(Mount& mount, MountFilter filter) {
    auto node = mounts_.extract(mount.id);
    referring_.erase(mount.id);
-   if (connected_)
+   if (connected_ && !mount.refused)
       link_->unmount(mount.id);
    mount.reading = filter == MountFilter::own();
    mount.filter = filter;
@@ -77,6 +77,7 @@ void EntityManager::Mounts::become(Mount& mount, MountFilter filter) {
 void EntityManager::Mounts::ask(Mount& mount) {
    if (!connected_)
       return;
+   mount.refused = false;
    MountRequest request;
    request.mount = mount.id;
    request.path = mount.path;

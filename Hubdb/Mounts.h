@@ -55,6 +55,7 @@ class EntityManager::Mounts final : public LinkClient, public References {
       bool complete = false;
       bool accepted = false; ///< by the server that is connected
       bool reading = false;  ///< an owner that was a reader until now, and is one again if it may not own
+      bool refused = false;  ///< by the server, which knows the mount no longer
       Vok::Ptr<Vok::Entity> entity;
       std::vector<Vok::Ptr<MountGroup>> groups; ///< to be told when it is complete or has failed
       std::unique_ptr<Incoming> incoming;

@@ -51,7 +51,8 @@ void EntityManager::Mounts::onMountStatus(MountId id, MountStatus status, const 
    Mount* mount = find(id);
    if (!mount)
       return;
-   if (status != MountStatus::success)
+   mount->refused = status != MountStatus::success;
+   if (mount->refused)
       return fail(*mount, status, text);
    mount->accepted = true;
    if (!mount->outgoing)

@@ -51,6 +51,17 @@ TEST_F(ServerTest, whoMayMountWhat) {
       EXPECT_EQ(other.mounted(c.path, c.type, c.filter), c.status) << c.path << " " << c.type;
 }
 
+TEST_F(ServerTest, aReaderThatMayNotOwnReadsOn) {
+   Program owner = program(), reader = program();
+   const auto source = owner.own<Source>("routing/a");
+   EXPECT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), MountStatus::success);
+   for (int tries = 0; tries < 2; ++tries)
+      EXPECT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::own()), MountStatus::owned);
+   fill(*source, 5);
+   expectSame(owner, reader, "routing/a");
+   EXPECT_EQ(server->clients(), 2u);
+}
+
 TEST_F(ServerTest, theNextOwnerGoesOn) {
    std::optional<Program> first(program());
    Program reader = program();

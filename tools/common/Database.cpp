@@ -124,7 +124,7 @@ void Database::mount(const std::vector<Mount>& mounts, double seconds) {
    bool late = false;
    Vok::Activity::Handle deadline;
    if (seconds >= 0)
-      deadline = activity_.after(seconds, [&] { late = true; });
+      deadline = activity_.after(ownedPatience, [&] { late = true; });
    for (;;) {
       const std::optional<MountStatus> status = tryMount(mounts, seconds);
       if (status == MountStatus::success)

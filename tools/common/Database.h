@@ -36,6 +36,9 @@ class Database {
    /// In seconds. What is asked of a server that lives takes far less.
    static constexpr double patience = 10;
    static constexpr double forEver = -1;
+   /// How long at most to wait for another process that owns what is wanted: a short-lived one has ended by
+   /// then.
+   static constexpr double ownedPatience = 1;
 
    /// Connects in a later turn, and anew whenever the connection is lost. `program` is how the server's
    /// messages call us. The activity must outlive it.
@@ -48,8 +51,8 @@ class Database {
 
    /// Raises Failure( unreachable ) when no server answers on the socket.
    void requireServer();
-   /// Mounts and waits until all is there. Raises Failure when it may not be, or when patience ends; an own
-   /// mount of what another process owns is tried again until then.
+   /// Mounts and waits until all is there. Raises Failure when it may not be, or when patience ends. What
+   /// another process owns is tried again for a while, and for ever without patience.
    void mount(const std::vector<Mount>& mounts, double seconds = patience);
    /// One mount, as an E.
    template <class E>
