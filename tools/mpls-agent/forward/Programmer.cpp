@@ -30,16 +30,15 @@ class Programmer::Changes final : public Mpls::LfibTrackingStatus::Notifiee {
    Programmer& owner_;
 };
 
-/// A via that comes after the via set that lists it. The tracking machine does not watch for that, since the
-/// writer of the LFIB writes vias first; others may not.
-class Programmer::LateVias final : public Vok::Notifiee {
+/// Vias that come after the via set that lists them, go before it, or change under their key. The tracking
+/// machine does not watch for that, since the writer of the LFIB does none of it; others may.
+class Programmer::ViaWatch final : public Vok::Notifiee {
   public:
-   explicit LateVias(Programmer& owner) : Notifiee(owner.lfib_), owner_(owner) {}
+   explicit ViaWatch(Programmer& owner) : Notifiee(owner.lfib_), owner_(owner) {}
    void vokOnChange(Vok::AttrId attr, const void* key) override {
       using Mpls::LfibStatus;
-      if (owner_.table_.brokenRoutes() == 0 || attr == LfibStatus::lfibRouteAttr ||
-          attr == LfibStatus::viaSetAttr || attr == LfibStatus::dot1qTagToVlanCollAttr ||
-          attr == LfibStatus::dot1qTagToVlanCompositeAttr)
+      if (attr == LfibStatus::lfibRouteAttr || attr == LfibStatus::viaSetAttr ||
+          attr == LfibStatus::dot1qTagToVlanCollAttr || attr == LfibStatus::dot1qTagToVlanCompositeAttr)
          return;
       owner_.tracking_->handleVia(*static_cast<const Mpls::LfibViaKey*>(key));
    }
@@ -52,7 +51,7 @@ Programmer::Programmer(const Vok::Ptr<const Mpls::LfibStatus>& lfib, ForwardingT
     : lfib_(lfib), table_(table), tracked_(Mpls::lfibTrackingStatusFactory("forward")),
       tracking_(
           Mpls::lfibTrackingSmFactory(lfib, tracked_, Mpls::LfibTrackingMode::vokUniversal(), "forward")),
-      changes_(std::make_unique<Changes>(*this)), lateVias_(std::make_unique<LateVias>(*this)) {}
+      changes_(std::make_unique<Changes>(*this)), viaWatch_(std::make_unique<ViaWatch>(*this)) {}
 
 Programmer::~Programmer() = default;
 

@@ -26,7 +26,7 @@ class Programmer {
 
   private:
    class Changes;
-   class LateVias;
+   class ViaWatch;
 
    void settleViaSet(const Mpls::LfibViaSetKey& key);
    void settleRoute(const Mpls::RouteKey& key);
@@ -38,7 +38,7 @@ class Programmer {
    const Vok::Ptr<Mpls::LfibTrackingSm> tracking_;
    std::unordered_set<Mpls::RouteKey, tools::HashOfKey> changedRoutes_;
    std::unique_ptr<Changes> changes_;
-   std::unique_ptr<LateVias> lateVias_;
+   std::unique_ptr<ViaWatch> viaWatch_;
    ForwardingTable::Adjacency adjacency_; ///< scratch
 };
 
