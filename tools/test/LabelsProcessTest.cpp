@@ -28,7 +28,8 @@ struct LabelsProcessTest : ProcessFixture {
    /// First labels by client and request; 0 for one that waits.
    std::map<std::string, unsigned> blocks() {
       std::map<std::string, unsigned> all;
-      for (const json& request : labels().at("requests")) {
+      const json shown = labels();
+      for (const json& request : shown.at("requests")) {
          const std::string name =
              request.at("client").get<std::string>() + " " + request.at("request").get<std::string>();
          all[name] = request.contains("block") ? request.at("block").at("base").get<unsigned>() : 0;
