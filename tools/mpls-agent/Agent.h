@@ -30,6 +30,7 @@ using Verb = void (*)(CLI::App& program, const Options& options);
 
 void routesVerb(CLI::App& program, const Options& options);
 void forwardVerb(CLI::App& program, const Options& options);
+void labelsVerb(CLI::App& program, const Options& options);
 
 /// Raised in what an agent waits for when a signal asks it to end; main ends the process in good order.
 struct Stopped {};

@@ -46,8 +46,11 @@ void configVerb(CLI::App& program, Session& session);
 void dbVerb(CLI::App& program, Session& session);
 void ldpVerb(CLI::App& program, Session& session);
 void segmentRoutingVerb(CLI::App& program, Session& session);
+void labelVerb(CLI::App& program, Session& session);
+void ownerVerb(CLI::App& program, Session& session);
 
 /// The nouns of `show` that stand beside their verbs.
 void addShowLdp(CLI::App& show, Session& session);
+void addShowLabels(CLI::App& show, Session& session);
 
 } // namespace mplsctl

@@ -26,8 +26,7 @@ struct Configuration {
       auto mounts = tools::config::presentInputMounts();
       for (const auto& [path, type] : {std::pair(paths::routeConfig, Mpls::RouteConfig::vokType().name()),
                                        std::pair(paths::vrfConfig, Mpls::VrfLabelConfig::vokType().name())})
-         mounts.push_back(
-             {std::string(path.substr(0, path.rfind('/') + 1)), type, Hubdb::MountFilter::entries()});
+         mounts.push_back({paths::directoryOf(path), type, Hubdb::MountFilter::entries()});
       connection.database.mount(mounts);
       inputs = tools::config::presentInputs(*connection.manager());
       routes = connection.manager()->get<Mpls::RouteConfig>(paths::routeConfig);
