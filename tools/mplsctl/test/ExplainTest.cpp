@@ -2,6 +2,7 @@
 
 #include "tools/common/AdjacencyIndex.h"
 #include "tools/config/RouteProducer.h"
+#include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/explain/Explanation.h"
 #include "tools/mplsctl/lfib/Users.h"
 
@@ -24,12 +25,12 @@ struct Explain : LfibFixture {
       }
       return *found;
    }
-   static Mpls::RouteKeyAndMetric key(unsigned metric) {
+   static Mpls::RouteKeyAndMetric withMetric(unsigned metric) {
       return Mpls::RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(300), Mpls::RouteMetric(metric));
    }
    void give(const std::string& source, unsigned metric, const char* hop = "10.0.0.1") {
       input(source)
-          .routeIs(key(metric))
+          .routeIs(withMetric(metric))
           ->viaIs(
               Mpls::Via(Kinet::IpGenAddr(hop), Kinet::MplsLabelAction::swap, Kinet::MplsLabel(17), false));
    }
@@ -40,7 +41,7 @@ struct Explain : LfibFixture {
       hardware->routeDelAll();
    }
    void everythingFollows() {
-      const auto route = input("bgp").route(key(100));
+      const auto route = input("bgp").route(withMetric(100));
       merged->routeIs(route);
       tools::config::LfibWish wish;
       produce(label, route.get(), {}, wish);
@@ -80,7 +81,7 @@ struct Explain : LfibFixture {
       return states + ":" + codes;
    }
 
-   const Mpls::RouteKey label = LfibFixture::key(300);
+   const Mpls::RouteKey label = key(300);
    std::map<std::string, Vok::Ptr<Mpls::RouteConfigInput>> inputs;
    Vok::Ptr<Mpls::RouteConfig> merged = Mpls::routeConfigFactory("merged");
    Vok::Ptr<Mpls::VrfLabelConfig> bindings = Mpls::vrfLabelConfigFactory("merged");
@@ -172,7 +173,7 @@ const Piece pieces[] = {
      "none none stands stands stands: (notAsked)"},
     {"no row is possible",
      [](Explain& way) {
-        const auto route = way.input("bgp").route(Explain::key(100));
+        const auto route = way.input("bgp").route(Explain::withMetric(100));
         route->viaDelAll();
         Mpls::Via group;
         group.nexthopGroupIs("east");
@@ -225,13 +226,12 @@ const Piece pieces[] = {
      "stands stands stands stands unknown: noHardware"},
 };
 
-struct ExplainPiece : testing::TestWithParam<Piece> {};
+struct ExplainPiece : Explain, testing::WithParamInterface<Piece> {};
 
 TEST_P(ExplainPiece, IsNamedWhenItIsMissing) {
-   Explain way;
-   GetParam().change(way);
-   way.mount.flush();
-   EXPECT_EQ(way.explained(), GetParam().answer) << GetParam().name;
+   GetParam().change(*this);
+   mount.flush();
+   EXPECT_EQ(explained(), GetParam().answer) << GetParam().name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Explain, ExplainPiece, testing::ValuesIn(pieces));
