@@ -63,10 +63,10 @@ void PoolReader::refresh() {
       if (!view->refresh())
          continue;
       numberTables();
-      if (TableListener* listener = view->listener()) {
-         listener->onMountStatus(*view);
-         listener->onCollection(*view);
-      }
+      if (view->listener())
+         view->listener()->onMountStatus(*view);
+      if (view->listener()) // it may have gone when it was told
+         view->listener()->onCollection(*view);
    }
 }
 
