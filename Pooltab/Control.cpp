@@ -101,8 +101,10 @@ U8 ControlWriter::tableNumber(const std::string& name, const RowShape& shape) {
    if (number == tablesMax)
       throw Vok::Error(what_ + ": has " + std::to_string(tablesMax) + " tables, no room for '" + name + "'");
    TableEntry& written = entry(number);
-   written = TableEntry{};
-   std::memcpy(written.name, name.data(), name.size());
+   if (number == count) { // the name of a table that readers know stays untouched
+      written = TableEntry{};
+      std::memcpy(written.name, name.data(), name.size());
+   }
    written.fingerprint = shape.fingerprint;
    written.keyBytes = shape.keyBytes;
    written.rowBytesMax = shape.rowBytesMax;
