@@ -100,6 +100,11 @@ void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, 
    byPages(collapse(file, mapping, start, whole, what) ? std::max(from, whole) : from, to);
 }
 
+U64 backedBytes(const Descriptor& file, U64 known) {
+   const off_t hole = lseek(file.fd(), static_cast<off_t>(known), SEEK_HOLE);
+   return hole < 0 ? known : static_cast<U64>(hole);
+}
+
 U64 grownBytes(U64 now, U64 needed) {
    constexpr U64 stepMin = 64 << 10, stepMax = 4 * hugePageBytes;
    const U64 wanted = std::max(needed, now + std::clamp(now / 16, stepMin, stepMax));

@@ -54,6 +54,10 @@ U64 fileBytes(const Descriptor& file);
 /// Raises Vok::Error; the file may then be longer, with nothing in it.
 void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, const std::string& what);
 
+/// How many bytes of the file have memory behind them, given that the first `known` do: a growth that was cut
+/// off, or ran out of memory, leaves a longer file with holes, and a store into one may end the process.
+U64 backedBytes(const Descriptor& file, U64 known);
+
 /// The next size for a file of `now` bytes that needs `needed`: a sixteenth more, but at least 64 KiB and at
 /// most 8 MiB, in whole huge pages once it is large.
 U64 grownBytes(U64 now, U64 needed);
