@@ -122,7 +122,7 @@ ControlReader::ControlReader(const Folder& folder) {
    mapping_ = mapChecked(file, FileKind::control, Access::read, 0, what);
    entryBytes_ = header().ringEntryBytes;
    entriesLog2_ = header().ringEntriesLog2;
-   if (!isRing(entryBytes_, entriesLog2_, fileBytes(file)))
+   if (!isRing(entryBytes_, entriesLog2_, mapping_.bytesOf(file)))
       throw MountError(MountStatus::corrupted, what + ": its change log cannot be of that size");
 }
 

@@ -77,6 +77,10 @@ Mapping::~Mapping() {
       munmap(data_, bytes_);
 }
 
+U64 Mapping::bytesOf(const Descriptor& file) const {
+   return std::min(fileBytes(file), bytes_);
+}
+
 U64 fileBytes(const Descriptor& file) {
    struct stat status;
    return fstat(file.fd(), &status) == 0 ? static_cast<U64>(status.st_size) : 0;

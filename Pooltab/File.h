@@ -35,6 +35,8 @@ class Mapping {
    explicit operator bool() const { return data_; }
    std::byte* data() const { return data_; }
    U64 bytes() const { return bytes_; }
+   /// How many of them the file has now: it may have grown since it was mapped, and end inside a page.
+   U64 bytesOf(const Descriptor& file) const;
 
    template <class T>
    T& at(U64 offset = 0) const {
