@@ -13,8 +13,11 @@ int PoolReader::descriptor() {
 }
 
 void PoolReader::drain() {
-   if (listener_)
-      listener_->drain();
+   if (!listener_ || listener_->drain())
+      return;
+   control_ = ControlReader();
+   for (const auto& [name, view] : views_)
+      view->replaced();
 }
 
 TableView& PoolReader::view(const std::string& name, const RowShape& shape) {

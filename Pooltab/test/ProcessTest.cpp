@@ -84,6 +84,40 @@ TEST(Process, SecondWriterIsRefusedByNameUntilTheFirstDies) {
    EXPECT_EQ(PoolWriter(root.pool()).epoch(), 2u);
 }
 
+/// As an operator does who is told to start afresh, be it before the reader looks again or after.
+TEST(Process, AReaderFollowsAPoolThatWasRemovedAndMadeAnew) {
+   for (const bool looksBetween : {true, false}) {
+      const TestRoot root;
+      const auto write = [&](U64 value) {
+         PoolWriter pool(root.pool());
+         TableWriter<FixedRow>(pool, "t").is(FixedRow{{1, 0}, value});
+      };
+      write(1);
+      PoolReader reader(root.pool());
+      const TableReader<FixedRow> table(reader, "t");
+      const int descriptor = reader.descriptor();
+      const auto woken = [&] {
+         EXPECT_TRUE(isReadable(descriptor, 0));
+         reader.drain();
+         reader.deliver(100);
+         EXPECT_FALSE(isReadable(descriptor, 0));
+      };
+      EXPECT_EQ(table.lookup({1, 0}).value, 1u);
+      std::filesystem::remove_all(root.path() + "/p");
+      if (looksBetween) {
+         woken();
+         EXPECT_EQ(table.mountStatus(), MountStatus::unmounted);
+         EXPECT_FALSE(reader.hasLog());
+      }
+      for (const U64 value : {2, 3}) {
+         write(value);
+         woken();
+         EXPECT_EQ(table.lookup({1, 0}).value, value);
+      }
+      EXPECT_EQ(reader.position(), reader.logPosition());
+   }
+}
+
 TEST(Process, FilesAreForOwnerAndGroupOnly) {
    const TestRoot root;
    const mode_t mask = umask(0);
