@@ -63,12 +63,9 @@ bool ControlWriter::takeOver(Folder& folder, const PoolOptions& options, U64& ep
       return false; // nothing in it outlives its writer: a new one does as well
    }
    epoch = header().preamble.epoch;
-   if (isRing(header().ringEntryBytes, header().ringEntriesLog2, fileBytes(file_)) &&
-       header().ringEntryBytes >= ringEntryBytesFor(options.keyBytesMax) &&
-       header().ringEntriesLog2 == options.logEntriesLog2)
-      return true;
-   storeRelease(header().preamble.retired, 1);
-   return false;
+   return isRing(header().ringEntryBytes, header().ringEntriesLog2, fileBytes(file_)) &&
+          header().ringEntryBytes >= ringEntryBytesFor(options.keyBytesMax) &&
+          header().ringEntriesLog2 == options.logEntriesLog2;
 }
 
 void ControlWriter::make(Folder& folder, const PoolOptions& options, U64 epoch) {
@@ -84,6 +81,7 @@ void ControlWriter::make(Folder& folder, const PoolOptions& options, U64 epoch) 
    header().ringEntryBytes = entryBytes;
    header().ringEntriesLog2 = options.logEntriesLog2;
    header().head = head; // versions of rows go on from there
+   retireFile(folder, controlName);
    folder.publish(controlName);
 }
 

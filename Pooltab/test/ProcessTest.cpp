@@ -296,5 +296,25 @@ TEST(Process, MountStatusSaysWhatIsWrong) {
    EXPECT_EQ(preambleIs(0, 0), MountStatus::permissionDenied);
 }
 
+/// The first bytes of a file mean the same in every version, so that readers of another one are told as well.
+TEST(Process, ReadersAreToldWhenAnotherVersionReplacesTheirFiles) {
+   const TestRoot root;
+   TableWriter<FixedRow>(*std::make_unique<PoolWriter>(root.pool()), "t").is(FixedRow{{1, 0}, 5});
+   PoolReader reader(root.pool());
+   const TableReader<FixedRow> table(reader, "t");
+   EXPECT_EQ(table.lookup({1, 0}).value, 5u);
+   for (const char* name : {"/p/control", "/p/t.rows"}) {
+      const Descriptor file(open((root.path() + name).c_str(), O_RDWR));
+      const U32 other = formatVersion + 1;
+      ASSERT_EQ(pwrite(file.fd(), &other, sizeof other, offsetof(Preamble, format)), 4);
+   }
+   PoolWriter pool(root.pool());
+   TableWriter<FixedRow> writer(pool, "t");
+   reader.deliver(0);
+   writer.is(FixedRow{{1, 0}, 6});
+   EXPECT_EQ(table.lookup({1, 0}).value, 6u);
+   EXPECT_EQ(reader.logPosition(), pool.logPosition());
+}
+
 } // namespace
 } // namespace PooltabTest
