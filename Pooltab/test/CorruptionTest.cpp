@@ -82,6 +82,7 @@ class Damaged {
       readAll(mountedPool_, mounted_);
       PoolReader pool(folder());
       readAll(pool, TableReader<VariableRow>(pool, "t"));
+      verifyTable<VariableRow>(*folder(), "t"); // reports, and raises nothing
    }
 
   private:
