@@ -8,6 +8,7 @@
 #include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 
 /// Real writers and readers in processes of their own.
 
@@ -294,6 +295,34 @@ TEST(Process, MountStatusSaysWhatIsWrong) {
    EXPECT_EQ(preambleIs(0, 0), MountStatus::corrupted);
    chmod((root.path() + "/p/t.rows").c_str(), 0666);
    EXPECT_EQ(preambleIs(0, 0), MountStatus::permissionDenied);
+}
+
+TEST(Process, InPrivateMemoryAReaderMayLiveOnAnotherThread) {
+   const auto folder = privateFolder("p");
+   constexpr U64 last = 40;
+   const std::jthread writing([&] {
+      PoolWriter pool(folder, {.keyBytesMax = 8, .logEntriesLog2 = 6});
+      TableWriter<VariableRow> table(pool, "t");
+      for (U64 round = 0; round <= last; ++round) {
+         for (U32 i = 0; i < 500; ++i)
+            if (i % 7 == round % 7)
+               table.del({i, 0});
+            else
+               table.is(VariableRow::make({i, 0}, i % 25, round));
+         pool.flush();
+      }
+   });
+   PoolReader pool(folder);
+   const TableReader<VariableRow> table(pool, "t");
+   const int descriptor = pool.descriptor();
+   while (pool.deliver(64) == 64 || table.lookup({1, 0}).content() != std::pair(1u, last)) {
+      for (const VariableRow& row : table)
+         EXPECT_NE(row.content().first, 1000u);
+      if (pool.position() == pool.logPosition()) {
+         ASSERT_TRUE(isReadable(descriptor, 30000)) << "a wake-up was lost";
+      }
+      pool.drain();
+   }
 }
 
 /// The first bytes of a file mean the same in every version, so that readers of another one are told as well.
