@@ -45,7 +45,8 @@ class Connection {
       append(kind, {}, frame_.buffer());
    }
    /// Appends a frame with a mount's number and bytes as they stand, cut into several frames of whole records
-   /// where they are too many for one. Returns the number of frames.
+   /// where they are too many for one. A record that is too large for any is left out, and traced at level 0.
+   /// Returns the number of frames.
    Vok::U32 sendRecords(Vok::U32 mount, Bytes records);
 
    /// Bytes that wait.
