@@ -84,7 +84,10 @@ void Connection::flush() {
       if (sent < 0) {
          if (errno == EINTR)
             continue;
-         // A broken connection is told of when its last words have been read.
+         // Whoever takes nothing any more may still have something to say: the end is told of when that has
+         // been read.
+         if (errno == EPIPE)
+            outStart_ = out_.size();
          break;
       }
       outStart_ += static_cast<std::size_t>(sent);
@@ -100,10 +103,17 @@ void Connection::flush() {
       out_.erase(out_.begin(), out_.begin() + static_cast<std::ptrdiff_t>(outStart_));
       outStart_ = 0;
    }
-   if (const bool wait = queued() > 0; wait != waiting_) {
-      waiting_ = wait;
-      watch_.eventsIs(Vok::Activity::readable | (wait ? Vok::Activity::writable : 0));
-   }
+   if (const bool wait = queued() > 0; std::exchange(waiting_, wait) != wait)
+      watch();
+}
+
+void Connection::readingIs(bool reading) {
+   if (std::exchange(reading_, reading) != reading && isOpen())
+      watch();
+}
+
+void Connection::watch() {
+   watch_.eventsIs((reading_ ? Vok::Activity::readable : 0) | (waiting_ ? Vok::Activity::writable : 0));
 }
 
 void Connection::close() {

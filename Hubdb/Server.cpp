@@ -83,9 +83,12 @@ void Server::ended(Peer& peer) {
 void Server::turnEnd() {
    gone_.clear();
    roots_->turnEnd();
-   for (const auto& peer : peers_)
-      if (peer->connection().queued() > 0)
-         peer->connection().flush();
+   for (const auto& peer : peers_) {
+      Connection& connection = peer->connection();
+      if (connection.queued() > 0)
+         connection.flush();
+      connection.readingIs(connection.queued() <= setting_.queueLimit);
+   }
    if (roots_->hasMore())
       activity_.post([] {});
 }
