@@ -31,9 +31,9 @@ void RouteConfigMergeSm::handleInitialized() {
 }
 
 void RouteConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " name " << name;
-   vokAssert(initialized());
    if (!configDir()->entityPtrHas(name))
       stopOnRemoval(trace, name);
    pendingMountIs(name);
@@ -41,9 +41,9 @@ void RouteConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
 }
 
 void RouteConfigMergeSm::handleConfigSource(const Vok::Name& source) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " source " << source;
-   vokAssert(initialized());
    const Vok::Ptr<RouteConfigInput> input = config(source);
    if (!input) {
       if (auto line = trace.at(0))
@@ -58,9 +58,9 @@ void RouteConfigMergeSm::handleConfigSource(const Vok::Name& source) {
 }
 
 void RouteConfigMergeSm::handleConfigEntry(const Vok::Name& source, const RouteKeyAndMetric& key) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " source " << source << " key " << key;
-   vokAssert(initialized());
    const Vok::Ptr<RouteConfigInput> input = config(source);
    if (input && input->routeHas(key)) {
       sourceSetIs(key)->sourceIs(source, true);
@@ -73,9 +73,9 @@ void RouteConfigMergeSm::handleConfigEntry(const Vok::Name& source, const RouteK
 }
 
 void RouteConfigMergeSm::setOutputForEntry(const RouteKeyAndMetric& key) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " key " << key;
-   vokAssert(initialized());
    const Vok::Ptr<SourceSet> sources = sourceSet(key);
    const Vok::U32 count = sources ? sources->sources() : 0;
    if (count != 1) {
@@ -100,9 +100,9 @@ void RouteConfigMergeSm::setOutputForEntry(const RouteKeyAndMetric& key) {
 }
 
 void RouteConfigMergeSm::handlePendingMount() {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " pendingMounts " << pendingMounts();
-   vokAssert(initialized());
    if (!pendingMounts())
       mergedConfig()->readyIs(true);
 }

@@ -31,9 +31,9 @@ void VrfLabelConfigMergeSm::handleInitialized() {
 }
 
 void VrfLabelConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " name " << name;
-   vokAssert(initialized());
    if (!configDir()->entityPtrHas(name))
       stopOnRemoval(trace, name);
    pendingMountIs(name);
@@ -41,9 +41,9 @@ void VrfLabelConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
 }
 
 void VrfLabelConfigMergeSm::handleConfigSource(const Vok::Name& source) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " source " << source;
-   vokAssert(initialized());
    const Vok::Ptr<VrfLabelConfigInput> input = config(source);
    if (!input) {
       if (auto line = trace.at(0))
@@ -58,10 +58,10 @@ void VrfLabelConfigMergeSm::handleConfigSource(const Vok::Name& source) {
 }
 
 void VrfLabelConfigMergeSm::handleConfigEntry(const Vok::Name& source, Kinet::MplsLabel label) {
+   vokAssert(initialized());
    if (auto line = trace.at(8))
       line << "handleConfigEntry"
            << " for " << source << ", label " << label;
-   vokAssert(initialized());
    const Vok::Ptr<VrfLabelConfigInput> input = config(source);
    if (!input) {
       if (auto line = trace.at(0))
@@ -78,10 +78,10 @@ void VrfLabelConfigMergeSm::handleConfigEntry(const Vok::Name& source, Kinet::Mp
 }
 
 void VrfLabelConfigMergeSm::setOutputForEntry(Kinet::MplsLabel label) {
+   vokAssert(initialized());
    if (auto line = trace.at(8))
       line << "setOutputForEntry"
            << " for label " << label;
-   vokAssert(initialized());
    VrfLabel priorityEntry;
    Vok::Name activeSource;
    bool priorityDynamic = false;
@@ -122,9 +122,9 @@ void VrfLabelConfigMergeSm::setOutputForEntry(Kinet::MplsLabel label) {
 }
 
 void VrfLabelConfigMergeSm::handlePendingMount() {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " pendingMounts " << pendingMounts();
-   vokAssert(initialized());
    if (!pendingMounts())
       mergedConfig()->readyIs(true);
 }
