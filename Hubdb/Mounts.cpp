@@ -226,6 +226,7 @@ bool EntityManager::Mounts::hasUnsent() const {
 }
 
 void EntityManager::Mounts::turnEnds() {
+   const auto keepAlive = this->keepAlive();
    resolveReferences();
    flush();
 }

@@ -346,13 +346,11 @@ void LabelManagerSm::removeLabelBlock(const Vok::Name& client, const Vok::String
 void LabelManagerSm::handleRangeExhausted() {
    if (auto line = trace.entry(8))
       line << " rangeExhausted " << rangeExhausted();
-   // While the allocator is being changed, the end of handleLabelRange serves every request.
-   if (!initialized() || !mplsConfig()->mplsRouting() || !allocValid())
-      return;
-   if (!requestBacklog() || rangeExhausted())
+   if (!initialized() || !mplsConfig()->mplsRouting() || !requestBacklog() || rangeExhausted())
       return;
    requestBacklogIs(false);
-   handleLabelRequest();
+   if (allocValid()) // otherwise the range is being changed: the end of handleLabelRange serves every request
+      handleLabelRequest();
 }
 
 } // namespace Mpls

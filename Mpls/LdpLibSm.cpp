@@ -5,6 +5,8 @@
 #include "Vok/Assert.h"
 #include "Vok/Trace.h"
 
+#include <optional>
+
 namespace Ldp {
 
 // Identifiers.
@@ -49,6 +51,13 @@ namespace {
 
 constinit Vok::TraceFacility trace("LdpLibSm");
 
+/// Calls visit( ldpIdentifier, table ) for each peer that has a table.
+template <class Visit>
+void forEachPeer(const Mpls::LabelBindingTableColl& tables, Visit visit) {
+   for (const auto& [routerId, table] : tables.bindingTableEach())
+      visit(LdpIdentifier(routerId.rtrId(), routerId.lblSpace()), *table);
+}
+
 /// Calls visit( fec, label ) for each label in a table.
 template <class Visit>
 void forEachLabel(const Mpls::LabelBindingTable& table, Visit visit) {
@@ -65,32 +74,50 @@ void forEachLastUpdate(const Mpls::LabelBindingTable& table, Visit visit) {
          visit(fec);
 }
 
-// What a row of labels or times says, and what its absence says.
+/// The binding table that a row is about: this router's own, or that of a peer, which is there while it
+/// carries something.
+class Bindings {
+  public:
+   explicit Bindings(LdpLibConsumerSm& sm) : sm_(sm) {}
+   Bindings(LdpLibConsumerSm& sm, const LdpIdentifier& peer) : sm_(sm), peer_(toRouterId(peer)) {}
 
-void labelIs(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec,
-             Kinet::MplsLabel label) {
-   table->bindingIs(fec)->mplsLabelIs(label, true);
-}
+   Vok::Ptr<Mpls::LabelBindingTable> table() const {
+      return peer_ ? sm_.peerLabelBindingTableColl()->bindingTable(*peer_) : sm_.localLabelBindingTable();
+   }
+   Vok::Ptr<Mpls::LabelBindingTable> tableIs() const {
+      return peer_ ? sm_.peerLabelBindingTableColl()->bindingTableIs(*peer_) : sm_.localLabelBindingTable();
+   }
+   void prune(const Mpls::FwdEqvClass& fec) const {
+      peer_ ? sm_.deleteUnusedPeerTable(*peer_, fec) : sm_.deleteUnusedBinding(table(), fec);
+   }
 
-void labelDel(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec,
-              Kinet::MplsLabel label) {
-   if (const auto labelSet = table ? table->binding(fec) : nullptr)
-      labelSet->mplsLabelDel(label);
-}
+   void settleLabel(const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label, bool isBound) const {
+      settle(fec, isBound, [&](Mpls::FecLabelSet& labelSet) {
+         isBound ? labelSet.mplsLabelIs(label, true) : labelSet.mplsLabelDel(label);
+      });
+   }
+   /// `time` counts only when there is a row.
+   void settleLastUpdate(const Mpls::FwdEqvClass& fec, double time, bool isThere) const {
+      settle(fec, isThere, [&](Mpls::FecLabelSet& labelSet) { labelSet.lastUpdateIs(isThere ? time : 0.0); });
+   }
 
-void lastUpdateIs(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec, double time) {
-   table->bindingIs(fec)->lastUpdateIs(time);
-}
+  private:
+   /// Changes the label set of a FEC as its row says, or as the absence of the row does.
+   template <class Change>
+   void settle(const Mpls::FwdEqvClass& fec, bool isThere, Change change) const {
+      if (isThere) {
+         change(*tableIs()->bindingIs(fec));
+         return;
+      }
+      const auto found = table();
+      if (const auto labelSet = found ? found->binding(fec) : nullptr)
+         change(*labelSet);
+      prune(fec);
+   }
 
-void lastUpdateDel(const Vok::Ptr<Mpls::LabelBindingTable>& table, const Mpls::FwdEqvClass& fec) {
-   if (const auto labelSet = table ? table->binding(fec) : nullptr)
-      labelSet->lastUpdateIs(0.0);
-}
-
-/// The inverse of toRouterId().
-LdpIdentifier toLdpIdentifier(const Mpls::RouterId& routerId) {
-   return LdpIdentifier(routerId.rtrId(), routerId.lblSpace());
-}
+   LdpLibConsumerSm& sm_;
+   const std::optional<Mpls::RouterId> peer_; // none: this router
+};
 
 } // namespace
 
@@ -140,13 +167,8 @@ void LdpLibConsumerSm::handleLocalLbtLabel(const LdpLocalLbtLabelKey& key) {
       line << " fec: " << key.fwdEqvClass() << " label: " << key.label();
    if (!initialized())
       return;
-   const auto table = localLabelBindingTable();
-   if (Pooltab::checkedHas(pooltabLbtColl()->localLbtLabelTable(), key)) {
-      labelIs(table, key.fwdEqvClass(), key.label());
-   } else {
-      labelDel(table, key.fwdEqvClass(), key.label());
-      deleteUnusedBinding(table, key.fwdEqvClass());
-   }
+   const bool isBound = Pooltab::checkedHas(pooltabLbtColl()->localLbtLabelTable(), key);
+   Bindings(*this).settleLabel(key.fwdEqvClass(), key.label(), isBound);
 }
 
 void LdpLibConsumerSm::handleLocalLbtFilteredFec(const Mpls::FwdEqvClass& fec) {
@@ -165,14 +187,9 @@ void LdpLibConsumerSm::handleLocalLbtLastUpdate(const Mpls::FwdEqvClass& fec) {
       line << " fec: " << fec;
    if (!initialized())
       return;
-   const auto table = localLabelBindingTable();
-   LdpLocalLbtLastUpdateEntry entry;
-   if (Pooltab::checkedFind(pooltabLbtColl()->localLbtLastUpdateTable(), fec, entry)) {
-      lastUpdateIs(table, fec, entry.lastUpdate());
-   } else {
-      lastUpdateDel(table, fec);
-      deleteUnusedBinding(table, fec);
-   }
+   LdpLocalLbtLastUpdateEntry row;
+   const bool isThere = Pooltab::checkedFind(pooltabLbtColl()->localLbtLastUpdateTable(), fec, row);
+   Bindings(*this).settleLastUpdate(fec, row.lastUpdate(), isThere);
 }
 
 // Rows of its peers.
@@ -183,14 +200,8 @@ void LdpLibConsumerSm::handlePeerLbtLabel(const LdpPeerLbtLabelKey& key) {
            << " label: " << key.label();
    if (!initialized())
       return;
-   const auto tables = peerLabelBindingTableColl();
-   const Mpls::RouterId routerId = toRouterId(key.ldpIdentifier());
-   if (Pooltab::checkedHas(pooltabLbtColl()->peerLbtLabelTable(), key)) {
-      labelIs(tables->bindingTableIs(routerId), key.fwdEqvClass(), key.label());
-   } else {
-      labelDel(tables->bindingTable(routerId), key.fwdEqvClass(), key.label());
-      deleteUnusedPeerTable(routerId, key.fwdEqvClass());
-   }
+   const bool isBound = Pooltab::checkedHas(pooltabLbtColl()->peerLbtLabelTable(), key);
+   Bindings(*this, key.ldpIdentifier()).settleLabel(key.fwdEqvClass(), key.label(), isBound);
 }
 
 void LdpLibConsumerSm::handlePeerLbtFilteredFec(const LdpIdentifierFecKey& key) {
@@ -198,15 +209,14 @@ void LdpLibConsumerSm::handlePeerLbtFilteredFec(const LdpIdentifierFecKey& key) 
       line << " ldpIdentifier: " << key.ldpIdentifier() << " fec: " << key.fwdEqvClass();
    if (!initialized())
       return;
-   const auto tables = peerLabelBindingTableColl();
-   const Mpls::RouterId routerId = toRouterId(key.ldpIdentifier());
+   const Bindings peer(*this, key.ldpIdentifier());
    if (Pooltab::checkedHas(pooltabLbtColl()->peerLbtFilteredFecTable(), key)) {
-      tables->bindingTableIs(routerId)->filteredFecIs(key.fwdEqvClass(), true);
-   } else {
-      if (const auto table = tables->bindingTable(routerId))
-         table->filteredFecDel(key.fwdEqvClass());
-      deleteUnusedPeerTable(routerId, key.fwdEqvClass());
+      peer.tableIs()->filteredFecIs(key.fwdEqvClass(), true);
+      return;
    }
+   if (const auto table = peer.table())
+      table->filteredFecDel(key.fwdEqvClass());
+   peer.prune(key.fwdEqvClass());
 }
 
 void LdpLibConsumerSm::handlePeerLbtLastUpdate(const LdpIdentifierFecKey& key) {
@@ -214,15 +224,9 @@ void LdpLibConsumerSm::handlePeerLbtLastUpdate(const LdpIdentifierFecKey& key) {
       line << " ldpIdentifier: " << key.ldpIdentifier() << " fec: " << key.fwdEqvClass();
    if (!initialized())
       return;
-   const auto tables = peerLabelBindingTableColl();
-   const Mpls::RouterId routerId = toRouterId(key.ldpIdentifier());
-   LdpPeerLbtLastUpdateEntry entry;
-   if (Pooltab::checkedFind(pooltabLbtColl()->peerLbtLastUpdateTable(), key, entry)) {
-      lastUpdateIs(tables->bindingTableIs(routerId), key.fwdEqvClass(), entry.lastUpdate());
-   } else {
-      lastUpdateDel(tables->bindingTable(routerId), key.fwdEqvClass());
-      deleteUnusedPeerTable(routerId, key.fwdEqvClass());
-   }
+   LdpPeerLbtLastUpdateEntry row;
+   const bool isThere = Pooltab::checkedFind(pooltabLbtColl()->peerLbtLastUpdateTable(), key, row);
+   Bindings(*this, key.ldpIdentifier()).settleLastUpdate(key.fwdEqvClass(), row.lastUpdate(), isThere);
 }
 
 // Whole tables: what was taken from rows that are gone goes first, then comes what the rows say.
@@ -230,12 +234,11 @@ void LdpLibConsumerSm::handlePeerLbtLastUpdate(const LdpIdentifierFecKey& key) {
 void LdpLibConsumerSm::handleLocalLbtLabels() {
    if (!initialized())
       return;
-   const auto table = localLabelBindingTable();
-   forEachLabel(*table, [this](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
+   forEachLabel(*localLabelBindingTable(), [this](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
       handleLocalLbtLabel(LdpLocalLbtLabelKey(fec, label));
    });
-   Pooltab::checkedWalkAll(pooltabLbtColl()->localLbtLabelTable(), [&](const LdpLocalLbtLabelEntry& row) {
-      labelIs(table, row.key().fwdEqvClass(), row.key().label());
+   Pooltab::checkedWalkAll(pooltabLbtColl()->localLbtLabelTable(), [this](const LdpLocalLbtLabelEntry& row) {
+      Bindings(*this).settleLabel(row.key().fwdEqvClass(), row.key().label(), true);
    });
 }
 
@@ -252,59 +255,57 @@ void LdpLibConsumerSm::handleLocalLbtFilteredFecs() {
 void LdpLibConsumerSm::handleLocalLbtLastUpdates() {
    if (!initialized())
       return;
-   const auto table = localLabelBindingTable();
-   forEachLastUpdate(*table, [this](const Mpls::FwdEqvClass& fec) { handleLocalLbtLastUpdate(fec); });
-   Pooltab::checkedWalkAll(
-       pooltabLbtColl()->localLbtLastUpdateTable(),
-       [&](const LdpLocalLbtLastUpdateEntry& row) { lastUpdateIs(table, row.key(), row.lastUpdate()); });
+   forEachLastUpdate(*localLabelBindingTable(),
+                     [this](const Mpls::FwdEqvClass& fec) { handleLocalLbtLastUpdate(fec); });
+   Pooltab::checkedWalkAll(pooltabLbtColl()->localLbtLastUpdateTable(),
+                           [this](const LdpLocalLbtLastUpdateEntry& row) {
+                              Bindings(*this).settleLastUpdate(row.key(), row.lastUpdate(), true);
+                           });
 }
 
 void LdpLibConsumerSm::handlePeerLbtLabels() {
    if (!initialized())
       return;
-   const auto tables = peerLabelBindingTableColl();
-   for (const auto& [routerId, table] : tables->bindingTableEach()) {
-      const LdpIdentifier peer = toLdpIdentifier(routerId);
-      forEachLabel(*table, [&](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
-         handlePeerLbtLabel(LdpPeerLbtLabelKey(peer, fec, label));
-      });
-   }
-   Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtLabelTable(), [&](const LdpPeerLbtLabelEntry& row) {
-      labelIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())), row.key().fwdEqvClass(),
-              row.key().label());
+   forEachPeer(*peerLabelBindingTableColl(),
+               [this](const LdpIdentifier& peer, const Mpls::LabelBindingTable& table) {
+                  forEachLabel(table, [&](const Mpls::FwdEqvClass& fec, Kinet::MplsLabel label) {
+                     handlePeerLbtLabel(LdpPeerLbtLabelKey(peer, fec, label));
+                  });
+               });
+   Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtLabelTable(), [this](const LdpPeerLbtLabelEntry& row) {
+      Bindings(*this, row.key().ldpIdentifier())
+          .settleLabel(row.key().fwdEqvClass(), row.key().label(), true);
    });
 }
 
 void LdpLibConsumerSm::handlePeerLbtFilteredFecs() {
    if (!initialized())
       return;
-   const auto tables = peerLabelBindingTableColl();
-   for (const auto& [routerId, table] : tables->bindingTableEach()) {
-      const LdpIdentifier peer = toLdpIdentifier(routerId);
-      for (const auto& [fec, isIn] : table->filteredFecEach())
-         handlePeerLbtFilteredFec(LdpIdentifierFecKey(peer, fec));
-   }
+   forEachPeer(*peerLabelBindingTableColl(),
+               [this](const LdpIdentifier& peer, const Mpls::LabelBindingTable& table) {
+                  for (const auto& [fec, isIn] : table.filteredFecEach())
+                     handlePeerLbtFilteredFec(LdpIdentifierFecKey(peer, fec));
+               });
    Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtFilteredFecTable(),
-                           [&](const LdpIdentifierFecEntry& row) {
-                              tables->bindingTableIs(toRouterId(row.key().ldpIdentifier()))
-                                  ->filteredFecIs(row.key().fwdEqvClass(), true);
+                           [this](const LdpIdentifierFecEntry& row) {
+                              const Bindings peer(*this, row.key().ldpIdentifier());
+                              peer.tableIs()->filteredFecIs(row.key().fwdEqvClass(), true);
                            });
 }
 
 void LdpLibConsumerSm::handlePeerLbtLastUpdates() {
    if (!initialized())
       return;
-   const auto tables = peerLabelBindingTableColl();
-   for (const auto& [routerId, table] : tables->bindingTableEach()) {
-      const LdpIdentifier peer = toLdpIdentifier(routerId);
-      forEachLastUpdate(*table, [&](const Mpls::FwdEqvClass& fec) {
-         handlePeerLbtLastUpdate(LdpIdentifierFecKey(peer, fec));
-      });
-   }
+   forEachPeer(*peerLabelBindingTableColl(),
+               [this](const LdpIdentifier& peer, const Mpls::LabelBindingTable& table) {
+                  forEachLastUpdate(table, [&](const Mpls::FwdEqvClass& fec) {
+                     handlePeerLbtLastUpdate(LdpIdentifierFecKey(peer, fec));
+                  });
+               });
    Pooltab::checkedWalkAll(pooltabLbtColl()->peerLbtLastUpdateTable(),
-                           [&](const LdpPeerLbtLastUpdateEntry& row) {
-                              lastUpdateIs(tables->bindingTableIs(toRouterId(row.key().ldpIdentifier())),
-                                           row.key().fwdEqvClass(), row.lastUpdate());
+                           [this](const LdpPeerLbtLastUpdateEntry& row) {
+                              const Bindings peer(*this, row.key().ldpIdentifier());
+                              peer.settleLastUpdate(row.key().fwdEqvClass(), row.lastUpdate(), true);
                            });
 }
 

@@ -39,27 +39,24 @@ void LfibIpLookupSm::handleRouteKeyBacklog(const RouteKey& routeKey) {
    trackingStatus()->routeKeyBacklogDel(routeKey);
    const Kinet::MplsLabel label = routeKey.topLabel();
    const LfibIpLookupStatusLabelVrfAf none, old = vrfAf(label), mapping = mappingOf(routeKey);
-   const auto traceUpdate = [](const LfibIpLookupStatusLabelVrfAf& to) {
-      if (auto line = trace.entry(1))
-         line << " updating mapping label=" << to.label() << " vrfName=" << to.vrfName()
-              << " af=" << to.payloadType();
-   };
-   if (mapping != none) {
-      if (mapping == old) {
+   if (mapping == old) {
+      if (mapping != none)
          if (auto line = trace.entry(1))
             line << " no change for label=" << label;
-         return;
-      }
-      traceUpdate(mapping);
-      vrfAfIs(mapping);
-      if (old != none)
-         ipLookupStatus()->labelVrfAfDel(old);
-      ipLookupStatus()->labelVrfAfIs(mapping, true);
-   } else if (old != none) {
-      traceUpdate(old);
-      vrfAfDel(label);
-      ipLookupStatus()->labelVrfAfDel(old);
+      return;
    }
+   const LfibIpLookupStatusLabelVrfAf& told = mapping != none ? mapping : old;
+   if (auto line = trace.entry(1))
+      line << " updating mapping label=" << told.label() << " vrfName=" << told.vrfName()
+           << " af=" << told.payloadType();
+   if (mapping != none)
+      vrfAfIs(mapping);
+   else
+      vrfAfDel(label);
+   if (old != none)
+      ipLookupStatus()->labelVrfAfDel(old);
+   if (mapping != none)
+      ipLookupStatus()->labelVrfAfIs(mapping, true);
 }
 
 LfibIpLookupStatusLabelVrfAf LfibIpLookupSm::mappingOf(const RouteKey& routeKey) const {

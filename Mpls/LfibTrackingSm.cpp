@@ -11,33 +11,35 @@ namespace {
 
 constinit Vok::TraceFacility trace("LfibTrackingSm");
 
-/// Settles every key of `known` that has no row any more, and then every row of the table.
+/// Calls settle( key, find ) for every key of `known` that has no row any more, and then for every row of the
+/// table; find() gives the row, or null.
 template <class Row, class Known, class Settle>
 void settleAll(const Pooltab::Collection<Row>& table, const Known& known, Settle settle) {
    Row row;
    for (const auto& entry : known)
-      if (!Pooltab::checkedFind(table, entry.key, row))
-         settle(entry.key, nullptr);
-   Pooltab::checkedWalk(table, [&](const Row& row) { settle(row.key(), &row); });
+      if (const bool exists = Pooltab::checkedFind(table, entry.key, row); !exists)
+         settle(entry.key, [&] { return exists ? &std::as_const(row) : nullptr; });
+   Pooltab::checkedWalk(table, [&](const Row& row) { settle(row.key(), [&row] { return &row; }); });
 }
 
-/// `route` is the row of the key, or null.
-void settle(LfibTrackingSm& sm, const RouteKey& routeKey, const LfibRoute* route) {
+template <class Find>
+void settleRoute(LfibTrackingSm& sm, const RouteKey& routeKey, Find find) {
    if (auto line = trace.at(8, sm.smTraceName()))
       line << "handleLfibRoute"
            << " routeKey " << routeKey;
    sm.delRouteKeyViaSetKeyMapping(routeKey);
-   if (route)
+   if (const LfibRoute* const route = find())
       sm.addRouteKeyViaSetKeyMapping(routeKey, route->viaSetKey());
    sm.addRouteKeyBacklog(routeKey);
 }
 
-void settle(LfibTrackingSm& sm, const LfibViaSetKey& viaSetKey, const LfibViaSet* viaSet) {
+template <class Find>
+void settleViaSet(LfibTrackingSm& sm, const LfibViaSetKey& viaSetKey, Find find) {
    if (auto line = trace.at(8, sm.smTraceName()))
       line << "handleViaSet"
            << " viaSetKey " << viaSetKey;
    sm.delViaSetKeyViaKeyMapping(viaSetKey);
-   if (viaSet)
+   if (const LfibViaSet* const viaSet = find())
       for (const auto [slot, viaKey] : viaSet->viaKeyEach())
          sm.addViaSetKeyViaKeyMapping(viaSetKey, viaKey);
    sm.maybeAddBacklogByViaSetKey(viaSetKey);
@@ -65,16 +67,18 @@ void LfibTrackingSm::handleInitialized() {
 void LfibTrackingSm::handleLfibRoute(const RouteKey& routeKey) {
    vokAssert(initialized());
    LfibRoute route;
-   const bool exists = Pooltab::checkedFind(lfibStatus()->lfibRouteTable(), routeKey, route);
-   settle(*this, routeKey, exists ? &route : nullptr);
+   settleRoute(*this, routeKey, [&] {
+      return Pooltab::checkedFind(lfibStatus()->lfibRouteTable(), routeKey, route) ? &route : nullptr;
+   });
 }
 
 void LfibTrackingSm::handleViaSet(const LfibViaSetKey& viaSetKey) {
    if (!initialized())
       return;
    LfibViaSet viaSet;
-   const bool exists = Pooltab::checkedFind(lfibStatus()->viaSetTable(), viaSetKey, viaSet);
-   settle(*this, viaSetKey, exists ? &viaSet : nullptr);
+   settleViaSet(*this, viaSetKey, [&] {
+      return Pooltab::checkedFind(lfibStatus()->viaSetTable(), viaSetKey, viaSet) ? &viaSet : nullptr;
+   });
 }
 
 void LfibTrackingSm::handleVia(const LfibViaKey& viaKey) {
@@ -89,15 +93,13 @@ void LfibTrackingSm::handleVia(const LfibViaKey& viaKey) {
 void LfibTrackingSm::handleLfibRoutes() {
    vokAssert(initialized());
    settleAll(lfibStatus()->lfibRouteTable(), routeKeyToViaSetKeyEach(),
-             [this](const RouteKey& routeKey, const LfibRoute* route) { settle(*this, routeKey, route); });
+             [this](const RouteKey& routeKey, auto find) { settleRoute(*this, routeKey, find); });
 }
 
 void LfibTrackingSm::handleViaSets() {
    vokAssert(initialized());
    settleAll(lfibStatus()->viaSetTable(), viaSetKeyToViaKeySetEach(),
-             [this](const LfibViaSetKey& viaSetKey, const LfibViaSet* viaSet) {
-                settle(*this, viaSetKey, viaSet);
-             });
+             [this](const LfibViaSetKey& viaSetKey, auto find) { settleViaSet(*this, viaSetKey, find); });
 }
 
 void LfibTrackingSm::handleVias() {

@@ -52,19 +52,14 @@ class HashMap {
    HashMap() = default;
    HashMap(const HashMap&) = delete;
    HashMap& operator=(const HashMap&) = delete;
-   ~HashMap() { drop(); }
+   ~HashMap() { destroyEntries(); }
 
    std::size_t size() const { return live_; }
    bool empty() const { return live_ == 0; }
    bool has(const K& key) const { return find(key) != nullptr; }
 
    /// The value under the key, or null. Valid until a key is added or this one is removed.
-   const V* find(const K& key) const {
-      if (live_ == 0)
-         return nullptr;
-      const Node* found = findHashed(key, placeHash(key));
-      return found ? &found->value : nullptr;
-   }
+   const V* find(const K& key) const { return live_ == 0 ? nullptr : find(key, placeHash(key)); }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
 
    /// The value under the key, made by default when there is none; `added` tells which.
@@ -76,18 +71,25 @@ class HashMap {
    }
 
    /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
-   bool is(const K& key, V value) {
-      bool added = false;
-      V& stored = obtain(key, added);
-      if (!added && stored == value)
-         return false;
-      stored = std::move(value);
-      return true;
-   }
+   bool is(const K& key, V value) { return is(key, placeHash(key), std::move(value)); }
 
    /// Removes an entry and its value. Returns false when there was none.
-   bool del(const K& key) {
-      const U32 hash = placeHash(key);
+   bool del(const K& key) { return live_ != 0 && del(key, placeHash(key)); }
+
+   // The same for who looks a key up several times: `hash` is its placeHash().
+
+   const V* find(const K& key, U32 hash) const {
+      const Node* found = findHashed(key, hash);
+      return found ? &found->value : nullptr;
+   }
+   bool is(const K& key, U32 hash, V value) {
+      Node* found = const_cast<Node*>(findHashed(key, hash));
+      if (found && found->value == value)
+         return false;
+      (found ? *found : append(key, hash)).value = std::move(value);
+      return true;
+   }
+   bool del(const K& key, U32 hash) {
       Node* found = const_cast<Node*>(findHashed(key, hash));
       if (!found)
          return false;
@@ -213,18 +215,23 @@ class HashMap {
 
    // A place of the index holds the number of an entry plus one in its low bits, and above them as many low
    // bits of its hash as there is room for; the other bits of the hash are the home. So one word answers most
-   // misses, and a hit looks at one word and one entry.
+   // misses, and a hit looks at one word and one entry. The place of an entry that was removed keeps a word
+   // that names none, so that searches go on behind it: closing the gap would mean to look at every entry
+   // behind it. Such places are taken again by new keys; since removed entries count in used_, there are
+   // never more places in use than the index is made for.
    U32 lowMask() const { return (U32(1) << spill_->bits) - 1; }
+   U32 goneWord() const { return lowMask(); }
    U32 home(U32 hash) const { return hash >> (32 - spill_->bits); }
    U32 next(U32 place) const { return (place + 1) & lowMask(); }
    U32 numberAt(U32 place) const { return (spill_->places()[place] & lowMask()) - 1; }
    bool mayName(U32 place, U32 hash) const {
-      return ((spill_->places()[place] ^ (hash << spill_->bits)) & ~lowMask()) == 0;
+      const U32 word = spill_->places()[place];
+      return ((word ^ (hash << spill_->bits)) & ~lowMask()) == 0 && word != goneWord();
    }
 
    void indexIs(U32 hash, U32 number) {
       U32 place = home(hash);
-      while (spill_->places()[place] != 0)
+      while (spill_->places()[place] != 0 && spill_->places()[place] != goneWord())
          place = next(place);
       spill_->places()[place] = hash << spill_->bits | (number + 1);
    }
@@ -235,26 +242,22 @@ class HashMap {
          spill_->index.reset(allocateBlock(sizeof(U32) << bits));
       spill_->bits = bits;
       std::fill_n(spill_->places(), std::size_t(1) << bits, 0);
-      for (U32 at = 0; at < used_; ++at)
+      constexpr U32 ahead = 16; // entries follow one another in memory, their places do not
+      for (U32 at = 0; at < used_; ++at) {
+         if (at + ahead < used_)
+            __builtin_prefetch(&spill_->places()[home(hashOfEntry(entry(at + ahead)))], 1);
          if (isLive(at))
             indexIs(hashOfEntry(entry(at)), at);
+      }
    }
 
-   /// Takes an entry out of the index, closes the gap, and returns its number.
+   /// Takes an entry out of the index and returns its number.
    U32 unindex(const Node& removed, U32 hash) {
-      U32* const index = spill_->places();
-      U32 hole = home(hash);
-      while (!mayName(hole, hash) || &entry(numberAt(hole)) != &removed)
-         hole = next(hole);
-      const U32 number = numberAt(hole);
-      for (U32 place = next(hole); index[place] != 0; place = next(place)) {
-         const U32 wanted = home(hashOfEntry(entry(numberAt(place))));
-         if (((place - wanted) & lowMask()) < ((place - hole) & lowMask()))
-            continue;
-         index[hole] = index[place];
-         hole = place;
-      }
-      index[hole] = 0;
+      U32 place = home(hash);
+      while (!mayName(place, hash) || &entry(numberAt(place)) != &removed)
+         place = next(place);
+      const U32 number = numberAt(place);
+      spill_->places()[place] = spill_->places()[next(place)] == 0 ? 0 : goneWord();
       return number;
    }
 
@@ -277,13 +280,21 @@ class HashMap {
          reindex();
    }
 
-   /// Forgets the entries; the memory is kept for the next.
+   /// Forgets the entries; the memory is kept for the next, but for an index that is far too large for so
+   /// few.
    void drop() {
-      for (U32 at = 0; at < used_; ++at)
-         std::destroy_at(&entry(at));
+      destroyEntries();
+      if (isIndexed() && used_ < lowMask() / 16)
+         spill_->index.reset();
+      else if (isIndexed())
+         std::fill_n(spill_->places(), std::size_t(1) << spill_->bits, 0);
       used_ = 0;
       if (spill_)
          spill_->removed.clear();
+   }
+   void destroyEntries() {
+      for (U32 at = 0; at < used_; ++at)
+         std::destroy_at(&entry(at));
    }
 
    /// A walk has ended. What was emptied under it is forgotten, or each further walk would pass it again.

@@ -54,6 +54,16 @@ TEST(RestartTest, everyReaderEqualsItsOwnerAfterwards) {
    }
 }
 
+/// A file of the system that can be opened and not read.
+TEST(RestartTest, aStateThatCannotBeReadIsNotCut) {
+   try {
+      Hubdb::StateFile("/proc/self/mem", false, [](Hubdb::JournalKind, Vok::U32, Hubdb::Bytes) {});
+      FAIL();
+   } catch (const Vok::Error& error) {
+      EXPECT_STREQ(error.what(), "state file '/proc/self/mem': reading: Input/output error");
+   }
+}
+
 /// What was acknowledged is there when owner and server are both gone.
 TEST(RestartTest, nothingAcknowledgedIsLost) {
    TemporaryFolder folder;

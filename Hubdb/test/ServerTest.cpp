@@ -138,6 +138,21 @@ TEST_F(ServerTest, aSlowReaderCatchesUpAndHoldsNobodyBack) {
    }));
 }
 
+TEST_F(ServerTest, aValueThatIsTooLargeKeepsNothingElseBack) {
+   const Vok::TraceCapture lines("HubdbConnection/0");
+   Program owner = program(), reader = program();
+   const auto source = owner.own<Source>("routing/a");
+   ASSERT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), MountStatus::success);
+   source->noteIs(Vok::Name("first"), "1");
+   source->noteIs(Vok::Name("large"), std::string(2 << 20, 'x'));
+   source->countIs(9);
+   const auto read = reader.manager->get<Source>("routing/a");
+   EXPECT_TRUE(turnUntil(activity, [&] { return read->count() == 9; }));
+   EXPECT_TRUE(owner.safe());
+   EXPECT_EQ(read->notes(), 1u);
+   EXPECT_EQ(lines.lines().size(), 1u);
+}
+
 TEST_F(ServerTest, anotherDeclarationIsRefusedWithBothFingerprints) {
    struct Listener : Hubdb::LinkClient {
       Hubdb::Link* link = nullptr;

@@ -222,6 +222,11 @@ TEST_F(LabelManagerTest, whatIsReleasedIsGivenToWhoWaits) {
    EXPECT_EQ(blocks(), (Blocks{{{"b", "r0"}, 16}}));
    EXPECT_TRUE(capture.lines().back().ends_with(" r0 was added, index: 0"));
    EXPECT_FALSE(sm->requestBacklog());
+   requestsAre("b", 2);
+   EXPECT_TRUE(sm->requestBacklog());
+   rangeIs(16, 2 * 16384);
+   EXPECT_EQ(blocks().size(), 2u);
+   EXPECT_FALSE(sm->requestBacklog());
 }
 
 TEST_F(LabelManagerTest, brokenRulesStopTheProcessAndBadNumbersDoNot) {

@@ -20,16 +20,18 @@ class Published final : public LfibIpLookupStatus::Notifiee {
 class LfibIpLookupTest : public ReadingFixture {
   protected:
    static constexpr auto source = LFib::Source::lfibSourceLdp;
-   static LfibViaKey viaKey(Vok::U32 number) { return {source, viaTypeIpLookup_, number}; }
+   static LfibViaKey viaKey(Vok::U32 number, LfibViaType type = viaTypeIpLookup_) {
+      return {source, type, number};
+   }
    void route(Vok::U32 label, Vok::U32 viaSet, LfibViaType type = viaTypeIpLookup_) const {
       const LfibViaSetKey key(source, viaSet, type, LfibViaSetType::unicast);
       lfib->lfibRouteIs({labelKey(label), key, source, FwdEqvClass(), RouteMetric(0)});
    }
-   void viaSet(Vok::U32 number, bool withVia = true) const {
+   void viaSet(Vok::U32 number, Vok::U32 vias = 1, LfibViaType type = viaTypeIpLookup_) const {
       LfibViaSet row;
-      row.keyIs({source, number, viaTypeIpLookup_, LfibViaSetType::unicast});
-      if (withVia)
-         row.viaKeyIs(LfibViaIndexRange(0), viaKey(number));
+      row.keyIs({source, number, type, LfibViaSetType::unicast});
+      for (Vok::U32 slot = 0; slot < vias; ++slot)
+         row.viaKeyIs(LfibViaIndexRange(slot), viaKey(number + slot, type));
       lfib->viaSetIs(row);
    }
    void via(Vok::U32 number, const std::string& vrf) const {
@@ -55,13 +57,15 @@ TEST_F(LfibIpLookupTest, aLabelLeadsWhereItsRouteDoes) {
    const auto sm = lfibIpLookupSmFactory(seen, tracking, status);
    EXPECT_EQ(std::exchange(published.text, ""), "-7 stale +100 red ");
    sm->handleRouteKeyBacklog(labelKey(100));
-   EXPECT_TRUE(capture.lines().at(0).ends_with(" updating mapping label=100 vrfName=red af=ipv4"));
-   EXPECT_TRUE(capture.lines().at(1).ends_with(" no change for label=100"));
+   const std::string signature = "void Mpls::LfibIpLookupSm::handleRouteKeyBacklog(const Mpls::RouteKey&)";
+   EXPECT_EQ(capture.lines(),
+             (std::vector<std::string>{signature + " updating mapping label=100 vrfName=red af=ipv4",
+                                       signature + " no change for label=100"}));
 
    const std::pair<std::function<void()>, const char*> cases[] = {
        {[&] { route(100, 2); }, "-100 red +100 blue "},
        {[&] { route(101, 2); }, "+101 blue "},
-       {[&] { route(100, 9, viaTypeMplsIp_); }, "-100 blue "},
+       {[&] { viaSet(9, 2, viaTypeMplsIp_), route(100, 9, viaTypeMplsIp_); }, "-100 blue "},
        {[&] { route(100, 9); }, ""}, // without a via set
        {[&] { viaSet(9); }, ""},     // without a via
        {[&] { via(9, "green"), route(100, 9); }, "+100 green "},
@@ -73,8 +77,11 @@ TEST_F(LfibIpLookupTest, aLabelLeadsWhereItsRouteDoes) {
       deliver();
       EXPECT_EQ(std::exchange(published.text, ""), expected);
       EXPECT_EQ(tracking->routeKeyBacklogs(), 0u);
+      EXPECT_EQ(status->labelVrfAfs(), sm->vrfAfs());
+      for (const LfibIpLookupStatusLabelVrfAf& mapping : status->labelVrfAfEach())
+         EXPECT_EQ(sm->vrfAf(mapping.label()), mapping);
    }
-   viaSet(9, false);
+   viaSet(9, 0);
    EXPECT_DEATH(deliver(), "assertion failed: viaSet.viaKeys\\(\\) == 1");
 }
 

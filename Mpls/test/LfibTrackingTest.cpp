@@ -213,10 +213,14 @@ TEST_F(LfibTrackingTest, tracesAndAssertionsAreItsInterface) {
 TEST_F(LfibTrackingTest, whatCannotBeReadCountsAsMissing) {
    fill(2, 6);
    const Tracked tracked(seen, 3);
-   const Vok::TraceCapture quiet("Pooltab/0");
+   const Vok::TraceCapture capture("Pooltab/0,LfibTrackingSm/8");
    damage("lfibRoute");
+   tracked.sm->handleLfibRoute(labelKey(2));
+   EXPECT_EQ(capture.records().at(0).facility,
+             "LfibTrackingSm"); // which tells of the key before it reads the row
+   EXPECT_EQ(capture.records().at(1).facility, "Pooltab");
    tracked.sm->handleLfibRoutes();
-   EXPECT_EQ(seen->lfibRouteControl().corruptions(), 5u); // the four known keys, and the walk
+   EXPECT_EQ(seen->lfibRouteControl().corruptions(), 5u); // that, three known keys, and the walk
    EXPECT_EQ(tracked.sm->routeKeyToViaSetKeys(), 0u);
    damage("lfibRoute");
    tracked.sm->handleLfibRoutes();
@@ -244,6 +248,9 @@ TEST_F(LfibTrackingTest, aReaderInAnotherProcessEndsWithWhatTheTablesSay) {
       continue;
    EXPECT_EQ(status, 0);
    EXPECT_GT(seen->lfibRoutes(), 300u);
+   for (const LfibRoute& route : seen->lfibRouteEach())
+      EXPECT_TRUE(
+          tracked.status->routeKeyBacklogHas(route.key())); // where nobody drains it, nothing is missed
    EXPECT_EQ(Links(*tracked.sm, false), Links(*seen));
    EXPECT_EQ(Links(*tracked.sm, true), Links(*seen));
 }

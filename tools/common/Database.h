@@ -63,7 +63,8 @@ class Database {
    /// Waits until the server has taken over all that this process changed. Raises Failure when the server
    /// goes meanwhile.
    void settle(double seconds = patience);
-   /// Whether it has, after all changes up to now were sent to it; not so while there is no connection.
+   /// Hands over what this process changed, and tells whether the server has taken over all of it; not so
+   /// while there is no connection.
    bool isSettled();
    bool isConnected() const;
 
