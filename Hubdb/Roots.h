@@ -54,6 +54,7 @@ struct Root {
    std::unique_ptr<RecordStore> replacing; ///< while its owner says what the whole state is
    ServerMount* owner = nullptr;
    std::vector<ServerMount*> readers; ///< its owner too while that is told the state
+   bool awaited = false;              ///< made for an owner that has the state and has not said it yet
 };
 
 /// Does what clients ask, with the journal kept if there is one. A client's errors are raised as Vok::Error,
@@ -98,6 +99,7 @@ class Roots {
    void accepted(ServerMount& owner);
    void replacingDrop(Root& root);
    void replace(Root& root);
+   void tellAll(Root& root);
    void journal(JournalKind kind, const Root& root, Bytes body = {});
    void journalCreate(const Root& root);
    void journalRewrite();

@@ -48,7 +48,7 @@ inline std::string entry(std::string_view directory, std::string_view name) {
    return std::string(directory).append(name);
 }
 
-/// The directory in which something stands, with '/' at its end.
+/// The directory in which something stands, with '/' at its end; empty when it stands in none.
 inline std::string directoryOf(std::string_view path) {
    return std::string(path.substr(0, path.rfind('/') + 1));
 }

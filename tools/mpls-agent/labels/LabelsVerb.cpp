@@ -26,7 +26,6 @@ void serveLabels(const Options& options, double graceSeconds) {
    ReturningClients returning(machine, graceSeconds);
    const auto turnEnd =
        process.activity().atTurnEnd([&] { returning.connectedIs(process.database().isConnected()); });
-   process.waitUntil([&] { return process.database().isSettled(); });
    process.sayReady();
    process.serve();
 }

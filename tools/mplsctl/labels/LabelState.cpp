@@ -113,8 +113,7 @@ LabelState::Reason LabelState::whyWaiting() const {
       return {"no label manager answers", "start 'mpls-agent labels'"};
    const std::vector<Request> all = requests();
    const auto waiting = std::ranges::count_if(all, [](const Request& request) { return !request.block; });
-   return {fmt::format("the dynamic range {} is exhausted: its blocks, {} in number, are granted, and {} "
-                       "request{}",
+   return {fmt::format("the dynamic range {} is exhausted: all blocks ({}) are granted, and {} request{}",
                        range, blocks(), waiting, waiting == 1 ? " waits" : "s wait"),
            "release a block ('mplsctl show labels' lists them), or widen the range with " + widen};
 }

@@ -49,8 +49,9 @@ void report(const LabelOptions& options, std::string_view done,
 
 /// Leaves the request in the database, where it belongs to nobody. Returns whether it is new.
 bool ask(const LabelOptions& options, const Session& session) {
+   const std::string path = options.path();
    Connection connection(session);
-   const auto requests = connection.input<ClientLabelRequest>(options.path(), options.dryRun);
+   const auto requests = connection.input<ClientLabelRequest>(path, options.dryRun);
    const bool isNew = !requests->labelRequestHas(options.name);
    requests->labelRequestIs(Mpls::LabelRequest(options.name));
    if (!options.dryRun)
@@ -78,38 +79,39 @@ void request(const LabelOptions& options, const Session& session) {
 }
 
 /// A client that wants nothing any more leaves the database.
-void withdraw(const LabelOptions& options, const Session& session) {
+void withdraw(const LabelOptions& options, const std::string& path, const Session& session) {
    Connection connection(session);
    const auto present =
-       Vok::ptrCast<ClientLabelRequest>(connection.present(options.path(), ClientLabelRequest::vokType()));
+       Vok::ptrCast<ClientLabelRequest>(connection.present(path, ClientLabelRequest::vokType()));
    if (!present || !present->labelRequestHas(options.name))
       throw Failure(Outcome::failed, fmt::format("{} has no request {}", options.client, options.name),
                     "'mplsctl show labels' lists those that there are");
    if (options.dryRun)
       return;
-   const auto requests = connection.input<ClientLabelRequest>(options.path(), false);
+   const auto requests = connection.input<ClientLabelRequest>(path, false);
    requests->labelRequestDel(options.name);
    connection.database.settle();
    if (requests->labelRequests() > 0)
       return;
-   connection.manager()->del(options.path());
+   connection.manager()->del(path);
    // Nobody acknowledges a deletion; but who answers this has seen it.
    connection.database.mount(
        {{std::string(paths::labelRequests), Vok::Dir::vokType().name(), Hubdb::MountFilter::names()}});
 }
 
 void release(const LabelOptions& options, const Session& session) {
+   const std::string path = options.path();
    LabelView view(session);
-   const auto block = view.state().block(options.client, options.name);
-   withdraw(options, session);
-   const auto isFree = [&] { return !view.state().block(options.client, options.name); };
-   if (!options.dryRun && !view.waitFor(isFree, options.timeout))
+   const auto block = [&] { return view.state().block(options.client, options.name); };
+   const auto released = block();
+   withdraw(options, path, session);
+   if (!options.dryRun && !view.waitFor([&] { return !block(); }, options.timeout))
       throw Failure(Outcome::failed,
                     fmt::format("{} {} is withdrawn, and its block {} is not taken back: no label manager "
                                 "answers",
-                                options.client, options.name, rangeText(*block)),
+                                options.client, options.name, rangeText(*block())),
                     "start 'mpls-agent labels', which takes it back");
-   report(options, "released", block);
+   report(options, "released", released);
 }
 
 } // namespace
