@@ -140,14 +140,18 @@ void Database::mount(const std::vector<Mount>& mounts, double seconds) {
    }
 }
 
-void Database::settle(double seconds) {
+bool Database::isSettled() {
    // Everything is handed over and acknowledged when a flush brings nothing more.
+   manager_->flush();
+   return client_->isConnected() && !manager_->hasUnsent() && client_->unacknowledged() == 0;
+}
+
+void Database::settle(double seconds) {
    const auto settled = [&] {
       if (!client_->isConnected())
          throw Failure(Outcome::unreachable, "the database server went while it was told of changes",
                        "look whether they arrived, and try again");
-      manager_->flush();
-      return !manager_->hasUnsent() && client_->unacknowledged() == 0;
+      return isSettled();
    };
    if (!turnUntil(settled, seconds))
       throw Failure(Outcome::unreachable, "the database server does not acknowledge the changes",

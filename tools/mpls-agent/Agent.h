@@ -57,7 +57,8 @@ class Process {
    }
    /// Waits until `done`; raises Stopped when a signal comes.
    void waitUntil(const std::function<bool()>& done) { database_.turnUntil(done, tools::Database::forEver); }
-   /// Prints "ready", once, for whoever started the process.
+   /// Prints "ready", once, for whoever started the process: when the server has taken over what it
+   /// published, however long that takes. Raises Stopped when a signal comes before.
    void sayReady();
    /// Turns the loop until a signal comes.
    void serve();
