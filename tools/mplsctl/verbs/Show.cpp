@@ -5,6 +5,7 @@
 #include "tools/mplsctl/formats/Words.h"
 #include "tools/mplsctl/verbs/ShowConfig.h"
 #include "tools/mplsctl/verbs/ShowHardware.h"
+#include "tools/mplsctl/verbs/ShowTracking.h"
 
 #include <CLI/CLI.hpp>
 
@@ -123,6 +124,7 @@ void showVerb(CLI::App& program, Session& session) {
            });
    declareShowConfig(*show, session);
    declareShowHardware(*show, session);
+   declareShowTracking(*show, session);
    addShowLdp(*show, session);
 }
 
