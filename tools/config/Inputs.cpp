@@ -48,6 +48,17 @@ Inputs presentInputs(const Hubdb::EntityManager& manager) {
    return inputs;
 }
 
+std::string sourceOf(const Mpls::Route& route) {
+   return route.vokParent() ? route.vokParent()->vokName().text() : std::string("-");
+}
+
+std::string sourceOf(const Inputs& inputs, const Mpls::VrfLabel& merged) {
+   for (const auto& [name, input] : inputs.vrfLabels)
+      if (input->vrfLabel(merged.label()) == merged)
+         return name;
+   return "-";
+}
+
 std::string routeInputPath(const std::string& source) {
    return inputPath(source, paths::routeInputCli, paths::routeInputs);
 }

@@ -37,6 +37,7 @@ using Verb = void (*)(CLI::App& program, Session& session);
 void loadVerb(CLI::App& program, Session& session);
 void routeVerb(CLI::App& program, Session& session);
 void showVerb(CLI::App& program, Session& session);
+void explainVerb(CLI::App& program, Session& session);
 void watchVerb(CLI::App& program, Session& session);
 void verifyVerb(CLI::App& program, Session& session);
 void statsVerb(CLI::App& program, Session& session);
