@@ -135,15 +135,15 @@ TEST_F(Show, WhoUsesWhat) {
           printed([&](tools::Output& out) { answer = refusal([&] { track(tables, text, true, out); }); });
       return answer == "accepted" ? json::parse(shown).at("viaSets").dump() : answer;
    };
-   const std::string all = R"({"lfibSourceLdp/viaTypeMplsIp/unicast/2":{"routes":["17","18","19"]}})";
-   EXPECT_EQ(keyText(shared), "lfibSourceLdp/viaTypeMplsIp/unicast/2");
+   const std::string all = R"({"lfibSourceLdp/viaTypeMplsIp/unicast/3":{"routes":["17","18","19"]}})";
+   EXPECT_EQ(keyText(shared), "lfibSourceLdp/viaTypeMplsIp/unicast/3");
    EXPECT_EQ(tracked(trackLabel, "18"), all);
    EXPECT_EQ(tracked(trackViaSet, keyText(shared)), all);
    EXPECT_EQ(tracked(trackVia, "lfibSourceLdp/viaTypeMplsIp/2"), all);
    for (const char* label : {"17", "18", "19"})
       status->lfibRouteDel(key(static_cast<unsigned>(std::atoi(label))));
    EXPECT_EQ(tracked(trackViaSet, keyText(shared)),
-             R"({"lfibSourceLdp/viaTypeMplsIp/unicast/2":{"routes":[]}})");
+             R"({"lfibSourceLdp/viaTypeMplsIp/unicast/3":{"routes":[]}})");
    EXPECT_EQ(tracked(trackLabel, "18"), "1: there is no route for label 18");
    EXPECT_EQ(tracked(trackViaSet, "lfibSourceLdp/viaTypeMplsIp/unicast/9"),
              "1: there is no via set lfibSourceLdp/viaTypeMplsIp/unicast/9");
