@@ -214,7 +214,7 @@ void EntityManager::Mounts::fail(Mount& mount, MountStatus status, const Vok::St
 
 void EntityManager::Mounts::sendLater(MountId id) {
    if (changed_.empty())
-      manager_.activity().post([] {}); // so that there is a turn, whoever changes it and when
+      manager_.activity().wantTurnEnd(); // whoever changes it and when
    changed_.insert(id);
 }
 

@@ -17,7 +17,7 @@
 namespace Vok {
 
 static_assert(Activity::readable == EPOLLIN && Activity::writable == EPOLLOUT &&
-              Activity::failed == EPOLLERR && Activity::hungUp == EPOLLHUP);
+              Activity::failed == EPOLLERR && Activity::hungUp == EPOLLHUP && Activity::edge == EPOLLET);
 
 // What epoll tells of the loop's own descriptors; of all others it tells the serial, which starts at 1.
 static constexpr U64 wakeUpTag = 0;
@@ -146,6 +146,13 @@ void Activity::post(Callback work) {
    posted_.push_back(std::move(work));
    if (posted_.size() == 1 && !turning_) // a turn looks after what it leaves behind
       wake();
+}
+
+void Activity::wantTurnEnd() {
+   if (turning_ && !ending_)
+      endWanted_ = true;
+   else
+      post([] {});
 }
 
 void Activity::postFromAnyThread(Callback work) {
@@ -291,6 +298,8 @@ bool Activity::runPosted(std::size_t count) {
 }
 
 void Activity::runTurnEnd(U64 lastSerial) {
+   ending_ = true;
+   endWanted_ = false;
    U64 serial = 0;
    for (auto next = atTurnEnd_.begin(); next != atTurnEnd_.end() && next->first <= lastSerial;
         next = atTurnEnd_.upper_bound(serial)) {
@@ -307,7 +316,9 @@ void Activity::arrivalsTake() {
 }
 
 void Activity::leaveTurn() {
-   turning_ = false;
+   turning_ = ending_ = false;
+   if (std::exchange(endWanted_, false)) // something was thrown before they ran
+      posted_.emplace_back([] {});
    if (!posted_.empty())
       wake();
    timerArm();

@@ -47,6 +47,8 @@ class Activity {
 
    /// Events of a descriptor. The last two are told whether asked for or not.
    static constexpr U32 readable = 0x1, writable = 0x4, failed = 0x8, hungUp = 0x10;
+   /// Asked for beside events: tells of what comes, not of what is there still.
+   static constexpr U32 edge = 0x80000000;
 
    /// Keeps a callback attached. Destroying it detaches the callback, which then does not run again, not even
    /// for what is ready already. May outlive the loop.
@@ -122,6 +124,10 @@ class Activity {
    /// Calls back at the end of every turn.
    Handle atTurnEnd(Callback callback);
 
+   /// Sees to it that turn-end callbacks run: of the turn under way if it has not come to them, or else of
+   /// one that comes at once.
+   void wantTurnEnd();
+
    /// Runs `work` in the next turn.
    void post(Callback work);
    void postFromAnyThread(Callback work);
@@ -162,8 +168,10 @@ class Activity {
    const Descriptor timer_;  // fires at armed_
 
    bool turning_ = false;
-   U64 serial_ = 0; // of what was attached last
-   U64 armed_ = 0;  // the moment timer_ is set to, 0 for none
+   bool ending_ = false;    // the turn has come to its turn-end callbacks
+   bool endWanted_ = false; // and somebody waits for them
+   U64 serial_ = 0;         // of what was attached last
+   U64 armed_ = 0;          // the moment timer_ is set to, 0 for none
    std::unordered_map<U64, std::shared_ptr<Watched>> watched_;
    std::map<Due, std::shared_ptr<Timed>> timed_;
    std::map<U64, std::shared_ptr<AtTurnEnd>> atTurnEnd_;

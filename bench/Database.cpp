@@ -22,7 +22,7 @@ Hubdb::Catalogue catalogue() {
 
 } // namespace
 
-DatabaseServer::DatabaseServer(const std::string& directory)
+DatabaseServer::DatabaseServer(const std::string& directory, bool bells)
     : socket_(directory + "/hubdb.sock"), owner_(getpid()) {
    pid_ = fork();
    if (pid_ < 0)
@@ -31,7 +31,9 @@ DatabaseServer::DatabaseServer(const std::string& directory)
       return;
    try {
       Vok::Activity activity;
-      Hubdb::Server server(activity, catalogue());
+      Hubdb::ServerSetting setting;
+      setting.bells = bells;
+      Hubdb::Server server(activity, catalogue(), std::move(setting));
       server.listen(socket_);
       activity.run();
    } catch (const std::exception& failure) {

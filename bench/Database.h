@@ -10,10 +10,11 @@
 
 namespace Bench {
 
-/// A server that does what hubdbd does, without a state file, on a socket in that directory.
+/// A server that does what hubdbd does, without a state file, on a socket in that directory; without its bells
+/// if so wished.
 class DatabaseServer {
   public:
-   explicit DatabaseServer(const std::string& directory);
+   explicit DatabaseServer(const std::string& directory, bool bells = true);
    ~DatabaseServer();
    DatabaseServer(const DatabaseServer&) = delete;
    const std::string& socketPath() const { return socket_; }

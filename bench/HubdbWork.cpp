@@ -164,9 +164,9 @@ double ourChanges(const std::vector<U32>& keys) {
    return (reader.result().front() - start) / static_cast<double>(changesTotal);
 }
 
-std::vector<double> ourWake() {
+std::vector<double> ourWake(bool bells) {
    const ScratchDirectory scratch;
-   const DatabaseServer server(scratch.path());
+   const DatabaseServer server(scratch.path(), bells);
    DatabaseClient client(server.socketPath());
    const auto gauge = client.own<Gauge>(gaugePath);
    client.settle();
@@ -182,7 +182,8 @@ std::vector<double> ourWake() {
 void runHubdb(const Options& options, U64 size, Report& report) {
    const std::vector<U32> keys = shuffled(std::max(size, keysMin));
    report.add("hubdb-change", size, ours, ourChanges(keys));
-   report.add("hubdb-wake", size, ours, median(ourWake()));
+   report.add("hubdb-wake", size, ours, median(ourWake(true)));
+   report.add("hubdb-wake", size, "no bells", median(ourWake(false)));
 #if BENCH_WITH_REDIS
    if (options.hasPeer("redis")) {
       try {

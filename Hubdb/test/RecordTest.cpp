@@ -244,7 +244,7 @@ template <class... Values>
 std::vector<Vok::U8> logOf(const Values&... values) {
    Vok::NboAttrLog::Writer log;
    (Vok::typeOf<Values>().writeLog(&values, log), ...);
-   return log.buffer();
+   return {log.buffer().begin(), log.buffer().end()};
 }
 
 /// What a snapshot leaves of a branch with the notes a and b, in whatever order its records stand.
