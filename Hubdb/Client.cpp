@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 
 namespace Hubdb {
 
@@ -20,7 +19,6 @@ constinit Vok::TraceFacility trace("HubdbClient");
 
 constexpr double firstPause = 0.05, longestPause = 5;
 constexpr std::size_t queueLimit = 4 * Wire::portion;
-constexpr U64 pauseBeforeBell = 250'000; // nanoseconds
 
 } // namespace
 
@@ -82,9 +80,7 @@ void Client::lost(const Vok::String& reason) {
    before_ = std::move(connection_);
    owned_.clear();
    unacknowledged_ = 0;
-   full_ = telling_ = false;
-   ownBell_ = {};
-   heardBells_.clear();
+   full_ = false;
    connectLater();
    if (std::exchange(welcomed_, false))
       user_.onDisconnected();
@@ -113,8 +109,6 @@ void Client::flush() {
    if (!connection_ || connection_->queued() == 0)
       return;
    full_ |= connection_->queued() >= queueLimit;
-   if (std::exchange(telling_, false) && ownBell_)
-      ring();
    connection_->flush();
    if (full_ && connection_->queued() < Wire::portion) {
       full_ = false;
@@ -123,32 +117,6 @@ void Client::flush() {
       if (connection_ && connection_->queued() > 0)
          activity_.wantTurnEnd();
    }
-}
-
-// -------------------------------------------------------------------------------------------------------------
-// bells
-
-/// Readers who were told a moment ago are awake, or will be before it matters.
-void Client::ring() {
-   const U64 now = activity_.clock().nanoseconds();
-   if (now - std::exchange(told_, now) >= pauseBeforeBell) [[maybe_unused]]
-      const auto written = write(ownBell_.fd(), "", 1);
-}
-
-/// What can be written is ours to ring; what can only be read is another owner's. To hear it is enough: the
-/// turn that it brings finds what the server sends, or ends.
-void Client::onDescriptor(Vok::Descriptor bell) {
-   if ((fcntl(bell.fd(), F_GETFL) & O_ACCMODE) != O_RDONLY) {
-      ownBell_ = std::move(bell);
-      return;
-   }
-   const auto heard = heardBells_.emplace(heardBells_.end());
-   heard->pipe = std::move(bell);
-   heard->watch = activity_.watch(heard->pipe.fd(), Vok::Activity::readable | Vok::Activity::edge,
-                                  [this, heard](Vok::U32 events) {
-                                     if (events & Vok::Activity::hungUp)
-                                        heardBells_.erase(heard);
-                                  });
 }
 
 // -------------------------------------------------------------------------------------------------------------
@@ -196,10 +164,8 @@ void Client::snapshotEnd(MountId mount) {
 }
 
 void Client::records(MountId mount, const Vok::U8* bytes, std::size_t size) {
-   if (!connection_)
-      return;
-   sent(mount, connection_->sendRecords(mount, Bytes(bytes, size)));
-   telling_ = true;
+   if (connection_)
+      sent(mount, connection_->sendRecords(mount, Bytes(bytes, size)));
 }
 
 void Client::sent(MountId mount, U64 frames) {

@@ -5,7 +5,6 @@
 #include "Hubdb/EntityManager.h"
 #include "Hubdb/Link.h"
 
-#include <list>
 #include <map>
 
 namespace Hubdb {
@@ -45,8 +44,6 @@ class Client final : public Link, private ConnectionUser {
    void onBad(const Vok::String& reason) override;
    void onWritable() override;
    void onClosed(const Vok::String& reason) override;
-   void onDescriptor(Vok::Descriptor bell) override;
-   bool takesDescriptors() const override { return true; }
 
    void connect();
    void connectLater();
@@ -56,13 +53,6 @@ class Client final : public Link, private ConnectionUser {
    void sent(MountId mount, Vok::U64 frames);
    void forget(MountId mount);
    void flush();
-   void ring();
-
-   /// Of an owner whose changes we read.
-   struct HeardBell {
-      Vok::Descriptor pipe;
-      Vok::Activity::Watch watch;
-   };
 
    Vok::Activity& activity_;
    LinkClient& user_;
@@ -75,10 +65,6 @@ class Client final : public Link, private ConnectionUser {
    bool full_ = false;   ///< the user was told, or could see, that it is not writable
    std::map<MountId, Owned> owned_;
    Vok::U64 unacknowledged_ = 0;
-   Vok::Descriptor ownBell_; ///< if somebody reads what we own
-   bool telling_ = false;    ///< changes of what we own wait
-   Vok::U64 told_ = 0;       ///< when such were sent last
-   std::list<HeardBell> heardBells_;
    std::unique_ptr<Connection> connection_;
    std::unique_ptr<Connection> before_; ///< one that has ended, until the next one
    Vok::Activity::Handle retry_;

@@ -2,7 +2,6 @@
 
 #include "Vok/Errors.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -12,55 +11,6 @@ namespace Hubdb {
 
 using Vok::U32;
 using Vok::U8;
-
-namespace {
-
-/// Bytes with descriptors that go along.
-struct Parcel {
-   static constexpr std::size_t most = 16; ///< descriptors
-
-   Parcel(U8* bytes, std::size_t size) : piece{bytes, size} {
-      message.msg_iov = &piece;
-      message.msg_iovlen = 1;
-      message.msg_control = control;
-      message.msg_controllen = sizeof control;
-   }
-   Parcel(const Parcel&) = delete;
-
-   /// Takes as many of the first ones as go in, and returns how many.
-   std::size_t fill(const std::vector<Vok::Descriptor>& descriptors) {
-      const std::size_t count = std::min(descriptors.size(), most);
-      message.msg_controllen = CMSG_SPACE(count * sizeof(int));
-      cmsghdr& head = *CMSG_FIRSTHDR(&message);
-      head.cmsg_level = SOL_SOCKET;
-      head.cmsg_type = SCM_RIGHTS;
-      head.cmsg_len = CMSG_LEN(count * sizeof(int));
-      for (std::size_t i = 0; i < count; ++i) {
-         const int descriptor = descriptors[i].fd();
-         std::memcpy(CMSG_DATA(&head) + i * sizeof descriptor, &descriptor, sizeof descriptor);
-      }
-      return count;
-   }
-   std::vector<Vok::Descriptor> descriptors() {
-      std::vector<Vok::Descriptor> all;
-      for (cmsghdr* head = CMSG_FIRSTHDR(&message); head; head = CMSG_NXTHDR(&message, head)) {
-         if (head->cmsg_level != SOL_SOCKET || head->cmsg_type != SCM_RIGHTS)
-            continue;
-         for (std::size_t at = CMSG_LEN(0); at + sizeof(int) <= head->cmsg_len; at += sizeof(int)) {
-            int descriptor;
-            std::memcpy(&descriptor, reinterpret_cast<U8*>(head) + at, sizeof descriptor);
-            all.emplace_back(descriptor);
-         }
-      }
-      return all;
-   }
-
-   iovec piece;
-   msghdr message{};
-   alignas(cmsghdr) U8 control[CMSG_SPACE(most * sizeof(int))] = {};
-};
-
-} // namespace
 
 Connection::Connection(Vok::Activity& activity, Vok::Descriptor socket, ConnectionUser& user)
     : user_(user), socket_(std::move(socket)), in_(Wire::portion),
@@ -114,29 +64,9 @@ U32 Connection::sendRecords(U32 mount, Bytes records) {
    return frames;
 }
 
-void Connection::pass(Vok::Descriptor descriptor) {
-   if (isOpen() && descriptor)
-      passing_.push_back(std::move(descriptor));
-}
-
-/// As send() does. Descriptors go with the first bytes; the system refuses them when too many are under way.
-ssize_t Connection::write() {
-   if (!passing_.empty()) {
-      Parcel parcel(out_.data() + outStart_, queued());
-      const std::size_t count = parcel.fill(passing_);
-      const auto sent = sendmsg(socket_.fd(), &parcel.message, MSG_NOSIGNAL);
-      if (sent < 0 && errno != ETOOMANYREFS)
-         return sent;
-      passing_.erase(passing_.begin(), passing_.begin() + static_cast<std::ptrdiff_t>(count));
-      if (sent >= 0)
-         return sent;
-   }
-   return ::send(socket_.fd(), out_.data() + outStart_, queued(), MSG_NOSIGNAL);
-}
-
 void Connection::flush() {
    while (isOpen() && queued() > 0) {
-      const auto sent = write();
+      const auto sent = ::send(socket_.fd(), out_.data() + outStart_, queued(), MSG_NOSIGNAL);
       if (sent < 0) {
          if (errno == EINTR)
             continue;
@@ -168,7 +98,6 @@ void Connection::close() {
    socket_ = Vok::Descriptor();
    out_.clear();
    outStart_ = 0;
-   passing_.clear();
 }
 
 void Connection::end(const Vok::String& reason) {
@@ -184,22 +113,8 @@ void Connection::ready(U32 events) {
       read();
 }
 
-/// As recv() does. The system closes descriptors that are not asked for.
-ssize_t Connection::receive() {
-   U8* const to = in_.data() + inSize_;
-   const std::size_t room = in_.size() - inSize_;
-   if (!user_.takesDescriptors())
-      return ::recv(socket_.fd(), to, room, 0);
-   Parcel parcel(to, room);
-   const auto got = recvmsg(socket_.fd(), &parcel.message, MSG_CMSG_CLOEXEC);
-   if (got > 0)
-      for (Vok::Descriptor& descriptor : parcel.descriptors())
-         user_.onDescriptor(std::move(descriptor));
-   return got;
-}
-
 void Connection::read() {
-   const auto got = receive();
+   const auto got = ::recv(socket_.fd(), in_.data() + inSize_, in_.size() - inSize_, 0);
    if (got < 0) {
       if (errno != EAGAIN && errno != EINTR)
          end(errno == ECONNRESET ? "" : Vok::String("reading: ") + std::strerror(errno));

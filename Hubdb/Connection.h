@@ -22,9 +22,6 @@ class ConnectionUser {
    /// The connection has ended by itself, once; `reason` is empty when the other side closed it in good
    /// order.
    virtual void onClosed(const Vok::String& reason) = 0;
-   /// A descriptor came along with bytes, which have not been looked at yet. Asked for by takesDescriptors().
-   virtual void onDescriptor(Vok::Descriptor descriptor) { (void)descriptor; }
-   virtual bool takesDescriptors() const { return false; }
 };
 
 /// Reads a portion at a time and hands over the frames in it; keeps what is sent until flush(). Neither ever
@@ -51,9 +48,6 @@ class Connection {
    /// where they are too many for one. Returns the number of frames.
    Vok::U32 sendRecords(Vok::U32 mount, Bytes records);
 
-   /// Sends a descriptor, if it is one, along with what is flushed next. It may get lost.
-   void pass(Vok::Descriptor descriptor);
-
    /// Bytes that wait.
    std::size_t queued() const { return out_.size() - outStart_; }
    /// Writes what the socket takes; the user is told when it takes more.
@@ -64,10 +58,8 @@ class Connection {
   private:
    Vok::NboAttrLog::Writer& emptyFrame();
    void append(Wire::Kind kind, Bytes head, Bytes body);
-   ssize_t write();
    void ready(Vok::U32 events);
    void read();
-   ssize_t receive();
    std::size_t framesTake();
    void end(const Vok::String& reason);
 
@@ -77,7 +69,6 @@ class Connection {
    std::size_t inSize_ = 0;
    std::vector<Vok::U8> out_;
    std::size_t outStart_ = 0;
-   std::vector<Vok::Descriptor> passing_;
    bool waiting_ = false; ///< for the socket to take more
    Vok::NboAttrLog::Writer frame_;
    /// False once closed or destroyed, for whoever has called the user.

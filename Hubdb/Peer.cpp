@@ -21,7 +21,6 @@ void Peer::leave() {
    for (const auto& [id, mount] : mounts_)
       roots_.unmount(*mount);
    mounts_.clear();
-   roots_.clientDel(connection_);
 }
 
 Vok::String Peer::name() const {

@@ -146,8 +146,6 @@ MountStatus Roots::mountOwner(ServerMount& mount, const MountRequest& request, V
    }
    root->owner = &mount;
    mount.root = root;
-   for (const ServerMount* reader : root->readers)
-      bells_.connect(mount.connection, reader->connection);
    if (!request.resume) {
       attach(mount, *root);
    } else {
@@ -169,8 +167,6 @@ MountStatus Roots::mountOwner(ServerMount& mount, const MountRequest& request, V
 void Roots::attach(ServerMount& mount, Root& root) {
    mount.root = &root;
    root.readers.push_back(&mount);
-   if (root.owner)
-      bells_.connect(root.owner->connection, mount.connection);
    mount.phase = Phase::behind;
    busy_.push_back(&mount);
    sendStatus(mount.connection, mount.id, MountStatus::success, {});
@@ -270,9 +266,7 @@ void Roots::snapshotEnd(ServerMount& owner) {
 }
 
 void Roots::accepted(ServerMount& owner) {
-   constexpr Vok::U64 drained = 4096;
-   if (++owner.accepted % drained == 0)
-      bells_.drain(owner.connection);
+   ++owner.accepted;
    if (std::ranges::find(unsure_, &owner) == unsure_.end())
       unsure_.push_back(&owner);
 }

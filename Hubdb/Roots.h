@@ -2,8 +2,8 @@
 // Hubdb::Roots: every entity that the server holds, who owns it and who reads it.
 
 #include "Hubdb/Access.h"
-#include "Hubdb/Bells.h"
 #include "Hubdb/Catalogue.h"
+#include "Hubdb/Connection.h"
 #include "Hubdb/Link.h"
 #include "Hubdb/RecordStore.h"
 #include "Hubdb/StateFile.h"
@@ -57,11 +57,11 @@ struct Root {
 };
 
 /// Does what clients ask, with the journal kept if there is one. A client's errors are raised as Vok::Error,
-/// and leave everything whole. What has to be said is queued, and may go out once it is safe.
+/// and leave everything whole. What has to be said is queued; turnEnd() sees to the rest.
 class Roots {
   public:
-   Roots(const Catalogue& catalogue, std::size_t queueLimit, bool bells)
-       : catalogue_(catalogue), queueLimit_(queueLimit), bells_(bells) {}
+   Roots(const Catalogue& catalogue, std::size_t queueLimit)
+       : catalogue_(catalogue), queueLimit_(queueLimit) {}
    ~Roots();
 
    /// Reads the journal and goes on with it. Raises Vok::Error.
@@ -71,19 +71,16 @@ class Roots {
    MountStatus mount(ServerMount& mount, const MountRequest& request, Vok::String& text);
    /// A mount goes, and with it its ownership; the state stays.
    void unmount(ServerMount& mount);
-   /// A client has gone, without any mounts left.
-   void clientDel(const Connection& client) { bells_.clientDel(client); }
    /// The owner removes the entity; its mount goes too.
    void del(ServerMount& owner);
    void records(ServerMount& owner, Bytes records);
    void snapshotBegin(ServerMount& owner);
    void snapshotEnd(ServerMount& owner);
 
-   /// Makes safe what was accepted. Raises Vok::Error when the journal cannot be written.
-   void commit();
-   /// Tells owners so, and goes on with whole states.
-   void tellMore();
-   /// Whether tellMore() could go on at once: asked when all queues have been flushed.
+   /// Makes safe what was accepted, tells owners so, and goes on with whole states. Raises Vok::Error when
+   /// the journal cannot be written.
+   void turnEnd();
+   /// Whether turnEnd() could go on at once: asked when all queues have been flushed.
    bool hasMore() const;
 
    std::size_t size() const { return roots_.size(); }
@@ -115,7 +112,6 @@ class Roots {
 
    const Catalogue& catalogue_;
    const std::size_t queueLimit_;
-   Bells bells_;
    RecordCheck check_;
    std::unique_ptr<StateFile> journal_;
    std::map<Vok::String, std::unique_ptr<Root>, std::less<>> roots_;

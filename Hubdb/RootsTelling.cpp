@@ -54,15 +54,12 @@ void Roots::tellWhole(ServerMount& mount) {
 // -------------------------------------------------------------------------------------------------------------
 // the end of a turn
 
-void Roots::commit() {
-   if (!journal_)
-      return;
-   journal_->commit();
-   if (journal_->isLong())
-      journalRewrite();
-}
-
-void Roots::tellMore() {
+void Roots::turnEnd() {
+   if (journal_) {
+      journal_->commit();
+      if (journal_->isLong())
+         journalRewrite();
+   }
    for (ServerMount* owner : unsure_)
       if (!owner->root->replacing) {
          owner->connection.send(Wire::Kind::acknowledged, [&](auto& body) {

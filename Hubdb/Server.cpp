@@ -16,7 +16,7 @@ static constinit Vok::TraceFacility trace("HubdbServer");
 
 Server::Server(Vok::Activity& activity, Catalogue catalogue, ServerSetting setting)
     : activity_(activity), catalogue_(std::move(catalogue)), setting_(std::move(setting)),
-      roots_(std::make_unique<Roots>(catalogue_, setting_.queueLimit, setting_.bells)) {
+      roots_(std::make_unique<Roots>(catalogue_, setting_.queueLimit)) {
    if (!setting_.stateFile.empty())
       roots_->journalIs(setting_.stateFile, setting_.sync);
    turnEnd_ = activity_.atTurnEnd([this] { turnEnd(); });
@@ -74,21 +74,14 @@ void Server::ended(Peer& peer) {
       watch_.eventsIs(Vok::Activity::readable);
 }
 
-/// Readers first: they wait for it, and owners do not wait for acknowledgements as a rule.
 void Server::turnEnd() {
    gone_.clear();
-   roots_->commit();
-   flush();
-   roots_->tellMore();
-   flush();
-   if (roots_->hasMore())
-      activity_.wantTurnEnd();
-}
-
-void Server::flush() {
+   roots_->turnEnd();
    for (const auto& peer : peers_)
       if (peer->connection().queued() > 0)
          peer->connection().flush();
+   if (roots_->hasMore())
+      activity_.wantTurnEnd();
 }
 
 } // namespace Hubdb

@@ -22,7 +22,6 @@ struct ServerSetting {
    /// Bytes that may wait for one client. One that does not keep up is told the whole state later, instead of
    /// each change, and so costs nobody else more than this.
    std::size_t queueLimit = 4 << 20;
-   bool bells = true; ///< readers wake up at the same time as the server; see Hubdb/Bells.h
 };
 
 /// Holds every root entity as packed records and never builds an entity. Knows types by the catalogue alone.
@@ -52,7 +51,6 @@ class Server {
   private:
    void accept();
    void turnEnd();
-   void flush();
    void ended(Peer& peer);
 
    Vok::Activity& activity_;

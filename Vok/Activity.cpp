@@ -17,7 +17,7 @@
 namespace Vok {
 
 static_assert(Activity::readable == EPOLLIN && Activity::writable == EPOLLOUT &&
-              Activity::failed == EPOLLERR && Activity::hungUp == EPOLLHUP && Activity::edge == EPOLLET);
+              Activity::failed == EPOLLERR && Activity::hungUp == EPOLLHUP);
 
 // What epoll tells of the loop's own descriptors; of all others it tells the serial, which starts at 1.
 static constexpr U64 wakeUpTag = 0;

@@ -47,8 +47,6 @@ class Activity {
 
    /// Events of a descriptor. The last two are told whether asked for or not.
    static constexpr U32 readable = 0x1, writable = 0x4, failed = 0x8, hungUp = 0x10;
-   /// Asked for beside events: tells of what comes, not of what is there still.
-   static constexpr U32 edge = 0x80000000;
 
    /// Keeps a callback attached. Destroying it detaches the callback, which then does not run again, not even
    /// for what is ready already. May outlive the loop.

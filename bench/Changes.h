@@ -18,7 +18,7 @@ double ourChanges(const std::vector<U32>& keys);
 double redisChanges(const std::vector<U32>& keys);
 
 /// Microseconds that each of `wakeChanges` changes takes while everybody is asleep.
-std::vector<double> ourWake(bool bells);
+std::vector<double> ourWake();
 std::vector<double> redisWake();
 
 } // namespace Bench

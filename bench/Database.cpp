@@ -22,7 +22,7 @@ Hubdb::Catalogue catalogue() {
 
 } // namespace
 
-DatabaseServer::DatabaseServer(const std::string& directory, bool bells)
+DatabaseServer::DatabaseServer(const std::string& directory)
     : socket_(directory + "/hubdb.sock"), owner_(getpid()) {
    pid_ = fork();
    if (pid_ < 0)
@@ -31,9 +31,7 @@ DatabaseServer::DatabaseServer(const std::string& directory, bool bells)
       return;
    try {
       Vok::Activity activity;
-      Hubdb::ServerSetting setting;
-      setting.bells = bells;
-      Hubdb::Server server(activity, catalogue(), std::move(setting));
+      Hubdb::Server server(activity, catalogue());
       server.listen(socket_);
       activity.run();
    } catch (const std::exception& failure) {
@@ -84,7 +82,7 @@ void DatabaseClient::settle() {
       manager_->flush(); // what did not fit before
       if (client_->isConnected() && client_->writable() && client_->unacknowledged() == 0)
          return;
-      activity_.turn(0);
+      activity_.turn(-1);
    }
 }
 

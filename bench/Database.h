@@ -10,11 +10,10 @@
 
 namespace Bench {
 
-/// A server that does what hubdbd does, without a state file, on a socket in that directory; without its bells
-/// if so wished.
+/// A server that does what hubdbd does, without a state file, on a socket in that directory.
 class DatabaseServer {
   public:
-   explicit DatabaseServer(const std::string& directory, bool bells = true);
+   explicit DatabaseServer(const std::string& directory);
    ~DatabaseServer();
    DatabaseServer(const DatabaseServer&) = delete;
    const std::string& socketPath() const { return socket_; }
