@@ -227,10 +227,17 @@ bool EntityManager::Mounts::hasUnsent() const {
 
 void EntityManager::Mounts::turnEnds() {
    resolveReferences();
-   flush();
+   handOverAll();
 }
 
 void EntityManager::Mounts::flush() {
+   handOverAll();
+   if (link_)
+      link_->flush();
+}
+
+/// What the link takes; it is on its way when the turn has ended.
+void EntityManager::Mounts::handOverAll() {
    while (connected_ && !changed_.empty() && link_->writable()) {
       const MountId id = *changed_.begin();
       changed_.erase(changed_.begin());
