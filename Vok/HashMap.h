@@ -72,13 +72,13 @@ class HashMap {
    U32 fetch(const K& key) const {
       const U32 hash = placeHash(key);
       if (isIndexed())
-         __builtin_prefetch(&spill_->index[home(hash)]);
+         __builtin_prefetch(&spill_->places()[home(hash)]);
       return hash;
    }
    void fetchEntry(U32 hash) const {
       if (!isIndexed())
          return;
-      for (U32 place = home(hash); spill_->index[place] != 0; place = next(place))
+      for (U32 place = home(hash); spill_->places()[place] != 0; place = next(place))
          if (mayName(place, hash))
             return __builtin_prefetch(&entry(numberAt(place)), 1);
    }
