@@ -104,8 +104,6 @@ class RecordsAhead {
          std::rethrow_exception(bad_);
       return nullptr;
    }
-   /// Where the bytes begin that are no record, once next() has raised.
-   std::size_t offset() const { return reader_.offset(); }
 
   private:
    static constexpr std::size_t size = 16;

@@ -299,14 +299,14 @@ bool Activity::runPosted(std::size_t count) {
 
 void Activity::runTurnEnd(U64 lastSerial) {
    ending_ = true;
-   endWanted_ = false;
    U64 serial = 0;
-   for (auto next = atTurnEnd_.begin(); next != atTurnEnd_.end() && next->first <= lastSerial;
-        next = atTurnEnd_.upper_bound(serial)) {
+   auto next = atTurnEnd_.begin();
+   for (; next != atTurnEnd_.end() && next->first <= lastSerial; next = atTurnEnd_.upper_bound(serial)) {
       serial = next->first;
       const auto attached = next->second;
       attached->callback();
    }
+   endWanted_ &= next != atTurnEnd_.end();
 }
 
 void Activity::arrivalsTake() {
@@ -317,7 +317,7 @@ void Activity::arrivalsTake() {
 
 void Activity::leaveTurn() {
    turning_ = ending_ = false;
-   if (std::exchange(endWanted_, false)) // something was thrown before they ran
+   if (std::exchange(endWanted_, false)) // something was thrown before they ran, or one is new
       posted_.emplace_back([] {});
    if (!posted_.empty())
       wake();

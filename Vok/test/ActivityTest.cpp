@@ -277,6 +277,13 @@ TEST(Activity, ATurnEndComesToWhoeverWantsIt) {
    EXPECT_TRUE(hasWork(activity));
    activity.turn(0);
    EXPECT_EQ(ends, 4);
+   Activity::Handle added; // which this turn's end does not come to
+   bool told = false;
+   activity.post([&] { added = activity.atTurnEnd([&] { told = true; }), activity.wantTurnEnd(); });
+   activity.turn(0);
+   EXPECT_TRUE(hasWork(activity));
+   activity.turn(0);
+   EXPECT_TRUE(told);
 }
 
 TEST(Activity, ThreadsPostAndStop) {
