@@ -97,6 +97,7 @@ class EntityManager::Mounts final : public LinkClient, public References {
    void sendLater(MountId id);
    void send(Mount& mount);
    void handOver(Mount& mount);
+   void handOverAll();
    void turnEnds();
    void resolveReferences();
 

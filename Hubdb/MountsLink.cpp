@@ -34,7 +34,7 @@ void EntityManager::Mounts::onDisconnected() {
 }
 
 void EntityManager::Mounts::onWritable() {
-   flush();
+   handOverAll();
 }
 
 /// Raises Vok::LogError when there is no such mount, or it is of the other sort. Null for a mount that has

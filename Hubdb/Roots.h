@@ -58,7 +58,7 @@ struct Root {
 };
 
 /// Does what clients ask, with the journal kept if there is one. A client's errors are raised as Vok::Error,
-/// and leave everything whole. What has to be said is queued; turnEnd() sees to the rest.
+/// and leave everything whole. What has to be said is queued, and may go out once it is safe.
 class Roots {
   public:
    Roots(const Catalogue& catalogue, std::size_t queueLimit)
@@ -78,10 +78,11 @@ class Roots {
    void snapshotBegin(ServerMount& owner);
    void snapshotEnd(ServerMount& owner);
 
-   /// Makes safe what was accepted, tells owners so, and goes on with whole states. Raises Vok::Error when
-   /// the journal cannot be written.
-   void turnEnd();
-   /// Whether turnEnd() could go on at once: asked when all queues have been flushed.
+   /// Makes safe what was accepted. Raises Vok::Error when the journal cannot be written.
+   void commit();
+   /// Tells owners so, and goes on with whole states.
+   void tellMore();
+   /// Whether tellMore() could go on at once: asked when all queues have been flushed.
    bool hasMore() const;
 
    std::size_t size() const { return roots_.size(); }

@@ -80,17 +80,24 @@ void Server::ended(Peer& peer) {
       watch_.eventsIs(Vok::Activity::readable);
 }
 
+/// Readers first: to wake an owner for its acknowledgement would keep them waiting.
 void Server::turnEnd() {
    gone_.clear();
-   roots_->turnEnd();
+   roots_->commit();
+   flush();
+   roots_->tellMore();
+   flush();
+   if (roots_->hasMore())
+      activity_.wantTurnEnd();
+}
+
+void Server::flush() {
    for (const auto& peer : peers_) {
       Connection& connection = peer->connection();
       if (connection.queued() > 0)
          connection.flush();
       connection.readingIs(connection.queued() <= setting_.queueLimit);
    }
-   if (roots_->hasMore())
-      activity_.post([] {});
 }
 
 } // namespace Hubdb

@@ -62,6 +62,22 @@ class HashMap {
    const V* find(const K& key) const { return live_ == 0 ? nullptr : find(key, placeHash(key)); }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
 
+   /// Brings near where the search for a key begins. What it returns lets fetchEntry() bring near, a little
+   /// later, what the search will find; it is a hint alone, and right for no longer than the key is.
+   U32 fetch(const K& key) const {
+      const U32 hash = placeHash(key);
+      if (isIndexed())
+         __builtin_prefetch(&spill_->places()[home(hash)]);
+      return hash;
+   }
+   void fetchEntry(U32 hash) const {
+      if (!isIndexed())
+         return;
+      for (U32 place = home(hash); spill_->places()[place] != 0; place = next(place))
+         if (mayName(place, hash))
+            return __builtin_prefetch(&entry(numberAt(place)), 1);
+   }
+
    /// The value under the key, made by default when there is none; `added` tells which.
    V& obtain(const K& key, bool& added) {
       const U32 hash = placeHash(key);
@@ -369,6 +385,8 @@ class HashSet {
    std::size_t size() const { return map_.size(); }
    bool empty() const { return map_.empty(); }
    bool has(const K& key) const { return map_.has(key); }
+   U32 fetch(const K& key) const { return map_.fetch(key); }
+   void fetchEntry(U32 hint) const { map_.fetchEntry(hint); }
    /// Returns false, with nothing done, when the key is in the set already.
    bool is(const K& key) { return map_.is(key, true); }
    bool del(const K& key) { return map_.del(key); }

@@ -174,6 +174,7 @@ class TestLink final : public Hubdb::Link {
    }
    void snapshotBegin(Hubdb::MountId) override { wire_.log += "begin; "; }
    void snapshotEnd(Hubdb::MountId) override { wire_.log += "end; "; }
+   void flush() override {}
    bool writable() const override { return wire_.writable; }
 
   private:

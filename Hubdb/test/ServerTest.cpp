@@ -31,6 +31,23 @@ TEST_F(ServerTest, readerFollowsItsOwner) {
    EXPECT_TRUE(owner.safe());
 }
 
+TEST_F(ServerTest, aFlushNeedsNoTurn) {
+   Program reader = program();
+   Vok::Activity ownersOwn;
+   auto [ours, theirs] = socketPair();
+   server->clientIs(std::move(theirs));
+   Program owner(ownersOwn, catalogue(), std::move(ours));
+   const auto mounting = owner.mount("routing/a", "HubdbRoutes::Source", MountFilter::own());
+   ASSERT_TRUE(turnUntil(activity, [&] {
+      ownersOwn.turn(0);
+      return mounting->has_value();
+   }));
+   ASSERT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), MountStatus::success);
+   owner.manager->get<Source>("routing/a")->countIs(5);
+   owner.manager->flush();
+   expectSame(owner, reader, "routing/a");
+}
+
 TEST_F(ServerTest, whoMayMountWhat) {
    Program owner = program(), other = program();
    ASSERT_TRUE(owner.own<Source>("routing/a"));
