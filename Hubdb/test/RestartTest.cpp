@@ -94,7 +94,7 @@ TEST(RestartTest, nothingAcknowledgedIsLost) {
 TEST(RestartTest, whatComesBackIsToldWhole) {
    struct Withdrawals final : Source::Notifiee {
       explicit Withdrawals(const Vok::Ptr<Source>& source) : Notifiee(source), source(*source) {}
-      void onRoute(const Vok::U32& key) override { count += !source.routeHas(key); }
+      void onRoute(Vok::U32 key) override { count += !source.routeHas(key); }
       const Source& source;
       int count = 0;
    };
