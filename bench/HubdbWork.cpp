@@ -174,7 +174,7 @@ std::vector<double> ourWake() {
    Child reader([&] { return listen(server.socketPath(), *watch.get()); });
    pace(*watch.get(), std::identity(), [&](int number) {
       gauge->readingIs(1, static_cast<U64>(number) + 1);
-      client.settle(); // as Redis' client waits for its reply
+      client.turn(false);
    });
    return reader.result();
 }
