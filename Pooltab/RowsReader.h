@@ -160,9 +160,12 @@ Fetch RowsReader::step(U64& slot, RowCopy& row) const {
 
 template <unsigned fixedWords>
 bool RowsReader::walk(U64& slot, RowCopy& row) const {
+   constexpr U64 aheadBytes = 1024; // what the processor fetches by itself ends with the page
    const U64 end = tail();
    while (slot < end) {
       const U64 at = slot;
+      __builtin_prefetch(mapping_.data() + slotOffset(at) + aheadBytes);
+      __builtin_prefetch(mapping_.data() + slotOffset(at) + aheadBytes + 64);
       const Fetch fetched = step<fixedWords>(slot, row);
       if (fetched == Fetch::row)
          return true;

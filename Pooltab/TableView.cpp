@@ -72,8 +72,6 @@ void TableView::tell(const Change& change) {
 bool TableView::find(const PackedKey& key, U32 slotHint, RowCopy& row) const {
    if (!isMounted())
       return false;
-   if (told_ && sameBytes(told_->key, key.words, shape_.keyBytes))
-      slotHint = told_->slot;
    if (slotHint != noSlot && rows_.fetch(slotHint, row) == Fetch::row &&
        sameBytes(row.payload, key.words, shape_.keyBytes))
       return true;

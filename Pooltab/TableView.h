@@ -50,8 +50,7 @@ class TableView {
    /// Whoever wants to hear of changes; null for nobody. Not owned.
    void listenerIs(TableListener* listener) { listener_ = listener; }
    TableListener* listener() const { return listener_; }
-   /// Tells the listener of a change. Until it returns, a lookup of that key starts at the slot that the
-   /// change names.
+   /// Tells the listener of a change. Until it returns, findTold() knows the slot that the change names.
    void tell(const Change& change);
 
    /// 0 while unmounted. Tags are to be computed with it.
@@ -65,6 +64,13 @@ class TableView {
    bool find(const PackedKey& key, RowCopy& row) const { return find(key, noSlot, row); }
    /// The same, looking at a slot first: findSlot says where the row should be.
    bool find(const PackedKey& key, U32 slotHint, RowCopy& row) const;
+   /// While the listener is told of a change of this very key: copies its row if that stands where the change
+   /// says, which takes neither a hash nor a look at the index. False says nothing about the row.
+   template <unsigned fixedWords, U32 keyBytes>
+   bool findTold(const Word* key, RowCopy& row) const {
+      return told_ && isMounted() && sameBytes(told_->key, key, keyBytes) &&
+             rows_.fetch<fixedWords>(told_->slot, row) == Fetch::row && sameBytes(row.payload, key, keyBytes);
+   }
    /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Rows that stand
    /// throughout the walk come once; one whose size class changes meanwhile may come twice or not at all, and
    /// the log tells of it. Raises Vok::CorruptionDetectedError; `slot` then stands behind the place.

@@ -3,6 +3,7 @@
 #include "Pooltab/PoolWriter.h"
 #include "Pooltab/Spot.h"
 #include "Pooltab/TableWalk.h"
+#include "Vok/InlineVector.h"
 
 #include <optional>
 #include <span>
@@ -51,8 +52,13 @@ class TableWriter {
       return written;
    }
 
-   /// Writes rows in order. One announcement for all of them, and their places are fetched ahead.
-   void is(std::span<const Row> rows);
+   /// Writes rows in order; each is followed by written(row). What they will touch is fetched ahead, and
+   /// readers are shown a few at a time.
+   template <class Written>
+   void is(std::span<const Row> rows, Written&& written);
+   void is(std::span<const Row> rows) {
+      is(rows, [](const Row&) {});
+   }
 
    /// Returns false when there is no such row.
    bool del(const Key& key) { return del(spot(key)); }
@@ -96,10 +102,14 @@ class TableWriter {
    TableWalk<TableWriter> begin() const { return TableWalk<TableWriter>(*this); }
    std::default_sentinel_t end() const { return {}; }
 
-   /// For callers that know what they will touch next: fetches the index's line, and once that has come, the
-   /// row's.
-   void prefetchIndex(const Spot<Key>& spot) const { store_->prefetchIndex(spot.tag()); }
-   void prefetchRow(const Spot<Key>& spot) const { store_->prefetchRow(spot.tag()); }
+   /// For callers that know what they will touch next: has the index's lines come into the cache, then the
+   /// rows'. A processor waits for about sixteen of them at the same time.
+   void fetch(std::span<const Spot<Key>> spots) const {
+      for (const Spot<Key>& spot : spots)
+         store_->prefetchIndex(spot.tag());
+      for (const Spot<Key>& spot : spots)
+         store_->prefetchRow(spot.tag());
+   }
 
    U64 size() const { return store_->size(); }
    /// Raised before every write.
@@ -109,7 +119,7 @@ class TableWriter {
 
   private:
    bool load(const PackedRow& found, Row& row) const {
-      if (Vok::rowLoad(row, reinterpret_cast<const U8*>(found.words), found.bytes))
+      if (Vok::rowLoad(row, found.words, found.bytes))
          return true;
       throw Vok::CorruptionDetectedError(store_->name() + ": a row's bytes are not a valid row");
    }
@@ -119,15 +129,19 @@ class TableWriter {
 };
 
 template <class Row>
-void TableWriter<Row>::is(std::span<const Row> rows) {
+template <class Written>
+void TableWriter<Row>::is(std::span<const Row> rows, Written&& written) {
    constexpr std::size_t group = 16;
    while (!rows.empty()) {
       const auto batch = rows.first(std::min(group, rows.size()));
+      Vok::InlineVector<Spot<Key>, group> spots;
       for (const Row& row : batch)
-         prefetchIndex(spot(row.rowKey()));
-      for (const Row& row : batch) {
-         const Packed<Row> packed(row);
-         store_->put(spot(row.rowKey()).packed(), packed.row());
+         spots.append(spot(row.rowKey()));
+      fetch(spots);
+      for (std::size_t i = 0; i < batch.size(); ++i) {
+         const Packed<Row> packed(batch[i]);
+         store_->put(spots.begin()[i].packed(), packed.row());
+         written(batch[i]);
       }
       pool_->note();
       rows = rows.subspan(batch.size());

@@ -42,7 +42,7 @@ class Follower : public TableListener {
 
    void onChange(TableView&, const Change& change) override {
       TestKey key;
-      ASSERT_TRUE(Vok::rowLoad(key, change.keyData(), change.keyBytes));
+      ASSERT_TRUE(Vok::rowLoad(key, change.key, change.keyBytes));
       Row row;
       if (table_.find(key, row))
          seen[key] = contentOf(row);
