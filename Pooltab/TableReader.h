@@ -79,10 +79,11 @@ class TableReader {
 
   private:
    static constexpr std::size_t group = 16;
+   static constexpr U32 keyBytes = Vok::rowBytesMax<Key>;
    static constexpr unsigned fixedWords = Vok::rowIsVariable<Row> ? 0 : wordsFor(Vok::rowBytesMax<Row>);
 
    bool find(const Packed<Key>& key, RowCopy& row) const {
-      return view_->findTold<fixedWords, Vok::rowBytesMax<Key>>(key.words(), row) ||
+      return view_->findTold<fixedWords, keyBytes>(key.words(), row) ||
              view_->find({tagOf<Key>(key.words(), view_->seed()), key.words()}, row);
    }
    bool load(const RowCopy& copy, Row& row) const {
@@ -102,7 +103,7 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
    if (!view_->isMounted())
       return 0;
    const bool ahead = view_->isWorthPrefetching();
-   constexpr unsigned keyWords = wordsFor(Vok::rowBytesMax<Key>);
+   constexpr unsigned keyWords = wordsFor(keyBytes);
    std::array<std::array<Word, keyWords>, group> packed;
    std::array<U32, group> tag, slot;
    RowCopy copy;
@@ -120,11 +121,15 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
       for (std::size_t i = 0; ahead && i < count; ++i)
          if ((slot[i] = view_->findSlot(tag[i])) != TableView::noSlot)
             view_->prefetchRow(slot[i]);
-      for (std::size_t i = 0; i < count; ++i)
-         if (view_->find({tag[i], packed[i].data()}, slot[i], copy) && load(copy, row)) {
+      for (std::size_t i = 0; i < count; ++i) {
+         const Word* const key = packed[i].data();
+         const bool isAt =
+             slot[i] != TableView::noSlot && view_->findAt<fixedWords, keyBytes>(slot[i], key, copy);
+         if ((isAt || view_->find({tag[i], key}, copy)) && load(copy, row)) {
             ++found;
             visit(start + i, row);
          }
+      }
    }
    return found;
 }

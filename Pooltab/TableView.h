@@ -61,15 +61,20 @@ class TableView {
    void statistics(TableStatistics& statistics) const;
 
    /// Copies the row under a key; false when there is none. Raises Vok::CorruptionDetectedError.
-   bool find(const PackedKey& key, RowCopy& row) const { return find(key, noSlot, row); }
-   /// The same, looking at a slot first: findSlot says where the row should be.
-   bool find(const PackedKey& key, U32 slotHint, RowCopy& row) const;
-   /// While the listener is told of a change of this very key: copies its row if that stands where the change
-   /// says, which takes neither a hash nor a look at the index. False says nothing about the row.
+   bool find(const PackedKey& key, RowCopy& row) const;
+   /// Copies the row in a slot if it is that key's; findSlot says where it should be. False says nothing
+   /// about the row. `fixedWords` as for walk().
+   template <unsigned fixedWords, U32 keyBytes>
+   bool findAt(U32 slot, const Word* key, RowCopy& row) const {
+      return isMounted() && rows_.fetch<fixedWords>(slot, row) == Fetch::row &&
+             sameBytes(row.payload, key, keyBytes);
+   }
+   /// The same where a change says, while the listener is told of a change of this very key. It takes neither
+   /// a hash nor a look at the index.
    template <unsigned fixedWords, U32 keyBytes>
    bool findTold(const Word* key, RowCopy& row) const {
-      return told_ && isMounted() && sameBytes(told_->key, key, keyBytes) &&
-             rows_.fetch<fixedWords>(told_->slot, row) == Fetch::row && sameBytes(row.payload, key, keyBytes);
+      return told_ && sameBytes(told_->key, key, keyBytes) &&
+             findAt<fixedWords, keyBytes>(told_->slot, key, row);
    }
    /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Rows that stand
    /// throughout the walk come once; one whose size class changes meanwhile may come twice or not at all, and

@@ -369,13 +369,13 @@ std::size_t rowStore(const T& value, U64* words) {
       ((words[i] = made[i]), ...);
    }
    (std::make_index_sequence<made.size()>());
-   if constexpr (!variable)
-      return fixedBytes;
-   U8* const rest = reinterpret_cast<U8*>(words) + fixedBytes;
-   const std::size_t restBytes = variablePartBytes(value);
-   packVariablePart(value, rest);
-   std::memset(rest + restBytes, 0, sizeof(U64));
-   return fixedBytes + restBytes;
+   std::size_t bytes = fixedBytes;
+   if constexpr (variable) {
+      packVariablePart(value, reinterpret_cast<U8*>(words) + fixedBytes);
+      bytes += variablePartBytes(value);
+      std::memset(reinterpret_cast<U8*>(words) + bytes, 0, sizeof(U64));
+   }
+   return bytes;
 }
 
 /// Unpacks a row or key from whole words. False when the bytes are not a valid T; the value is then
