@@ -99,20 +99,23 @@ inline bool BoundedMplsLabelStack::unpack(Vok::PackedPlace from) {
    const auto count = from.number<Vok::U8>(0);
    if (count > maxLabels)
       return false;
+   const auto isValid = [count](unsigned number, Vok::U64 pair) {
+      return (((pair ^ unset) & unused[count][number]) | ((pair | (pair + toTop)) & top)) == 0;
+   };
+   const auto first = from.number<Vok::U64>(1), second = from.number<Vok::U64>(9);
+   const auto third = from.number<Vok::U64>(17);
    const auto last = from.number<Vok::U32>(25);
-   const Pairs pairs = {from.number<Vok::U64>(1), from.number<Vok::U64>(9), from.number<Vok::U64>(17),
-                        isLittle ? last : Vok::U64{last} << 32};
-   Vok::U64 set = 0, tooHigh = 0;
-   for (unsigned i = 0; i < pairs.size(); ++i) {
-      set |= (pairs[i] ^ unset) & unused[count][i];
-      tooHigh |= pairs[i] | (pairs[i] + toTop);
-   }
-   if (set != 0 || (tooHigh & top) != 0)
+   if (!isValid(0, first) || !isValid(1, second) || !isValid(2, third) ||
+       !isValid(3, isLittle ? last : Vok::U64{last} << 32))
       return false;
    count_ = count;
-   for (unsigned i = 0; i < 3; ++i)
-      std::memcpy(static_cast<void*>(&label_[2 * i]), &pairs[i], sizeof pairs[i]);
-   std::memcpy(static_cast<void*>(&label_[6]), &last, sizeof last);
+   const auto store = [this](unsigned slot, auto labels) {
+      std::memcpy(static_cast<void*>(&label_[slot]), &labels, sizeof labels);
+   };
+   store(0, first);
+   store(2, second);
+   store(4, third);
+   store(6, last);
    return true;
 }
 

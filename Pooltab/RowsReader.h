@@ -142,8 +142,13 @@ RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
    row.bytes = bytes;
    row.stamp = stamp;
    const bool fits = shape_.allows(bytes) && reaches(slot, rowHeadBytes + bytes);
-   if (fits)
-      copyOut(row.payload, &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes), words);
+   if (fits) {
+      const Word* const payload = &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes);
+      if constexpr (fixedWords)
+         copyOut<fixedWords>(row.payload, payload);
+      else
+         copyOut(row.payload, payload, words);
+   }
    if (loadAcquire(shared.guard) != guard)
       return Look::writing;
    return fits && guardChecksum(guard) == rowChecksum(seed_, slot, stamp, row.payload, words) ? Look::row

@@ -14,7 +14,7 @@ namespace Vok {
 /// Numbers, enumerators and bounded numbers.
 template <class K>
 inline constexpr bool isNumberKey = std::is_integral_v<K> || std::is_enum_v<K> || requires(const K& key) {
-   { K::lowest } -> std::integral;
+   K::lowest;
    { key.value() } -> std::integral;
 };
 

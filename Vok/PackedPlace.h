@@ -55,13 +55,18 @@ class PackedPlace {
       }
       const std::size_t offset = offset_ + at;
       const unsigned shift = PackedDetail::shiftOf(offset);
-      U64 bits = words_[offset / 8] >> shift;
+      U64 bits = word(offset / 8) >> shift;
       if (shift + 8 * sizeof(N) > 64)
-         bits |= words_[offset / 8 + 1] << (64 - shift);
+         bits |= word(offset / 8 + 1) << (64 - shift);
       return std::bit_cast<N>(static_cast<PackedDetail::Unsigned<sizeof(N)>>(bits));
    }
 
   private:
+   /// Loaded by itself: the compiler may not make it part of a vector, which would overlap two stores.
+   [[gnu::always_inline]] U64 word(std::size_t number) const {
+      return static_cast<const volatile U64*>(words_)[number];
+   }
+
    const U64* words_ = nullptr;
    std::size_t offset_ = 0;
    const U8* bytes_;

@@ -236,15 +236,13 @@ const U8* unpack(T& value, const U8* at, const U8* end) {
       at = RowCodecDetail::take(at, limit);
       if (limit > T::capacity)
          return nullptr;
-      value.delAll();
-      for (U16 i = 0; i < limit; ++i) {
-         typename T::Element element;
-         at = unpack(element, at, end);
-         if (!at)
-            return nullptr;
-         value.is(typename T::IndexType(i + T::IndexType::lowest), element);
-      }
-      return value.limit() == limit ? at : nullptr;
+      constexpr std::size_t elementBytes = packedSizeOf<typename T::Element>();
+      if (static_cast<std::size_t>(end - at) < limit * elementBytes)
+         return nullptr;
+      const bool isValid = value.fill(limit, [&](auto& element, std::size_t slot) {
+         return unpackFixed(element, PackedPlace(at + slot * elementBytes));
+      });
+      return isValid ? at + limit * elementBytes : nullptr;
    } else {
       if (static_cast<std::size_t>(end - at) < packedSizeOf<T>() || !unpackFixed(value, PackedPlace(at)))
          return nullptr;
