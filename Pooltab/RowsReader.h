@@ -61,7 +61,7 @@ class RowsReader {
    /// whose writer died over it, is read from the journal.
    template <unsigned fixedWords = 0>
    Fetch fetch(U32 slot, RowCopy& row) const {
-      if (!reaches(slot, shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax)))
+      if (!reaches(slot, fixedWords ? fixedBlockBytes(8 * fixedWords) : smallestBlockBytes()))
          return Fetch::corrupt;
       const Look seen = look<fixedWords>(slot, row);
       return seen == Look::writing ? fetchBesideWriter(slot, row) : static_cast<Fetch>(seen);
@@ -100,7 +100,7 @@ class RowsReader {
    /// What one look at a block shows: what fetch() says, or that the writer was at it meanwhile.
    enum class Look { row = static_cast<int>(Fetch::row), none, corrupt, writing };
    template <unsigned fixedWords = 0>
-   Look look(U32 slot, RowCopy& row) const;
+   [[gnu::always_inline]] Look look(U32 slot, RowCopy& row) const;
    Fetch fetchBesideWriter(U32 slot, RowCopy& row) const;
 
    /// Whether the file has these bytes; asks the system when they lie beyond what is known.
@@ -115,6 +115,7 @@ class RowsReader {
       return shape_.variable ? variableBlockBytesAt(slot) : fixedBlockBytes(shape_.rowBytesMax);
    }
    U32 variableBlockBytesAt(U32 slot) const;
+   U32 smallestBlockBytes() const { return shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax); }
 
    std::string what_;
    RowShape shape_;
@@ -127,7 +128,7 @@ class RowsReader {
 // On the path of every row that is read.
 
 template <unsigned fixedWords>
-RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
+inline RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
    const RowHead& shared = head(slot);
    // Partner: the writer's stores of the guard, odd before the row changes and even after.
    const Word guard = loadAcquire(shared.guard);
@@ -141,7 +142,9 @@ RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
    row.slot = slot;
    row.bytes = bytes;
    row.stamp = stamp;
-   const bool fits = shape_.allows(bytes) && reaches(slot, rowHeadBytes + bytes);
+   // A block of fixed size is known to lie within the file.
+   const bool fits =
+       fixedWords ? bytes == shape_.rowBytesMax : shape_.allows(bytes) && reaches(slot, rowHeadBytes + bytes);
    if (fits) {
       const Word* const payload = &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes);
       if constexpr (fixedWords)
@@ -159,7 +162,10 @@ template <unsigned fixedWords>
 Fetch RowsReader::step(U64& slot, RowCopy& row) const {
    const auto at = static_cast<U32>(slot);
    const Fetch fetched = fetch<fixedWords>(at, row);
-   slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
+   const U32 bytes = fixedWords              ? fixedBlockBytes(8 * fixedWords)
+                     : fetched == Fetch::row ? shape_.blockBytes(row.bytes)
+                                             : blockBytesAt(at);
+   slot += bytes / granuleBytes;
    return fetched;
 }
 

@@ -3,8 +3,8 @@
 #include "Pooltab/PoolWriter.h"
 #include "Pooltab/Spot.h"
 #include "Pooltab/TableWalk.h"
-#include "Vok/InlineVector.h"
 
+#include <array>
 #include <optional>
 #include <span>
 
@@ -131,21 +131,27 @@ class TableWriter {
 template <class Row>
 template <class Written>
 void TableWriter<Row>::is(std::span<const Row> rows, Written&& written) {
-   constexpr std::size_t group = 16;
-   while (!rows.empty()) {
-      const auto batch = rows.first(std::min(group, rows.size()));
-      Vok::InlineVector<Spot<Key>, group> spots;
-      for (const Row& row : batch)
-         spots.append(spot(row.rowKey()));
-      fetch(spots);
-      for (std::size_t i = 0; i < batch.size(); ++i) {
-         const Packed<Row> packed(batch[i]);
-         store_->put(spots.begin()[i].packed(), packed.row());
-         written(batch[i]);
-      }
-      pool_->note();
-      rows = rows.subspan(batch.size());
+   // While a row is written, the index line of one further ahead is on its way, and between them a row.
+   constexpr std::size_t ahead = 8;
+   std::array<std::optional<Spot<Key>>, 4 * ahead> ring;
+   const auto spotOf = [&](std::size_t number) -> auto& {
+      return ring[number % ring.size()];
+   };
+   for (std::size_t step = 0; step < rows.size() + 2 * ahead; ++step) {
+      if (step < rows.size())
+         store_->prefetchIndex(spotOf(step).emplace(*store_, rows[step].rowKey()).tag());
+      if (const std::size_t next = step - ahead; step >= ahead && next < rows.size())
+         store_->prefetchRow(spotOf(next)->tag());
+      if (step < 2 * ahead)
+         continue;
+      const Row& row = rows[step - 2 * ahead];
+      const Packed<Row> packed(row);
+      store_->put(spotOf(step - 2 * ahead)->packed(), packed.row());
+      if (step % ahead == 0)
+         pool_->note();
+      written(row);
    }
+   pool_->note();
 }
 
 } // namespace Pooltab

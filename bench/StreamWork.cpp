@@ -51,7 +51,7 @@ std::vector<double> follow(const VokPooltab::MountInfo& where, Progress& progres
 } // namespace
 
 double ourStream(const std::vector<U32>& labels) {
-   constexpr U64 batch = 50;
+   constexpr U64 batch = 250;
    constexpr U64 unreadMax = 8192; // well within the log, so that no change is lost
    Tables tables(labels.size());
    std::vector<Mpls::LfibRoute> routes;
