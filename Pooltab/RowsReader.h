@@ -33,7 +33,6 @@ struct RowCopy {
    Word payload[payloadWordsMax];
 
    U64 version() const { return stampVersion(stamp); }
-   const U8* data() const { return reinterpret_cast<const U8*>(payload); }
 };
 
 enum class Fetch {
