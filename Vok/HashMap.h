@@ -34,6 +34,17 @@ U32 placeHash(const K& key) {
    }
 }
 
+/// What a map has that has outgrown itself. It knows nothing of the types, so that a program with hundreds of
+/// kinds of maps compiles it once.
+struct MapSpill {
+   std::vector<OwnedBlock> chunks; ///< of entries
+   OwnedBlock index;               ///< 32-bit places
+   std::vector<U64> removed;       ///< a bit for each entry that was removed and is not yet forgotten
+   U32 bits = 0;                   ///< the index has 2^bits places
+
+   U32* places() const { return static_cast<U32*>(index.get()); }
+};
+
 /// A map from K to V that is walked in the order in which its keys were added, the same on every
 /// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
 /// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
@@ -117,18 +128,8 @@ class HashMap {
    };
    struct NoHash {};
    struct Node : Entry, std::conditional_t<keepsHash, KeptHash, NoHash> {};
-   struct FreeMemory {
-      void operator()(void* block) const { freeBlock(block); }
-   };
 
    static constexpr U32 inlined = sizeof(Node) <= 128 ? 1 : 0; ///< entries that stand in the map itself
-   /// What a map has that has outgrown itself.
-   struct Spill {
-      std::vector<std::unique_ptr<Node[], FreeMemory>> chunks;
-      std::unique_ptr<U32[], FreeMemory> index;
-      std::vector<U64> removed; ///< a bit for each entry that was removed and is not yet forgotten
-      U32 bits = 0;             ///< the index has 2^bits places
-   };
 
    Node* nodeAt(U32 at) const {
       if (at < inlined)
@@ -136,7 +137,8 @@ class HashMap {
       // The highest bit of this tells the chunk, the bits below it the place in there.
       const U32 place = at - inlined + firstChunk;
       const U32 top = static_cast<U32>(std::bit_width(place)) - 1;
-      return &spill_->chunks[top - std::countr_zero(firstChunk)][place ^ (U32(1) << top)];
+      void* const chunk = spill_->chunks[top - std::countr_zero(firstChunk)].get();
+      return static_cast<Node*>(chunk) + (place ^ (U32(1) << top));
    }
    Node& entry(U32 at) const { return *nodeAt(at); }
    U32 numberOf(const Node& node) const {
@@ -183,7 +185,7 @@ class HashMap {
                return &entry(at);
          return nullptr;
       }
-      for (U32 place = home(hash); spill_->index[place] != 0; place = next(place)) {
+      for (U32 place = home(hash); spill_->places()[place] != 0; place = next(place)) {
          if (!mayName(place, hash))
             continue;
          if (const Node& candidate = entry(numberAt(place)); isUnder(candidate, key, hash))
@@ -212,14 +214,14 @@ class HashMap {
 
    void makeRoom() {
       if (!spill_) {
-         spill_ = std::make_unique<Spill>();
+         spill_ = std::make_unique<MapSpill>();
          if (used_ != live_)
             markRemoved(0);
       }
       // As large as all chunks before it and a first one more.
       auto& chunks = spill_->chunks;
       if (const U32 chunk = firstChunk << chunks.size(); used_ - inlined == chunk - firstChunk)
-         chunks.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * chunk)));
+         chunks.emplace_back(allocateBlock(sizeof(Node) * chunk));
    }
 
    // A place of the index holds the number of an entry plus one in its low bits, and above them as many low
@@ -228,24 +230,24 @@ class HashMap {
    U32 lowMask() const { return (U32(1) << spill_->bits) - 1; }
    U32 home(U32 hash) const { return hash >> (32 - spill_->bits); }
    U32 next(U32 place) const { return (place + 1) & lowMask(); }
-   U32 numberAt(U32 place) const { return (spill_->index[place] & lowMask()) - 1; }
+   U32 numberAt(U32 place) const { return (spill_->places()[place] & lowMask()) - 1; }
    bool mayName(U32 place, U32 hash) const {
-      return ((spill_->index[place] ^ (hash << spill_->bits)) & ~lowMask()) == 0;
+      return ((spill_->places()[place] ^ (hash << spill_->bits)) & ~lowMask()) == 0;
    }
 
    void indexIs(U32 hash, U32 number) {
       U32 place = home(hash);
-      while (spill_->index[place] != 0)
+      while (spill_->places()[place] != 0)
          place = next(place);
-      spill_->index[place] = hash << spill_->bits | (number + 1);
+      spill_->places()[place] = hash << spill_->bits | (number + 1);
    }
 
    void reindex() {
       const U32 bits = static_cast<U32>(std::bit_width(U64(used_) * 2));
       if (!isIndexed() || bits != spill_->bits)
-         spill_->index.reset(static_cast<U32*>(allocateBlock(sizeof(U32) << bits)));
+         spill_->index.reset(allocateBlock(sizeof(U32) << bits));
       spill_->bits = bits;
-      std::fill_n(spill_->index.get(), std::size_t(1) << bits, 0);
+      std::fill_n(spill_->places(), std::size_t(1) << bits, 0);
       for (U32 at = 0; at < used_; ++at)
          if (isLive(at))
             indexIs(hashOfEntry(entry(at)), at);
@@ -253,7 +255,7 @@ class HashMap {
 
    /// Takes an entry out of the index, closes the gap, and returns its number.
    U32 unindex(const Node& removed, U32 hash) {
-      U32* const index = spill_->index.get();
+      U32* const index = spill_->places();
       U32 hole = home(hash);
       while (!mayName(hole, hash) || &entry(numberAt(hole)) != &removed)
          hole = next(hole);
@@ -303,7 +305,7 @@ class HashMap {
          drop();
    }
 
-   std::unique_ptr<Spill> spill_;
+   std::unique_ptr<MapSpill> spill_;
    U32 used_ = 0; ///< entries made, removed ones included
    U32 live_ = 0;
    U32 walks_ = 0; ///< walks under way: entries stay where they are

@@ -76,11 +76,9 @@ constexpr bool isVariableRow() {
    else if constexpr (HasHandWrittenLayout<T> || !HasFields<T>)
       return false;
    else
-      return std::apply(
-          [](const auto&... field) {
-             return (isVariableRow<FieldType<std::remove_cvref_t<decltype(field)>, T>>() || ... || false);
-          },
-          T::vokFields());
+      return T::vokFields([](const auto&... field) {
+         return (isVariableRow<FieldType<std::remove_cvref_t<decltype(field)>, T>>() || ... || false);
+      });
 }
 
 template <class T>
@@ -94,24 +92,42 @@ constexpr std::size_t packedSizeOf() {
    else if constexpr (IsBoundedString<T>)
       return 1 + T::maxBytes;
    else if constexpr (HasFields<T>)
-      return std::apply(
-          [](const auto&... field) {
-             return (packedSizeOf<FieldType<std::remove_cvref_t<decltype(field)>, T>>() + ... + 0);
-          },
-          T::vokFields());
+      return T::vokFields([](const auto&... field) {
+         return (packedSizeOf<FieldType<std::remove_cvref_t<decltype(field)>, T>>() + ... + 0);
+      });
    else
       return sizeof(T);
 }
 
-/// Where field number `i` of a value starts in its packed form. No field before it varies in size.
-template <class T, std::size_t i>
-constexpr std::size_t packedOffset() {
-   return []<std::size_t... before>(std::index_sequence<before...>) {
-      using Fields = decltype(T::vokFields());
-      return (packedSizeOf<FieldType<std::tuple_element_t<before, Fields>, T>>() + ... + 0);
+namespace RowCodecDetail {
+
+template <class... F>
+struct FieldList {};
+struct ListFields {
+   template <class... F>
+   constexpr FieldList<F...> operator()(const F&...) const {
+      return {};
    }
-   (std::make_index_sequence<i>());
+};
+/// The fields of a value, as types only.
+template <class T>
+using FieldsOf = decltype(T::vokFields(ListFields()));
+
+/// Where each of the fields stands in the packed form, and behind the last the bytes of all of them. Of a row
+/// that varies in size, these are the bytes before its array, which is its last field.
+template <class T, class... F>
+constexpr std::array<std::size_t, sizeof...(F) + 1> packedOffsets(FieldList<F...>) {
+   std::array<std::size_t, sizeof...(F) + 1> offsets{};
+   std::size_t number = 0;
+   const auto next = [&](std::size_t bytes) {
+      offsets[number + 1] = offsets[number] + bytes;
+      ++number;
+   };
+   (next(isVariableRow<FieldType<F, T>>() ? 0 : packedSizeOf<FieldType<F, T>>()), ...);
+   return offsets;
 }
+
+} // namespace RowCodecDetail
 
 /// Packs a value of fixed size. Inlined whole, so that every offset is a constant.
 template <class T>
@@ -119,14 +135,23 @@ template <class T>
 
 namespace RowCodecDetail {
 
-template <class T, std::size_t... i>
-[[gnu::always_inline]] inline void packFields(const T& value, PackedTarget to, std::index_sequence<i...>) {
-   using Fields = decltype(T::vokFields());
-   (packFixed(value.*(std::tuple_element_t<i, Fields>::member), to.behind(packedOffset<T, i>())), ...);
+template <class Member>
+[[gnu::always_inline]] inline void packField(const Member& member, PackedTarget to) {
+   if constexpr (!isVariableRow<Member>())
+      packFixed(member, to);
 }
 
-template <class T>
-using AllFields = std::make_index_sequence<std::tuple_size_v<decltype(T::vokFields())>>;
+/// All fields but an array.
+template <class T, class... F, std::size_t... i>
+[[gnu::always_inline]] inline void packFields(const T& value, PackedTarget to, FieldList<F...>,
+                                              std::index_sequence<i...>) {
+   [[maybe_unused]] constexpr auto offsets = packedOffsets<T>(FieldList<F...>());
+   (packField(value.*F::member, to.behind(offsets[i])), ...);
+}
+template <class T, class... F>
+[[gnu::always_inline]] inline void packFields(const T& value, PackedTarget to, FieldList<F...> fields) {
+   packFields(value, to, fields, std::index_sequence_for<F...>());
+}
 
 } // namespace RowCodecDetail
 
@@ -147,7 +172,7 @@ template <class T>
       *at = static_cast<U8>(value.text().size());
       std::memcpy(at + 1, value.text().data(), value.text().size());
    } else if constexpr (HasFields<T>) {
-      RowCodecDetail::packFields(value, to, RowCodecDetail::AllFields<T>());
+      RowCodecDetail::packFields(value, to, RowCodecDetail::FieldsOf<T>());
    } else {
       static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
       to.put(0, value);
@@ -178,11 +203,24 @@ template <class T>
 
 namespace RowCodecDetail {
 
-template <class T, std::size_t... i>
-[[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, std::index_sequence<i...>) {
-   using Fields = decltype(T::vokFields());
-   return (unpackFixed(value.*(std::tuple_element_t<i, Fields>::member), from.behind(packedOffset<T, i>())) &&
-           ... && true);
+template <class Member>
+[[gnu::always_inline]] inline bool unpackField(Member& member, PackedPlace from) {
+   if constexpr (isVariableRow<Member>())
+      return true;
+   else
+      return unpackFixed(member, from);
+}
+
+/// All fields but an array.
+template <class T, class... F, std::size_t... i>
+[[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, FieldList<F...>,
+                                                std::index_sequence<i...>) {
+   [[maybe_unused]] constexpr auto offsets = packedOffsets<T>(FieldList<F...>());
+   return (unpackField(value.*F::member, from.behind(offsets[i])) && ... && true);
+}
+template <class T, class... F>
+[[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, FieldList<F...> fields) {
+   return unpackFields(value, from, fields, std::index_sequence_for<F...>());
 }
 
 } // namespace RowCodecDetail
@@ -214,7 +252,7 @@ template <class T>
       value = T(String(reinterpret_cast<const char*>(at + 1), *at));
       return true;
    } else if constexpr (HasFields<T>) {
-      return RowCodecDetail::unpackFields(value, from, RowCodecDetail::AllFields<T>());
+      return RowCodecDetail::unpackFields(value, from, RowCodecDetail::FieldsOf<T>());
    } else if constexpr (std::is_same_v<T, bool>) {
       const U8 number = from.number<U8>(0);
       value = number == 1;
@@ -266,18 +304,16 @@ constexpr std::size_t nearOffset() {
       std::size_t offset = 0;
       std::size_t found = noNear;
       std::size_t number = 0;
-      std::apply(
-          [&](const auto&... field) {
-             (
-                 [&] {
-                    using F = FieldType<std::remove_cvref_t<decltype(field)>, T>;
-                    if (number++ == T::vokNear && nearOffset<F>() != noNear)
-                       found = offset + nearOffset<F>();
-                    offset += packedSizeOf<F>();
-                 }(),
-                 ...);
-          },
-          T::vokFields());
+      T::vokFields([&](const auto&... field) {
+         (
+             [&] {
+                using F = FieldType<std::remove_cvref_t<decltype(field)>, T>;
+                if (number++ == T::vokNear && nearOffset<F>() != noNear)
+                   found = offset + nearOffset<F>();
+                offset += packedSizeOf<F>();
+             }(),
+             ...);
+      });
       return found;
    } else {
       return noNear;
@@ -309,16 +345,14 @@ void packVariablePart(const Row& row, U8* out) {
 template <HasFields Row>
 U32 unpackVariablePart(Row& row, const U8* in, U32 bytes) {
    const U8* at = in;
-   std::apply(
-       [&](const auto&... field) {
-          const auto take = [&](auto& member) {
-             if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
-                at = unpack(member, at, in + bytes);
-             return at != nullptr;
-          };
-          (void)(take(row.*(std::remove_cvref_t<decltype(field)>::member)) && ...);
-       },
-       Row::vokFields());
+   Row::vokFields([&](const auto&... field) {
+      const auto take = [&](auto& member) {
+         if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
+            at = unpack(member, at, in + bytes);
+         return at != nullptr;
+      };
+      (void)(take(row.*(std::remove_cvref_t<decltype(field)>::member)) && ...);
+   });
    return at ? static_cast<U32>(at - in) : 0;
 }
 
@@ -329,16 +363,13 @@ inline constexpr std::size_t rowBytesMax = packedSizeOf<T>();
 template <class T>
 inline constexpr bool rowIsVariable = isVariableRow<T>();
 
-/// How many fields of a row stand before its variable part.
-template <HasFields Row>
-constexpr std::size_t fixedFields() {
-   return []<std::size_t... i>(std::index_sequence<i...>) {
-      using Fields = decltype(Row::vokFields());
-      std::size_t fields = 0;
-      (void)((!isVariableRow<FieldType<std::tuple_element_t<i, Fields>, Row>>() && ++fields > 0) && ...);
-      return fields;
-   }
-   (std::make_index_sequence<std::tuple_size_v<decltype(Row::vokFields())>>());
+/// The bytes of a row or key before its variable part.
+template <class T>
+constexpr std::size_t fixedBytesOf() {
+   if constexpr (isVariableRow<T>())
+      return RowCodecDetail::packedOffsets<T>(RowCodecDetail::FieldsOf<T>()).back();
+   else
+      return packedSizeOf<T>();
 }
 
 template <class T>
@@ -351,16 +382,11 @@ std::size_t rowStore(const T& value, U8* out) {
 template <class T>
 std::size_t rowStore(const T& value, U64* words) {
    constexpr bool variable = isVariableRow<T>();
-   constexpr std::size_t fixedBytes = [] {
-      if constexpr (variable)
-         return packedOffset<T, fixedFields<T>()>();
-      else
-         return packedSizeOf<T>();
-   }();
+   constexpr std::size_t fixedBytes = fixedBytesOf<T>();
    std::array<U64, (fixedBytes + 7) / 8> made{}; // in registers, so that each word is stored once
    const PackedTarget start(made.data(), 0);
    if constexpr (variable)
-      RowCodecDetail::packFields(value, start, std::make_index_sequence<fixedFields<T>()>());
+      RowCodecDetail::packFields(value, start, RowCodecDetail::FieldsOf<T>());
    else
       packFixed(value, start);
    [&]<std::size_t... i>(std::index_sequence<i...>) {
@@ -384,10 +410,8 @@ bool rowLoad(T& value, const U64* words, std::size_t bytes) {
    if constexpr (!isVariableRow<T>()) {
       return bytes == packedSizeOf<T>() && unpackFixed(value, start);
    } else {
-      constexpr std::size_t fixed = fixedFields<T>();
-      constexpr std::size_t fixedBytes = packedOffset<T, fixed>();
-      if (bytes <= fixedBytes ||
-          !RowCodecDetail::unpackFields(value, start, std::make_index_sequence<fixed>()))
+      constexpr std::size_t fixedBytes = fixedBytesOf<T>();
+      if (bytes <= fixedBytes || !RowCodecDetail::unpackFields(value, start, RowCodecDetail::FieldsOf<T>()))
          return false;
       return unpackVariablePart(value, start.bytes() + fixedBytes, static_cast<U32>(bytes - fixedBytes)) ==
              bytes - fixedBytes;
