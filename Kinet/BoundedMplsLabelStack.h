@@ -2,6 +2,7 @@
 // A stack of at most seven MPLS labels in seven fixed slots. Slot 0 is the bottom, slot count - 1 the top.
 
 #include "Kinet/Labels.h"
+#include "Vok/PackedPlace.h"
 
 #include <array>
 #include <bit>
@@ -58,52 +59,63 @@ class BoundedMplsLabelStack {
    static constexpr std::size_t packedSize = 1 + maxLabels * sizeof(Vok::U32);
    /// Where the label of slot 0 stands: neighbouring labels stand near each other in tables.
    static constexpr std::size_t packedNearOffset = 1;
-   void pack(Vok::U8* at) const;
+   [[gnu::always_inline]] void pack(Vok::PackedTarget to) const;
    /// False, and the value as it was, when the bytes are none that pack() writes.
-   bool unpack(const Vok::U8* at);
+   [[gnu::always_inline]] bool unpack(Vok::PackedPlace from);
 
    static const Vok::Type& vokType();
 
   private:
+   static constexpr bool isLittle = std::endian::native == std::endian::little;
+   /// Neighbouring labels as they stand in memory: slots 0 and 1, 2 and 3, 4 and 5, and 6 alone.
+   using Pairs = std::array<Vok::U64, 4>;
+   /// For each count: all bits of the labels that stand above it.
+   static constexpr std::array<Pairs, maxLabels + 1> unused = [] {
+      std::array<Pairs, maxLabels + 1> bits{};
+      for (Vok::U8 count = 0; count <= maxLabels; ++count)
+         for (Vok::U8 slot = count; slot < maxLabels; ++slot)
+            bits[count][slot / 2] |= Vok::U64{~Vok::U32{0}} << 32 * ((slot % 2 == 1) == isLittle);
+      return bits;
+   }();
+
    Vok::U8 count_ = 0;
    std::array<MplsLabel, maxLabels> label_{};
 };
 
-// On the path of every row: both are loops over seven words that the compiler unrolls.
+// On the path of every row.
 
-inline void BoundedMplsLabelStack::pack(Vok::U8* at) const {
-   std::array<Vok::U32, maxLabels> numbers;
+inline void BoundedMplsLabelStack::pack(Vok::PackedTarget to) const {
+   to.put(0, count_);
+#pragma GCC unroll 7
    for (Vok::U8 slot = 0; slot < maxLabels; ++slot)
-      numbers[slot] = slot < count_ ? label_[slot].value() : MplsLabel().value();
-   if constexpr (std::endian::native == std::endian::little) {
-      // In the very words in which a key is read again for its hash: a word that was stored in pieces is not
-      // there at once.
-      const auto from = [&](unsigned slot) { return Vok::U64{numbers[slot]}; };
-      const std::array<Vok::U64, 3> words = {count_ | from(0) << 8 | from(1) << 40,
-                                             from(1) >> 24 | from(2) << 8 | from(3) << 40,
-                                             from(3) >> 24 | from(4) << 8 | from(5) << 40};
-      const auto last = static_cast<Vok::U32>(from(5) >> 24 | from(6) << 8);
-      for (unsigned i = 0; i < words.size(); ++i)
-         std::memcpy(at + 8 * i, &words[i], sizeof words[i]);
-      std::memcpy(at + 24, &last, sizeof last);
-      at[28] = static_cast<Vok::U8>(from(6) >> 24);
-   } else {
-      *at = count_;
-      std::memcpy(at + 1, numbers.data(), sizeof numbers);
-   }
+      to.put(1 + slot * sizeof(Vok::U32), (slot < count_ ? label_[slot] : MplsLabel()).value());
 }
 
-inline bool BoundedMplsLabelStack::unpack(const Vok::U8* at) {
-   const Vok::U8 count = *at;
-   std::array<Vok::U32, maxLabels> numbers;
-   std::memcpy(numbers.data(), at + 1, sizeof numbers);
-   bool valid = count <= maxLabels;
-   for (Vok::U8 slot = 0; slot < maxLabels; ++slot)
-      valid &= slot < count ? numbers[slot] <= MplsLabel::luWithdraw : numbers[slot] == MplsLabel().value();
-   if (!valid)
+inline bool BoundedMplsLabelStack::unpack(Vok::PackedPlace from) {
+   constexpr Vok::U64 both = 1ull << 32 | 1;
+   constexpr Vok::U64 unset = MplsLabel().value() * both;
+   constexpr Vok::U64 top = 0x80000000u * both;
+   constexpr Vok::U64 toTop = (0x7fffffffu - MplsLabel::highest) * both; // from labels too high only
+   const auto count = from.number<Vok::U8>(0);
+   if (count > maxLabels)
+      return false;
+   const auto isValid = [count](unsigned number, Vok::U64 pair) {
+      return (((pair ^ unset) & unused[count][number]) | ((pair | (pair + toTop)) & top)) == 0;
+   };
+   const auto first = from.number<Vok::U64>(1), second = from.number<Vok::U64>(9);
+   const auto third = from.number<Vok::U64>(17);
+   const auto last = from.number<Vok::U32>(25);
+   if (!isValid(0, first) || !isValid(1, second) || !isValid(2, third) ||
+       !isValid(3, isLittle ? last : Vok::U64{last} << 32))
       return false;
    count_ = count;
-   label_ = std::bit_cast<std::array<MplsLabel, maxLabels>>(numbers);
+   const auto store = [this](unsigned slot, auto labels) {
+      std::memcpy(static_cast<void*>(&label_[slot]), &labels, sizeof labels);
+   };
+   store(0, first);
+   store(2, second);
+   store(4, third);
+   store(6, last);
    return true;
 }
 

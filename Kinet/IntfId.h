@@ -2,10 +2,12 @@
 // The name of a network interface.
 
 #include "Vok/Hash.h"
+#include "Vok/PackedPlace.h"
 #include "Vok/Type.h"
 
 #include <array>
 #include <compare>
+#include <cstring>
 
 namespace Kinet {
 
@@ -40,14 +42,44 @@ class IntfId {
    static void readLog(Vok::NboAttrLog::Reader& log, IntfId& value);
 
    static constexpr std::size_t packedSize = maxLength + 1;
-   void pack(Vok::U8* at) const;
+   [[gnu::always_inline]] void pack(Vok::PackedTarget to) const {
+      Vok::U64 first, last;
+      std::memcpy(&first, name_.data(), sizeof first);
+      std::memcpy(&last, name_.data() + 8, sizeof last);
+      to.put(0, first);
+      to.put(8, last);
+   }
    /// False, and the value as it was, when the bytes are none that pack() writes.
-   bool unpack(const Vok::U8* at);
+   [[gnu::always_inline]] bool unpack(Vok::PackedPlace from);
 
    static const Vok::Type& vokType();
 
   private:
+   /// For characters as numbers, one or many at once.
+   template <class Characters>
+   [[gnu::always_inline]] static auto isRefused(Characters c) {
+      return (c <= 0x20) | (c == 0x7f) | (c == '/') | (c == ':');
+   }
+
    std::array<char, maxLength + 1> name_{};
 };
+
+// On the path of every row: each character is looked at with its neighbour only, and all of them at once.
+inline bool IntfId::unpack(Vok::PackedPlace from) {
+   using Characters [[gnu::vector_size(packedSize)]] = Vok::U8;
+   using Halves [[gnu::vector_size(packedSize)]] = Vok::U64;
+   const auto name = std::bit_cast<Characters>(Halves{from.number<Vok::U64>(0), from.number<Vok::U64>(8)});
+   const auto next =
+       __builtin_shufflevector(name, Characters{}, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
+   const auto isEnd = name == 0;
+   const auto bad = std::bit_cast<Halves>((isEnd & (next != 0)) | (~isEnd & isRefused(name)));
+   const auto character = [&](std::size_t at) { return from.number<char>(at); };
+   const bool dots =
+       character(0) == '.' && (character(1) == '\0' || (character(1) == '.' && character(2) == '\0'));
+   if ((bad[0] | bad[1]) != 0 || character(maxLength) != '\0' || dots)
+      return false;
+   std::memcpy(name_.data(), &name, sizeof name);
+   return true;
+}
 
 } // namespace Kinet

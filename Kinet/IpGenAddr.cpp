@@ -68,17 +68,6 @@ bool isAddressCharacter(char c) {
    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || c == ':' || c == '.';
 }
 
-/// False when the bytes are not zero where the family has none.
-bool fits(Vok::U8 family, const IpGenAddr::Bytes& bytes) {
-   const bool ipv4 = family == static_cast<Vok::U8>(AddressFamily::ipv4);
-   Vok::U64 first, last;
-   std::memcpy(&first, bytes.data() + 4, sizeof first);
-   std::memcpy(&last, bytes.data() + 8, sizeof last);
-   return !ipv4 || (first | last) == 0;
-}
-
-constexpr auto highestFamily = static_cast<Vok::U8>(AddressFamily::ipv6);
-
 } // namespace
 
 IpGenAddr::IpGenAddr(std::string_view text) {
@@ -126,22 +115,12 @@ void IpGenAddr::readLog(Vok::NboAttrLog::Reader& log, IpGenAddr& value) {
    const Vok::U8 family = log.u8();
    Bytes bytes;
    log.bytes(bytes.data(), bytes.size());
-   if (family > highestFamily)
+   if (family > static_cast<Vok::U8>(AddressFamily::ipv6))
       throw Vok::RangeError("IpGenAddr::family > AddressFamily::ipv6 not allowed");
-   if (!fits(family, bytes))
+   if (!fits(family, bytes.data()))
       throw Vok::RangeError("IpGenAddr::bytes beyond the four of an IPv4 address not allowed");
    value.family_ = static_cast<AddressFamily>(family);
    value.bytes_ = bytes;
-}
-
-bool IpGenAddr::unpack(const Vok::U8* at) {
-   Bytes bytes;
-   std::memcpy(bytes.data(), at + 1, bytes.size());
-   if (*at > highestFamily || !fits(*at, bytes))
-      return false;
-   family_ = static_cast<AddressFamily>(*at);
-   bytes_ = bytes;
-   return true;
 }
 
 const Vok::Type& IpGenAddr::vokType() {

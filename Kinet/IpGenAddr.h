@@ -3,6 +3,7 @@
 
 #include "Kinet/AddressFamilies.h"
 #include "Vok/Hash.h"
+#include "Vok/PackedPlace.h"
 
 #include <array>
 #include <compare>
@@ -61,16 +62,36 @@ class IpGenAddr {
    static void readLog(Vok::NboAttrLog::Reader& log, IpGenAddr& value);
 
    static constexpr std::size_t packedSize = 17;
-   void pack(Vok::U8* at) const {
-      *at = static_cast<Vok::U8>(family_);
-      std::memcpy(at + 1, bytes_.data(), bytes_.size());
+   [[gnu::always_inline]] void pack(Vok::PackedTarget to) const {
+      Vok::U64 first, last;
+      std::memcpy(&first, bytes_.data(), sizeof first);
+      std::memcpy(&last, bytes_.data() + 8, sizeof last);
+      to.put(0, family_);
+      to.put(1, first);
+      to.put(9, last);
    }
    /// False, and the value as it was, when the bytes are none that pack() writes.
-   bool unpack(const Vok::U8* at);
+   [[gnu::always_inline]] bool unpack(Vok::PackedPlace from) {
+      const auto family = from.number<Vok::U8>(0);
+      if (!fits(family, from.behind(1)))
+         return false;
+      const auto first = from.number<Vok::U64>(1), last = from.number<Vok::U64>(9);
+      family_ = static_cast<AddressFamily>(family);
+      std::memcpy(bytes_.data(), &first, sizeof first);
+      std::memcpy(bytes_.data() + 8, &last, sizeof last);
+      return true;
+   }
 
    static const Vok::Type& vokType();
 
   private:
+   /// False when there is no such family, or bytes that it does not have are not zero.
+   [[gnu::always_inline]] static bool fits(Vok::U8 family, Vok::PackedPlace bytes) {
+      if (family == static_cast<Vok::U8>(AddressFamily::ipv4))
+         return (bytes.number<Vok::U32>(4) | bytes.number<Vok::U64>(8)) == 0;
+      return family == static_cast<Vok::U8>(AddressFamily::ipv6);
+   }
+
    AddressFamily family_ = AddressFamily::ipv4;
    Bytes bytes_{};
 };

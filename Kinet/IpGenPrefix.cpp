@@ -2,22 +2,9 @@
 
 #include "Vok/Scalars.h"
 
-#include <cstring>
-
 namespace Kinet {
 
 namespace {
-
-/// Whether bits beyond the first `length` are set.
-bool hasBitsBeyond(const IpGenAddr::Bytes& bytes, Vok::U8 length) {
-   const auto half = [&](std::size_t from) {
-      Vok::U64 bits = 0;
-      for (std::size_t i = 0; i < sizeof bits; ++i)
-         bits = bits << 8 | bytes[from + i];
-      return bits;
-   };
-   return length < 64 ? (half(0) << length | half(8)) != 0 : length < 128 && half(8) << (length - 64) != 0;
-}
 
 /// The address with all bits beyond `length` cleared.
 IpGenAddr masked(const IpGenAddr& address, Vok::U8 length) {
@@ -95,21 +82,6 @@ void IpGenPrefix::readLog(Vok::NboAttrLog::Reader& log, IpGenPrefix& value) {
    IpGenAddr address;
    IpGenAddr::readLog(log, address);
    value = IpGenPrefix(address, log.u8());
-}
-
-void IpGenPrefix::pack(Vok::U8* at) const {
-   address_.pack(at);
-   at[IpGenAddr::packedSize] = length_;
-}
-
-bool IpGenPrefix::unpack(const Vok::U8* at) {
-   IpGenAddr address;
-   const Vok::U8 length = at[IpGenAddr::packedSize];
-   if (!address.unpack(at) || length > address.bits() || hasBitsBeyond(address.bytes(), length))
-      return false;
-   address_ = address;
-   length_ = length;
-   return true;
 }
 
 const Vok::Type& IpGenPrefix::vokType() {

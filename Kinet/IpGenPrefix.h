@@ -38,13 +38,32 @@ class IpGenPrefix {
    static void readLog(Vok::NboAttrLog::Reader& log, IpGenPrefix& value);
 
    static constexpr std::size_t packedSize = IpGenAddr::packedSize + 1;
-   void pack(Vok::U8* at) const;
+   [[gnu::always_inline]] void pack(Vok::PackedTarget to) const {
+      address_.pack(to);
+      to.put(IpGenAddr::packedSize, length_);
+   }
    /// False, and the value as it was, when the bytes are none that pack() writes.
-   bool unpack(const Vok::U8* at);
+   [[gnu::always_inline]] bool unpack(Vok::PackedPlace from) {
+      const auto length = from.number<Vok::U8>(IpGenAddr::packedSize);
+      const bool ipv4 = from.number<Vok::U8>(0) == static_cast<Vok::U8>(AddressFamily::ipv4);
+      if (length > (ipv4 ? 32 : 128) || hasBitsBeyond(from.behind(1), length) || !address_.unpack(from))
+         return false;
+      length_ = length;
+      return true;
+   }
 
    static const Vok::Type& vokType();
 
   private:
+   /// Whether the sixteen bytes have bits beyond the first `length` set.
+   [[gnu::always_inline]] static bool hasBitsBeyond(Vok::PackedPlace bytes, Vok::U8 length) {
+      const auto half = [&](std::size_t at) {
+         const auto inMemory = bytes.number<Vok::U64>(at);
+         return std::endian::native == std::endian::little ? __builtin_bswap64(inMemory) : inMemory;
+      };
+      return length < 64 ? (half(0) << length | half(8)) != 0 : length < 128 && half(8) << (length - 64) != 0;
+   }
+
    IpGenAddr address_;
    Vok::U8 length_ = 0;
 };

@@ -44,8 +44,8 @@ class MplsLabelOperation {
    }
 
    static constexpr std::size_t packedSize = BoundedMplsLabelStack::packedSize;
-   void pack(Vok::U8* at) const { stack_.pack(at); }
-   bool unpack(const Vok::U8* at) { return stack_.unpack(at); }
+   [[gnu::always_inline]] void pack(Vok::PackedTarget to) const { stack_.pack(to); }
+   [[gnu::always_inline]] bool unpack(Vok::PackedPlace from) { return stack_.unpack(from); }
 
    static const Vok::Type& vokType();
 

@@ -15,15 +15,6 @@ constexpr std::size_t groupSize = 16;
 template <class Key>
 using Spots = Vok::InlineVector<Pooltab::Spot<Key>, groupSize>;
 
-/// Has rows come into the cache: the index first, and then the rows that it names.
-template <class Row, class Key>
-void fetch(const Pooltab::TableWriter<Row>& table, const Spots<Key>& spots) {
-   for (const Pooltab::Spot<Key>& spot : spots)
-      table.prefetchIndex(spot);
-   for (const Pooltab::Spot<Key>& spot : spots)
-      table.prefetchRow(spot);
-}
-
 /// The via-set key in a packed route, where it stands right behind the route's own.
 LfibViaSetKey viaSetKeyIn(const Pooltab::PackedRow& route) {
    LfibViaSetKey key;
@@ -42,13 +33,13 @@ void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, 
       for (const Element& element : group)
          routes.append(lfib.lfibRouteTable().spot(keyOf(element)));
       const auto& routeTable = *lfib.lfibRouteTable().tableWriter();
-      fetch(routeTable, routes);
+      routeTable.fetch(routes);
       Spots<LfibViaSetKey> viaSets;
       for (const Pooltab::Spot<RouteKey>& route : routes)
          if (const auto row = routeTable.peek(route))
             viaSets.append(lfib.viaSetTable().spot(viaSetKeyIn(*row)));
       if (!viaSets.empty())
-         fetch(*lfib.viaSetTable().tableWriter(), viaSets);
+         lfib.viaSetTable().tableWriter()->fetch(viaSets);
       for (std::size_t i = 0; i < group.size(); ++i)
          work(routes.begin()[i], group[i]);
       elements = elements.subspan(group.size());

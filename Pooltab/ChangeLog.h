@@ -18,8 +18,6 @@ struct Change {
    Operation operation;
    U16 keyBytes;
    const Word* key; ///< packed
-
-   const U8* keyData() const { return reinterpret_cast<const U8*>(key); }
 };
 
 /// Bytes of a ring entry that has room for keys of that size.

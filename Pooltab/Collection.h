@@ -56,6 +56,10 @@ class Collection final : public CollectionControl, private TableListener {
       writer().is(row);
       notifyKey(&row.rowKey());
    }
+   /// The same for many rows, one after the other; faster, since what they will touch is fetched ahead.
+   void is(std::span<const Row> rows) {
+      writer().is(rows, [this](const Row& row) { notifyKey(&row.rowKey()); });
+   }
    /// Inserts or overwrites unless an equal row stands there. Returns whether it wrote.
    bool commit(const Row& row) { return commit(spot(row.rowKey()), row); }
    /// Returns whether there was such a row. The key may stand in a row of this table.
@@ -155,7 +159,7 @@ class Collection final : public CollectionControl, private TableListener {
 
    void onChange(TableView&, const Change& change) override {
       Key key;
-      if (!Vok::rowLoad(key, change.keyData(), change.keyBytes)) {
+      if (!Vok::rowLoad(key, change.key, change.keyBytes)) {
          onCollection(reader_->view()); // a key that is none: what changed is not known
          return;
       }

@@ -51,22 +51,13 @@ U32 nextTagOf(const Word* packedKey, U64 seed) {
 template <class T>
 class Packed {
   public:
-   explicit Packed(const T& value) {
-      if constexpr (Vok::packsIntoWord<T>()) {
-         // Made in a register: bytes stored one by one would stall whoever loads them as a word.
-         bytes_ = static_cast<U32>(Vok::packedSizeOf<T>());
-         words_[0] = Vok::packedWord(value);
-         return;
-      }
-      bytes_ = static_cast<U32>(Vok::rowStore(value, reinterpret_cast<U8*>(words_.data())));
-      std::memset(reinterpret_cast<U8*>(words_.data()) + bytes_, 0, sizeof(Word));
-   }
+   explicit Packed(const T& value) : bytes_(static_cast<U32>(Vok::rowStore(value, words_.data()))) {}
    const Word* words() const { return words_.data(); }
    PackedRow row() const { return {bytes_, words_.data()}; }
 
   private:
-   U32 bytes_;
-   std::array<Word, wordsFor(Vok::rowBytesMax<T>) + 1> words_; ///< one more, so that zeroing is one store
+   std::array<Word, wordsFor(Vok::rowBytesMax<T>) + Vok::rowIsVariable<T>> words_;
+   U32 bytes_; ///< behind the words, which are filled first
 };
 
 } // namespace Pooltab

@@ -33,7 +33,6 @@ struct RowCopy {
    Word payload[payloadWordsMax];
 
    U64 version() const { return stampVersion(stamp); }
-   const U8* data() const { return reinterpret_cast<const U8*>(payload); }
 };
 
 enum class Fetch {
@@ -61,7 +60,7 @@ class RowsReader {
    /// whose writer died over it, is read from the journal.
    template <unsigned fixedWords = 0>
    Fetch fetch(U32 slot, RowCopy& row) const {
-      if (!reaches(slot, shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax)))
+      if (!reaches(slot, fixedWords ? fixedBlockBytes(8 * fixedWords) : smallestBlockBytes()))
          return Fetch::corrupt;
       const Look seen = look<fixedWords>(slot, row);
       return seen == Look::writing ? fetchBesideWriter(slot, row) : static_cast<Fetch>(seen);
@@ -100,7 +99,7 @@ class RowsReader {
    /// What one look at a block shows: what fetch() says, or that the writer was at it meanwhile.
    enum class Look { row = static_cast<int>(Fetch::row), none, corrupt, writing };
    template <unsigned fixedWords = 0>
-   Look look(U32 slot, RowCopy& row) const;
+   [[gnu::always_inline]] Look look(U32 slot, RowCopy& row) const;
    Fetch fetchBesideWriter(U32 slot, RowCopy& row) const;
 
    /// Whether the file has these bytes; asks the system when they lie beyond what is known.
@@ -115,6 +114,7 @@ class RowsReader {
       return shape_.variable ? variableBlockBytesAt(slot) : fixedBlockBytes(shape_.rowBytesMax);
    }
    U32 variableBlockBytesAt(U32 slot) const;
+   U32 smallestBlockBytes() const { return shape_.blockBytes(shape_.variable ? 0 : shape_.rowBytesMax); }
 
    std::string what_;
    RowShape shape_;
@@ -127,7 +127,7 @@ class RowsReader {
 // On the path of every row that is read.
 
 template <unsigned fixedWords>
-RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
+inline RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
    const RowHead& shared = head(slot);
    // Partner: the writer's stores of the guard, odd before the row changes and even after.
    const Word guard = loadAcquire(shared.guard);
@@ -141,9 +141,16 @@ RowsReader::Look RowsReader::look(U32 slot, RowCopy& row) const {
    row.slot = slot;
    row.bytes = bytes;
    row.stamp = stamp;
-   const bool fits = shape_.allows(bytes) && reaches(slot, rowHeadBytes + bytes);
-   if (fits)
-      copyOut(row.payload, &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes), words);
+   // A block of fixed size is known to lie within the file.
+   const bool fits =
+       fixedWords ? bytes == shape_.rowBytesMax : shape_.allows(bytes) && reaches(slot, rowHeadBytes + bytes);
+   if (fits) {
+      const Word* const payload = &mapping_.at<Word>(slotOffset(slot) + rowHeadBytes);
+      if constexpr (fixedWords)
+         copyOut<fixedWords>(row.payload, payload);
+      else
+         copyOut(row.payload, payload, words);
+   }
    if (loadAcquire(shared.guard) != guard)
       return Look::writing;
    return fits && guardChecksum(guard) == rowChecksum(seed_, slot, stamp, row.payload, words) ? Look::row
@@ -154,15 +161,21 @@ template <unsigned fixedWords>
 Fetch RowsReader::step(U64& slot, RowCopy& row) const {
    const auto at = static_cast<U32>(slot);
    const Fetch fetched = fetch<fixedWords>(at, row);
-   slot += (fetched == Fetch::row ? shape_.blockBytes(row.bytes) : blockBytesAt(at)) / granuleBytes;
+   const U32 bytes = fixedWords              ? fixedBlockBytes(8 * fixedWords)
+                     : fetched == Fetch::row ? shape_.blockBytes(row.bytes)
+                                             : blockBytesAt(at);
+   slot += bytes / granuleBytes;
    return fetched;
 }
 
 template <unsigned fixedWords>
 bool RowsReader::walk(U64& slot, RowCopy& row) const {
+   constexpr U64 aheadBytes = 1024; // what the processor fetches by itself ends with the page
    const U64 end = tail();
    while (slot < end) {
       const U64 at = slot;
+      __builtin_prefetch(mapping_.data() + slotOffset(at) + aheadBytes);
+      __builtin_prefetch(mapping_.data() + slotOffset(at) + aheadBytes + 64);
       const Fetch fetched = step<fixedWords>(slot, row);
       if (fetched == Fetch::row)
          return true;

@@ -27,9 +27,8 @@ class TableReader {
        : pool_(&pool), view_(&pool.view(name, shapeOf<Row>())) {}
 
    bool find(const Key& key, Row& row) const {
-      const Packed<Key> packed(key);
       RowCopy copy;
-      return view_->find(keyOf(packed), copy) && load(copy, row);
+      return find(Packed<Key>(key), copy) && load(copy, row);
    }
    std::optional<Row> find(const Key& key) const {
       std::optional<Row> row(std::in_place);
@@ -40,9 +39,8 @@ class TableReader {
    /// The row, or a default one.
    Row lookup(const Key& key) const { return find(key).value_or(Row()); }
    bool has(const Key& key) const {
-      const Packed<Key> packed(key);
       RowCopy copy;
-      return view_->find(keyOf(packed), copy);
+      return find(Packed<Key>(key), copy);
    }
 
    /// Looks up many keys, several times as fast as one by one in a large table: the cache misses of a group
@@ -66,9 +64,8 @@ class TableReader {
    }
    /// The number of the change that wrote the row; 0 when there is none.
    U64 version(const Key& key) const {
-      const Packed<Key> packed(key);
       RowCopy copy;
-      return view_->find(keyOf(packed), copy) ? copy.version() : 0;
+      return find(Packed<Key>(key), copy) ? copy.version() : 0;
    }
    TableWalk<TableReader> begin() const { return TableWalk<TableReader>(*this); }
    std::default_sentinel_t end() const { return {}; }
@@ -82,13 +79,15 @@ class TableReader {
 
   private:
    static constexpr std::size_t group = 16;
+   static constexpr U32 keyBytes = Vok::rowBytesMax<Key>;
    static constexpr unsigned fixedWords = Vok::rowIsVariable<Row> ? 0 : wordsFor(Vok::rowBytesMax<Row>);
 
-   PackedKey keyOf(const Packed<Key>& packed) const {
-      return {tagOf<Key>(packed.words(), view_->seed()), packed.words()};
+   bool find(const Packed<Key>& key, RowCopy& row) const {
+      return view_->findTold<fixedWords, keyBytes>(key.words(), row) ||
+             view_->find({tagOf<Key>(key.words(), view_->seed()), key.words()}, row);
    }
    bool load(const RowCopy& copy, Row& row) const {
-      if (Vok::rowLoad(row, copy.data(), copy.bytes))
+      if (Vok::rowLoad(row, copy.payload, copy.bytes))
          return true;
       throw Vok::CorruptionDetectedError(view_->name() + ": slot " + std::to_string(copy.slot) +
                                          ": the bytes are not a valid row");
@@ -104,7 +103,7 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
    if (!view_->isMounted())
       return 0;
    const bool ahead = view_->isWorthPrefetching();
-   constexpr unsigned keyWords = wordsFor(Vok::rowBytesMax<Key>);
+   constexpr unsigned keyWords = wordsFor(keyBytes);
    std::array<std::array<Word, keyWords>, group> packed;
    std::array<U32, group> tag, slot;
    RowCopy copy;
@@ -113,7 +112,7 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
    for (std::size_t start = 0; start < keys.size(); start += group) {
       const std::size_t count = std::min(group, keys.size() - start);
       for (std::size_t i = 0; i < count; ++i) {
-         Vok::rowStore(keys[start + i], reinterpret_cast<U8*>(packed[i].data()));
+         Vok::rowStore(keys[start + i], packed[i].data());
          tag[i] = tagOf<Key>(packed[i].data(), view_->seed());
          slot[i] = TableView::noSlot;
          if (ahead)
@@ -122,11 +121,15 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
       for (std::size_t i = 0; ahead && i < count; ++i)
          if ((slot[i] = view_->findSlot(tag[i])) != TableView::noSlot)
             view_->prefetchRow(slot[i]);
-      for (std::size_t i = 0; i < count; ++i)
-         if (view_->find({tag[i], packed[i].data()}, slot[i], copy) && load(copy, row)) {
+      for (std::size_t i = 0; i < count; ++i) {
+         const Word* const key = packed[i].data();
+         const bool isAt =
+             slot[i] != TableView::noSlot && view_->findAt<fixedWords, keyBytes>(slot[i], key, copy);
+         if ((isAt || view_->find({tag[i], key}, copy)) && load(copy, row)) {
             ++found;
             visit(start + i, row);
          }
+      }
    }
    return found;
 }

@@ -70,14 +70,9 @@ void TableView::tell(const Change& change) {
    listener_->onChange(*this, change);
 }
 
-bool TableView::find(const PackedKey& key, U32 slotHint, RowCopy& row) const {
+bool TableView::find(const PackedKey& key, RowCopy& row) const {
    if (!isMounted())
       return false;
-   if (told_ && sameBytes(told_->key, key.words, shape_.keyBytes))
-      slotHint = told_->slot;
-   if (slotHint != noSlot && rows_.fetch(slotHint, row) == Fetch::row &&
-       sameBytes(row.payload, key.words, shape_.keyBytes))
-      return true;
    // Most lookups find their row at the first look, which needs no counters.
    U64 length = 0;
    if (look(key, row, length) == Look::row)

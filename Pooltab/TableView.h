@@ -52,8 +52,7 @@ class TableView {
    /// Whoever wants to hear of changes; null for nobody. Not owned.
    void listenerIs(TableListener* listener) { listener_ = listener; }
    TableListener* listener() const { return listener_; }
-   /// Tells the listener of a change. Until it returns, a lookup of that key starts at the slot that the
-   /// change names.
+   /// Tells the listener of a change. Until it returns, findTold() knows the slot that the change names.
    void tell(const Change& change);
 
    /// 0 while unmounted. Tags are to be computed with it.
@@ -64,9 +63,21 @@ class TableView {
    void statistics(TableStatistics& statistics) const;
 
    /// Copies the row under a key; false when there is none. Raises Vok::CorruptionDetectedError.
-   bool find(const PackedKey& key, RowCopy& row) const { return find(key, noSlot, row); }
-   /// The same, looking at a slot first: findSlot says where the row should be.
-   bool find(const PackedKey& key, U32 slotHint, RowCopy& row) const;
+   bool find(const PackedKey& key, RowCopy& row) const;
+   /// Copies the row in a slot if it is that key's; findSlot says where it should be. False says nothing
+   /// about the row. `fixedWords` as for walk().
+   template <unsigned fixedWords, U32 keyBytes>
+   bool findAt(U32 slot, const Word* key, RowCopy& row) const {
+      return isMounted() && rows_.fetch<fixedWords>(slot, row) == Fetch::row &&
+             sameBytes(row.payload, key, keyBytes);
+   }
+   /// The same where a change says, while the listener is told of a change of this very key. It takes neither
+   /// a hash nor a look at the index.
+   template <unsigned fixedWords, U32 keyBytes>
+   bool findTold(const Word* key, RowCopy& row) const {
+      return told_ && sameBytes(told_->key, key, keyBytes) &&
+             findAt<fixedWords, keyBytes>(told_->slot, key, row);
+   }
    /// The first row at or after `slot`, in slot order; sets `slot` to where the walk goes on. Rows that stand
    /// throughout the walk come once; one whose size class changes meanwhile may come twice or not at all, and
    /// the log tells of it. Raises Vok::CorruptionDetectedError; `slot` then stands behind the place.

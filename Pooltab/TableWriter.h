@@ -4,6 +4,7 @@
 #include "Pooltab/Spot.h"
 #include "Pooltab/TableWalk.h"
 
+#include <array>
 #include <optional>
 #include <span>
 
@@ -51,8 +52,13 @@ class TableWriter {
       return written;
    }
 
-   /// Writes rows in order. One announcement for all of them, and their places are fetched ahead.
-   void is(std::span<const Row> rows);
+   /// Writes rows in order; each is followed by written(row). What they will touch is fetched ahead, and
+   /// readers are shown a few at a time.
+   template <class Written>
+   void is(std::span<const Row> rows, Written&& written);
+   void is(std::span<const Row> rows) {
+      is(rows, [](const Row&) {});
+   }
 
    /// Returns false when there is no such row.
    bool del(const Key& key) { return del(spot(key)); }
@@ -96,10 +102,14 @@ class TableWriter {
    TableWalk<TableWriter> begin() const { return TableWalk<TableWriter>(*this); }
    std::default_sentinel_t end() const { return {}; }
 
-   /// For callers that know what they will touch next: fetches the index's line, and once that has come, the
-   /// row's.
-   void prefetchIndex(const Spot<Key>& spot) const { store_->prefetchIndex(spot.tag()); }
-   void prefetchRow(const Spot<Key>& spot) const { store_->prefetchRow(spot.tag()); }
+   /// For callers that know what they will touch next: has the index's lines come into the cache, then the
+   /// rows'. A processor waits for about sixteen of them at the same time.
+   void fetch(std::span<const Spot<Key>> spots) const {
+      for (const Spot<Key>& spot : spots)
+         store_->prefetchIndex(spot.tag());
+      for (const Spot<Key>& spot : spots)
+         store_->prefetchRow(spot.tag());
+   }
 
    U64 size() const { return store_->size(); }
    /// Raised before every write.
@@ -109,7 +119,7 @@ class TableWriter {
 
   private:
    bool load(const PackedRow& found, Row& row) const {
-      if (Vok::rowLoad(row, reinterpret_cast<const U8*>(found.words), found.bytes))
+      if (Vok::rowLoad(row, found.words, found.bytes))
          return true;
       throw Vok::CorruptionDetectedError(store_->name() + ": a row's bytes are not a valid row");
    }
@@ -119,19 +129,29 @@ class TableWriter {
 };
 
 template <class Row>
-void TableWriter<Row>::is(std::span<const Row> rows) {
-   constexpr std::size_t group = 16;
-   while (!rows.empty()) {
-      const auto batch = rows.first(std::min(group, rows.size()));
-      for (const Row& row : batch)
-         prefetchIndex(spot(row.rowKey()));
-      for (const Row& row : batch) {
-         const Packed<Row> packed(row);
-         store_->put(spot(row.rowKey()).packed(), packed.row());
-      }
-      pool_->note();
-      rows = rows.subspan(batch.size());
+template <class Written>
+void TableWriter<Row>::is(std::span<const Row> rows, Written&& written) {
+   // While a row is written, the index line of one further ahead is on its way, and between them a row.
+   constexpr std::size_t ahead = 8;
+   std::array<std::optional<Spot<Key>>, 4 * ahead> ring;
+   const auto spotOf = [&](std::size_t number) -> auto& {
+      return ring[number % ring.size()];
+   };
+   for (std::size_t step = 0; step < rows.size() + 2 * ahead; ++step) {
+      if (step < rows.size())
+         store_->prefetchIndex(spotOf(step).emplace(*store_, rows[step].rowKey()).tag());
+      if (const std::size_t next = step - ahead; step >= ahead && next < rows.size())
+         store_->prefetchRow(spotOf(next)->tag());
+      if (step < 2 * ahead)
+         continue;
+      const Row& row = rows[step - 2 * ahead];
+      const Packed<Row> packed(row);
+      store_->put(spotOf(step - 2 * ahead)->packed(), packed.row());
+      if (step % ahead == 0)
+         pool_->note();
+      written(row);
    }
+   pool_->note();
 }
 
 } // namespace Pooltab

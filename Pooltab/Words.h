@@ -3,6 +3,7 @@
 #include <atomic>
 #include <bit>
 #include <cstdint>
+#include <utility>
 
 /// Access to memory that other processes see at the same time.
 ///
@@ -38,13 +39,24 @@ inline void storeRelaxed(Word& word, Word value) {
 /// Copies out of shared memory. Each load is an acquire: whoever saw one new word of a row also sees, in its
 /// second look at the row's guard, that the row was being changed. Partner: copyIn.
 inline void copyOut(Word* to, const Word* shared, unsigned words) {
+#pragma GCC unroll 4
    for (unsigned i = 0; i < words; ++i)
       to[i] = loadAcquire(shared[i]);
+}
+
+/// The same for a number of words that is known, without a loop.
+template <unsigned words>
+void copyOut(Word* to, const Word* shared) {
+   [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
+      ((to[i] = loadAcquire(shared[i])), ...);
+   }
+   (std::make_integer_sequence<unsigned, words>());
 }
 
 /// Copies into shared memory. Each store is a release: none is seen before the mark that announced the
 /// change. Partner: copyOut.
 inline void copyIn(Word* shared, const Word* from, unsigned words) {
+#pragma GCC unroll 4
    for (unsigned i = 0; i < words; ++i)
       storeRelease(shared[i], from[i]);
 }

@@ -11,14 +11,27 @@
 
 namespace Vok {
 
+/// Numbers, enumerators and bounded numbers.
+template <class K>
+inline constexpr bool isNumberKey = std::is_integral_v<K> || std::is_enum_v<K> || requires(const K& key) {
+   K::lowest;
+   { key.value() } -> std::integral;
+};
+
 /// Where a map looks for a key. One multiplication spreads numbers well enough; everything else is placed by
 /// its own hash.
 template <class K>
 U32 placeHash(const K& key) {
-   if constexpr (std::is_integral_v<K> || std::is_enum_v<K>)
-      return static_cast<U32>((static_cast<U64>(key) * 0x9e3779b97f4a7c15ull) >> 32);
-   else
+   if constexpr (isNumberKey<K>) {
+      U64 number;
+      if constexpr (requires { key.value(); })
+         number = static_cast<U64>(key.value());
+      else
+         number = static_cast<U64>(key);
+      return static_cast<U32>((number * 0x9e3779b97f4a7c15ull) >> 32);
+   } else {
       return hashOf(key);
+   }
 }
 
 /// What a map has that has outgrown itself. It knows nothing of the types, so that a program with hundreds of
@@ -134,7 +147,7 @@ class HashMap {
    static constexpr U32 scanLimit = 8;  ///< up to so many entries are searched one by one
 
    /// Numbers are not worth it: their hash is made anew where it is needed.
-   static constexpr bool keepsHash = !std::is_integral_v<K> && !std::is_enum_v<K>;
+   static constexpr bool keepsHash = !isNumberKey<K>;
    struct KeptHash {
       U32 hash;
    };

@@ -56,6 +56,24 @@ class IndexedArray {
       return true;
    }
    bool del(Index index) { return is(index, T()); }
+   /// Replaces all slots by those below `limit`, each made by take(slot, its distance from the lowest index).
+   /// False when one could not be made or the last is not set; the array then holds no slot.
+   template <class Take>
+   bool fill(std::size_t limit, Take&& take) {
+      delAll();
+      std::size_t count = 0;
+      for (std::size_t at = 0; at < limit; ++at) {
+         T* const slot = std::construct_at(slots() + at);
+         if (!take(*slot, at))
+            return false;
+         count += !(*slot == T());
+      }
+      if (limit > 0 && slots()[limit - 1] == T())
+         return false;
+      limit_ = limit;
+      count_ = count;
+      return true;
+   }
    void delAll() { limit_ = count_ = 0; }
 
    /// How many slots are set.

@@ -11,6 +11,7 @@
 // A key is always fixed in size and stands first in its row.
 
 #include "Vok/Flags.h"
+#include "Vok/PackedPlace.h"
 #include "Vok/Value.h"
 
 #include <array>
@@ -98,32 +99,167 @@ constexpr std::size_t packedSizeOf() {
       return sizeof(T);
 }
 
-/// Packs a value and returns the place after it. `at` must have room for packedSizeOf<T>() bytes.
+namespace RowCodecDetail {
+
+template <class... F>
+struct FieldList {};
+struct ListFields {
+   template <class... F>
+   constexpr FieldList<F...> operator()(const F&...) const {
+      return {};
+   }
+};
+/// The fields of a value, as types only.
 template <class T>
-U8* pack(const T& value, U8* at) {
-   using namespace RowCodecDetail;
+using FieldsOf = decltype(T::vokFields(ListFields()));
+
+/// Where each of the fields stands in the packed form, and behind the last the bytes of all of them. Of a row
+/// that varies in size, these are the bytes before its array, which is its last field.
+template <class T, class... F>
+constexpr std::array<std::size_t, sizeof...(F) + 1> packedOffsets(FieldList<F...>) {
+   std::array<std::size_t, sizeof...(F) + 1> offsets{};
+   std::size_t number = 0;
+   const auto next = [&](std::size_t bytes) {
+      offsets[number + 1] = offsets[number] + bytes;
+      ++number;
+   };
+   (next(isVariableRow<FieldType<F, T>>() ? 0 : packedSizeOf<FieldType<F, T>>()), ...);
+   return offsets;
+}
+
+} // namespace RowCodecDetail
+
+/// Packs a value of fixed size. Inlined whole, so that every offset is a constant.
+template <class T>
+[[gnu::always_inline]] inline void packFixed(const T& value, PackedTarget to);
+
+namespace RowCodecDetail {
+
+template <class Member>
+[[gnu::always_inline]] inline void packField(const Member& member, PackedTarget to) {
+   if constexpr (!isVariableRow<Member>())
+      packFixed(member, to);
+}
+
+/// All fields but an array.
+template <class T, class... F, std::size_t... i>
+[[gnu::always_inline]] inline void packFields(const T& value, PackedTarget to, FieldList<F...>,
+                                              std::index_sequence<i...>) {
+   [[maybe_unused]] constexpr auto offsets = packedOffsets<T>(FieldList<F...>());
+   (packField(value.*F::member, to.behind(offsets[i])), ...);
+}
+template <class T, class... F>
+[[gnu::always_inline]] inline void packFields(const T& value, PackedTarget to, FieldList<F...> fields) {
+   packFields(value, to, fields, std::index_sequence_for<F...>());
+}
+
+} // namespace RowCodecDetail
+
+template <class T>
+[[gnu::always_inline]] inline void packFixed(const T& value, PackedTarget to) {
+   static_assert(!isVariableRow<T>());
    if constexpr (HasHandWrittenLayout<T>) {
-      value.pack(at);
-      return at + T::packedSize;
-   } else if constexpr (isIndexedArray<T>) {
-      at = put(at, static_cast<U16>(value.limit()));
-      for (std::size_t i = 0; i < value.limit(); ++i)
-         at = pack(value.at(i), at);
-      return at;
+      if constexpr (requires { value.pack(to); })
+         value.pack(to);
+      else
+         value.pack(to.bytes());
    } else if constexpr (IsBoundedNumber<T> || IsFlagSet<T>) {
-      return put(at, value.value());
+      to.put(0, value.value());
    } else if constexpr (IsBoundedString<T>) {
       static_assert(T::maxBytes < 256);
+      U8* const at = to.bytes();
       std::memset(at, 0, 1 + T::maxBytes);
       *at = static_cast<U8>(value.text().size());
       std::memcpy(at + 1, value.text().data(), value.text().size());
-      return at + 1 + T::maxBytes;
    } else if constexpr (HasFields<T>) {
+      RowCodecDetail::packFields(value, to, RowCodecDetail::FieldsOf<T>());
+   } else {
+      static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
+      to.put(0, value);
+   }
+}
+
+/// Packs a value and returns the place after it. `at` must have room for packedSizeOf<T>() bytes.
+template <class T>
+U8* pack(const T& value, U8* at) {
+   if constexpr (isIndexedArray<T>) {
+      at = RowCodecDetail::put(at, static_cast<U16>(value.limit()));
+      for (std::size_t i = 0; i < value.limit(); ++i)
+         at = pack(value.at(i), at);
+      return at;
+   } else if constexpr (isVariableRow<T>()) {
       forEachField(value, [&](const auto& member) { at = pack(member, at); });
       return at;
    } else {
-      static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
-      return put(at, value);
+      packFixed(value, PackedTarget(at));
+      return at + packedSizeOf<T>();
+   }
+}
+
+/// Unpacks a value of fixed size. False when the bytes are not a valid T, which is unspecified then. Inlined
+/// whole, so that every offset is a constant.
+template <class T>
+[[gnu::always_inline]] inline bool unpackFixed(T& value, PackedPlace from);
+
+namespace RowCodecDetail {
+
+template <class Member>
+[[gnu::always_inline]] inline bool unpackField(Member& member, PackedPlace from) {
+   if constexpr (isVariableRow<Member>())
+      return true;
+   else
+      return unpackFixed(member, from);
+}
+
+/// All fields but an array.
+template <class T, class... F, std::size_t... i>
+[[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, FieldList<F...>,
+                                                std::index_sequence<i...>) {
+   [[maybe_unused]] constexpr auto offsets = packedOffsets<T>(FieldList<F...>());
+   return (unpackField(value.*F::member, from.behind(offsets[i])) && ... && true);
+}
+template <class T, class... F>
+[[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, FieldList<F...> fields) {
+   return unpackFields(value, from, fields, std::index_sequence_for<F...>());
+}
+
+} // namespace RowCodecDetail
+
+template <class T>
+[[gnu::always_inline]] inline bool unpackFixed(T& value, PackedPlace from) {
+   static_assert(!isVariableRow<T>());
+   if constexpr (HasHandWrittenLayout<T>) {
+      if constexpr (requires { value.unpack(from); })
+         return value.unpack(from);
+      else
+         return value.unpack(from.bytes());
+   } else if constexpr (IsBoundedNumber<T>) {
+      const auto number = from.number<typename T::Number>(0);
+      if (number < T::lowest || number > T::highest)
+         return false;
+      value = T(number);
+      return true;
+   } else if constexpr (IsFlagSet<T>) {
+      const auto number = from.number<U32>(0);
+      if (number > T::universal)
+         return false;
+      value = T(number);
+      return true;
+   } else if constexpr (IsBoundedString<T>) {
+      const U8* at = from.bytes();
+      if (*at > T::maxBytes)
+         return false;
+      value = T(String(reinterpret_cast<const char*>(at + 1), *at));
+      return true;
+   } else if constexpr (HasFields<T>) {
+      return RowCodecDetail::unpackFields(value, from, RowCodecDetail::FieldsOf<T>());
+   } else if constexpr (std::is_same_v<T, bool>) {
+      const U8 number = from.number<U8>(0);
+      value = number == 1;
+      return number <= 1;
+   } else {
+      value = from.number<T>(0);
+      return true;
    }
 }
 
@@ -131,94 +267,24 @@ U8* pack(const T& value, U8* at) {
 /// T. Any content whatever may stand there; nothing beyond `end` is read.
 template <class T>
 const U8* unpack(T& value, const U8* at, const U8* end) {
-   using namespace RowCodecDetail;
-   if constexpr (!isVariableRow<T>()) {
-      if (static_cast<std::size_t>(end - at) < packedSizeOf<T>())
-         return nullptr;
-   }
-   if constexpr (HasHandWrittenLayout<T>) {
-      return value.unpack(at) ? at + T::packedSize : nullptr;
-   } else if constexpr (isIndexedArray<T>) {
+   if constexpr (isIndexedArray<T>) {
       U16 limit = 0;
       if (static_cast<std::size_t>(end - at) < sizeof limit)
          return nullptr;
-      at = take(at, limit);
+      at = RowCodecDetail::take(at, limit);
       if (limit > T::capacity)
          return nullptr;
-      value.delAll();
-      for (U16 i = 0; i < limit; ++i) {
-         typename T::Element element;
-         at = unpack(element, at, end);
-         if (!at)
-            return nullptr;
-         value.is(typename T::IndexType(i + T::IndexType::lowest), element);
-      }
-      return value.limit() == limit ? at : nullptr;
-   } else if constexpr (IsBoundedNumber<T>) {
-      typename T::Number number;
-      at = take(at, number);
-      if (number < T::lowest || number > T::highest)
+      constexpr std::size_t elementBytes = packedSizeOf<typename T::Element>();
+      if (static_cast<std::size_t>(end - at) < limit * elementBytes)
          return nullptr;
-      value = T(number);
-      return at;
-   } else if constexpr (IsFlagSet<T>) {
-      U32 number = 0;
-      at = take(at, number);
-      if (number > T::universal)
-         return nullptr;
-      value = T(number);
-      return at;
-   } else if constexpr (IsBoundedString<T>) {
-      if (*at > T::maxBytes)
-         return nullptr;
-      value = T(String(reinterpret_cast<const char*>(at + 1), *at));
-      return at + 1 + T::maxBytes;
-   } else if constexpr (HasFields<T>) {
-      T::vokFields([&](const auto&... field) {
-         (void)((at = unpack(value.*(std::remove_cvref_t<decltype(field)>::member), at, end)) && ...);
+      const bool isValid = value.fill(limit, [&](auto& element, std::size_t slot) {
+         return unpackFixed(element, PackedPlace(at + slot * elementBytes));
       });
-      return at;
-   } else if constexpr (std::is_same_v<T, bool>) {
-      if (*at > 1)
+      return isValid ? at + limit * elementBytes : nullptr;
+   } else {
+      if (static_cast<std::size_t>(end - at) < packedSizeOf<T>() || !unpackFixed(value, PackedPlace(at)))
          return nullptr;
-      value = *at == 1;
-      return at + 1;
-   } else {
-      return take(at, value);
-   }
-}
-
-/// True for values of plain numbers that pack into one 64-bit word.
-template <class T>
-constexpr bool packsIntoWord() {
-   if constexpr (HasHandWrittenLayout<T> || isIndexedArray<T> || IsBoundedString<T>)
-      return false;
-   else if constexpr (HasFields<T>)
-      return packedSizeOf<T>() <= sizeof(U64) && std::endian::native == std::endian::little &&
-             T::vokFields([](const auto&... field) {
-                return (packsIntoWord<FieldType<std::remove_cvref_t<decltype(field)>, T>>() && ... && true);
-             });
-   else
-      return !std::is_floating_point_v<T>;
-}
-
-/// The packed bytes of such a value as one word, zero beyond them.
-template <class T>
-U64 packedWord(const T& value) {
-   if constexpr (IsBoundedNumber<T> || IsFlagSet<T>) {
-      return static_cast<U64>(value.value());
-   } else if constexpr (HasFields<T>) {
-      U64 word = 0;
-      unsigned shift = 0;
-      forEachField(value, [&](const auto& member) {
-         word |= packedWord(member) << shift;
-         shift += 8 * packedSizeOf<std::remove_cvref_t<decltype(member)>>();
-      });
-      return word;
-   } else {
-      return static_cast<std::make_unsigned_t<
-          std::conditional_t<std::is_enum_v<T>, U32, std::conditional_t<std::is_same_v<T, bool>, U8, T>>>>(
-          value);
+      return at + packedSizeOf<T>();
    }
 }
 
@@ -297,16 +363,59 @@ inline constexpr std::size_t rowBytesMax = packedSizeOf<T>();
 template <class T>
 inline constexpr bool rowIsVariable = isVariableRow<T>();
 
+/// The bytes of a row or key before its variable part.
+template <class T>
+constexpr std::size_t fixedBytesOf() {
+   if constexpr (isVariableRow<T>())
+      return RowCodecDetail::packedOffsets<T>(RowCodecDetail::FieldsOf<T>()).back();
+   else
+      return packedSizeOf<T>();
+}
+
 template <class T>
 std::size_t rowStore(const T& value, U8* out) {
    return static_cast<std::size_t>(pack(value, out) - out);
 }
 
-/// False when the bytes are not a valid T; the value is then unspecified but safe to destroy.
+/// Packs a row or key into whole words, zero behind its last byte: as many as the largest one takes, and one
+/// more where rows vary. Returns its bytes.
 template <class T>
-bool rowLoad(T& value, const U8* in, std::size_t bytes) {
-   const U8* end = in + bytes;
-   return unpack(value, in, end) == end;
+std::size_t rowStore(const T& value, U64* words) {
+   constexpr bool variable = isVariableRow<T>();
+   constexpr std::size_t fixedBytes = fixedBytesOf<T>();
+   std::array<U64, (fixedBytes + 7) / 8> made{}; // in registers, so that each word is stored once
+   const PackedTarget start(made.data(), 0);
+   if constexpr (variable)
+      RowCodecDetail::packFields(value, start, RowCodecDetail::FieldsOf<T>());
+   else
+      packFixed(value, start);
+   [&]<std::size_t... i>(std::index_sequence<i...>) {
+      ((words[i] = made[i]), ...);
+   }
+   (std::make_index_sequence<made.size()>());
+   std::size_t bytes = fixedBytes;
+   if constexpr (variable) {
+      packVariablePart(value, reinterpret_cast<U8*>(words) + fixedBytes);
+      bytes += variablePartBytes(value);
+      std::memset(reinterpret_cast<U8*>(words) + bytes, 0, sizeof(U64));
+   }
+   return bytes;
+}
+
+/// Unpacks a row or key from whole words. False when the bytes are not a valid T; the value is then
+/// unspecified but safe to destroy.
+template <class T>
+bool rowLoad(T& value, const U64* words, std::size_t bytes) {
+   const PackedPlace start(words, 0);
+   if constexpr (!isVariableRow<T>()) {
+      return bytes == packedSizeOf<T>() && unpackFixed(value, start);
+   } else {
+      constexpr std::size_t fixedBytes = fixedBytesOf<T>();
+      if (bytes <= fixedBytes || !RowCodecDetail::unpackFields(value, start, RowCodecDetail::FieldsOf<T>()))
+         return false;
+      return unpackVariablePart(value, start.bytes() + fixedBytes, static_cast<U32>(bytes - fixedBytes)) ==
+             bytes - fixedBytes;
+   }
 }
 
 /// The hash of a packed key for a table's index, seeded per table. Keys that differ only in the low
@@ -334,13 +443,6 @@ U32 packedTag(const U8* packed, U64 seed) {
    mixed = foldedProduct(mixed, 0x94d049bb133111ebull);
    const auto tag = static_cast<U32>(mixed >> 32 ^ mixed);
    return nearAt == noNear ? tag : (tag & ~7u) | neighbour;
-}
-
-template <class Key>
-U32 tableTag(const Key& key, U64 seed) {
-   U8 packed[packedSizeOf<Key>()];
-   pack(key, packed);
-   return packedTag<Key>(packed, seed);
 }
 
 } // namespace Vok

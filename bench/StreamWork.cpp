@@ -51,7 +51,7 @@ std::vector<double> follow(const VokPooltab::MountInfo& where, Progress& progres
 } // namespace
 
 double ourStream(const std::vector<U32>& labels) {
-   constexpr U64 ahead = 8;        // places are fetched ahead
+   constexpr U64 batch = 250;
    constexpr U64 unreadMax = 8192; // well within the log, so that no change is lost
    Tables tables(labels.size());
    std::vector<Mpls::LfibRoute> routes;
@@ -61,23 +61,18 @@ double ourStream(const std::vector<U32>& labels) {
    Child reader([&] { return follow(tables.where(), *progress.get()); });
    await([&] { return progress->ready.load(); });
 
-   const auto& table = *tables.lfib().lfibRouteTable().tableWriter();
-   const auto prefetch = [&](U64 from) {
-      for (U64 change = from; change < from + ahead; ++change)
-         table.prefetchIndex(table.spot(routes[(change + ahead) % routes.size()].key()));
-      for (U64 change = from; change < from + ahead; ++change)
-         table.prefetchRow(table.spot(routes[change % routes.size()].key()));
-   };
    const double start = nowNs();
-   for (U64 change = 0; change < streamChanges; ++change) {
-      if (change % ahead == 0)
-         prefetch(change);
-      Mpls::LfibRoute& route = routes[change % routes.size()];
-      route.metricIs(Mpls::RouteMetric(static_cast<U8>(1 + (route.metric().value() + 1) % 255)));
-      tables.lfib().lfibRouteIs(route);
-      if (change % streamBurst == streamBurst - 1) {
+   for (U64 change = 0; change < streamChanges;) {
+      const U64 first = change % routes.size();
+      const U64 count = std::min({batch, routes.size() - first, streamChanges - change});
+      const auto rows = std::span(routes).subspan(first, count);
+      for (Mpls::LfibRoute& route : rows)
+         route.metricIs(Mpls::RouteMetric(static_cast<U8>(1 + (route.metric().value() + 1) % 255)));
+      tables.lfib().lfibRouteTable().is(rows);
+      change += rows.size();
+      if (change % streamBurst < batch) {
          tables.flush();
-         await([&] { return change < progress->rows + unreadMax; });
+         await([&] { return change <= progress->rows + unreadMax; });
       }
    }
    tables.flush();

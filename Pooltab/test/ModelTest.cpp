@@ -42,7 +42,7 @@ class Follower : public TableListener {
 
    void onChange(TableView&, const Change& change) override {
       TestKey key;
-      ASSERT_TRUE(Vok::rowLoad(key, change.keyData(), change.keyBytes));
+      ASSERT_TRUE(Vok::rowLoad(key, change.key, change.keyBytes));
       Row row;
       if (table_.find(key, row))
          seen[key] = contentOf(row);
@@ -160,14 +160,13 @@ TEST(Model, LargePrefetchedLookupsAndGrowth) {
    const TableReader<FixedRow> reader(readerPool,
                                       "t"); // mounted on the smallest index, follows all the growing
    constexpr U32 count = 60000;
-   std::vector<FixedRow> rows(count);
+   std::vector<FixedRow> rows; // each key again soon after, while what was fetched for it is at hand
    std::vector<TestKey> keys(count + 1000);
    for (U32 i = 0; i < keys.size(); ++i)
       keys[i] = {i * 7, 0};
-   for (U32 i = 0; i < count; ++i) {
-      rows[i].key = keys[i];
-      rows[i].value = i;
-   }
+   for (U32 i = 0; i < count; ++i)
+      for (const U32 value : {i + 1, i})
+         rows.push_back({keys[i], value});
    table.is(rows);
    U64 sum = 0;
    EXPECT_EQ(reader.findAll(keys, [&](std::size_t at, const FixedRow& row) { sum += row.value == at; }),

@@ -10,7 +10,7 @@ constexpr std::size_t deliveredAtOnce = 1024;
 
 template <class Key>
 bool keyOf(const Pooltab::Change& change, Key& key) {
-   return Vok::rowLoad(key, change.keyData(), change.keyBytes);
+   return Vok::rowLoad(key, change.key, change.keyBytes);
 }
 
 } // namespace
