@@ -113,9 +113,9 @@ void Client::flush() {
    if (full_ && connection_->queued() < Wire::portion) {
       full_ = false;
       user_.onWritable();
-      // What that brought goes out when the socket takes more, or at the end of the turn that is posted here.
+      // What that brought goes out when the socket takes more, or at the end of a turn.
       if (connection_ && connection_->queued() > 0)
-         activity_.post([] {});
+         activity_.wantTurnEnd();
    }
 }
 
@@ -133,14 +133,14 @@ void Client::mount(const MountRequest& request) {
       body.string(request.path);
       body.string(request.typeName);
    });
-   activity_.post([] {}); // so that there is a turn whose end sends it
+   activity_.wantTurnEnd();
 }
 
 void Client::sendMount(Wire::Kind kind, MountId mount) {
    if (!connection_)
       return;
    connection_->send(kind, [&](auto& body) { body.u32(mount); });
-   activity_.post([] {});
+   activity_.wantTurnEnd();
 }
 
 void Client::unmount(MountId mount) {

@@ -32,6 +32,7 @@ class Client final : public Link, private ConnectionUser {
    void records(MountId mount, const Vok::U8* bytes, std::size_t size) override;
    void snapshotBegin(MountId mount) override;
    void snapshotEnd(MountId mount) override;
+   void flush() override;
    bool writable() const override;
 
   private:
@@ -52,7 +53,6 @@ class Client final : public Link, private ConnectionUser {
    void sendMount(Wire::Kind kind, MountId mount);
    void sent(MountId mount, Vok::U64 frames);
    void forget(MountId mount);
-   void flush();
 
    Vok::Activity& activity_;
    LinkClient& user_;

@@ -1,6 +1,7 @@
 #include "Hubdb/Connection.h"
 
 #include "Vok/Errors.h"
+#include "Vok/Trace.h"
 
 #include <cerrno>
 #include <cstring>
@@ -11,6 +12,8 @@ namespace Hubdb {
 
 using Vok::U32;
 using Vok::U8;
+
+static constinit Vok::TraceFacility trace("HubdbConnection");
 
 Connection::Connection(Vok::Activity& activity, Vok::Descriptor socket, ConnectionUser& user)
     : user_(user), socket_(std::move(socket)), in_(Wire::portion),
@@ -51,16 +54,27 @@ U32 Connection::sendRecords(U32 mount, Bytes records) {
    }
    RecordReader reader(records);
    std::size_t start = 0;
-   U32 frames = 1;
+   U32 frames = 0;
+   const auto cutAt = [&](std::size_t end) {
+      if (end == start)
+         return;
+      append(Wire::Kind::records, head, records.subspan(start, end - start));
+      start = end;
+      ++frames;
+   };
    for (Record record; reader.next(record);) {
       const std::size_t end = reader.offset() + record.whole.size();
-      if (reader.offset() > start && end - start > Wire::batchSize) {
-         append(Wire::Kind::records, head, records.subspan(start, reader.offset() - start));
-         start = reader.offset();
-         ++frames;
-      }
+      if (end - start > Wire::batchSize)
+         cutAt(reader.offset());
+      if (record.whole.size() <= Wire::maxRecordSize)
+         continue;
+      if (auto line = trace.at(0))
+         line << "a value of " << record.value.size() << " bytes does not travel; at most "
+              << Wire::maxRecordSize << " do, with their key (mount " << mount << ", entity " << record.entity
+              << ", attribute " << record.attr << ")";
+      start = end;
    }
-   append(Wire::Kind::records, head, records.subspan(start));
+   cutAt(records.size());
    return frames;
 }
 
@@ -70,7 +84,10 @@ void Connection::flush() {
       if (sent < 0) {
          if (errno == EINTR)
             continue;
-         // A broken connection is told of when its last words have been read.
+         // Whoever takes nothing any more may still have something to say: the end is told of when that has
+         // been read.
+         if (errno == EPIPE)
+            outStart_ = out_.size();
          break;
       }
       outStart_ += static_cast<std::size_t>(sent);
@@ -86,10 +103,17 @@ void Connection::flush() {
       out_.erase(out_.begin(), out_.begin() + static_cast<std::ptrdiff_t>(outStart_));
       outStart_ = 0;
    }
-   if (const bool wait = queued() > 0; wait != waiting_) {
-      waiting_ = wait;
-      watch_.eventsIs(Vok::Activity::readable | (wait ? Vok::Activity::writable : 0));
-   }
+   if (const bool wait = queued() > 0; std::exchange(waiting_, wait) != wait)
+      watch();
+}
+
+void Connection::readingIs(bool reading) {
+   if (std::exchange(reading_, reading) != reading && isOpen())
+      watch();
+}
+
+void Connection::watch() {
+   watch_.eventsIs((reading_ ? Vok::Activity::readable : 0) | (waiting_ ? Vok::Activity::writable : 0));
 }
 
 void Connection::close() {

@@ -45,13 +45,17 @@ class Connection {
       append(kind, {}, frame_.buffer());
    }
    /// Appends a frame with a mount's number and bytes as they stand, cut into several frames of whole records
-   /// where they are too many for one. Returns the number of frames.
+   /// where they are too many for one. A record that is too large for any is left out, and traced at level 0.
+   /// Returns the number of frames.
    Vok::U32 sendRecords(Vok::U32 mount, Bytes records);
 
    /// Bytes that wait.
    std::size_t queued() const { return out_.size() - outStart_; }
    /// Writes what the socket takes; the user is told when it takes more.
    void flush();
+   /// Whether to read what comes, as at first. A server does not listen to those who do not listen to it:
+   /// what it has to answer them would fill its memory.
+   void readingIs(bool reading);
    /// Ends the connection without a word to the user.
    void close();
 
@@ -62,6 +66,7 @@ class Connection {
    void read();
    std::size_t framesTake();
    void end(const Vok::String& reason);
+   void watch();
 
    ConnectionUser& user_;
    Vok::Descriptor socket_;
@@ -70,6 +75,7 @@ class Connection {
    std::vector<Vok::U8> out_;
    std::size_t outStart_ = 0;
    bool waiting_ = false; ///< for the socket to take more
+   bool reading_ = true;
    Vok::NboAttrLog::Writer frame_;
    /// False once closed or destroyed, for whoever has called the user.
    const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -28,6 +28,7 @@ Vok::Ptr<Vok::Entity> EntityManager::getEntity(std::string_view path) const {
 }
 
 Vok::Ptr<Vok::Entity> EntityManager::ownNow(std::string_view path, const Vok::EntityType& type) {
+   const Vok::Ptr<EntityManager> keepAlive(this);
    return mounts_->ownNow(checkedPath(path), type);
 }
 

@@ -21,21 +21,52 @@ Incoming::Incoming(Vok::Ptr<Vok::Entity> root, Plans& plans, References& referen
     : root_(std::move(root)), plans_(plans), references_(references) {}
 
 void Incoming::apply(Bytes batch) {
-   RecordReader records(batch);
-   Record record;
+   RecordsAhead<Ahead> records(batch);
+   std::size_t at = 0;
    const auto where = [&](const Vok::Error& error) {
-      return "record at byte " + text(records.offset()) + " of a batch of " + text(batch.size()) + " for '" +
+      return "record at byte " + text(at) + " of a batch of " + text(batch.size()) + " for '" +
              root_->fullName() + "': " + error.what();
    };
-   while (records.next(record)) {
+   const auto first = [this](auto& entry) { entry.hint = fetch(entry.record); };
+   const auto second = [this](const auto& entry) { fetchEntry(entry.record, entry.hint); };
+   while (const auto* entry = records.next(first, second)) {
+      at = static_cast<std::size_t>(entry->record.whole.data() - batch.data());
       try {
-         applyOne(record);
+         applyOne(entry->record);
       } catch (const Vok::RangeError& error) {
          throw Vok::RangeError(where(error));
       } catch (const Vok::LogError& error) {
          throw Vok::LogError(where(error));
       }
    }
+}
+
+/// Of a record that is applied a little later, and may be wrong: what it puts into a large collection is
+/// brought near.
+Incoming::Ahead Incoming::fetch(const Record& record) {
+   constexpr std::size_t large = 16384; // entries; fewer are near as a rule
+   const Slot* slot = record.op == RecordOp::put ? numbers_.find(record.entity) : nullptr;
+   if (!slot || record.attr >= plans_[slot->plan].attributes().size())
+      return {};
+   EntityPlan::Attribute& attribute = plans_[slot->plan].attributes()[record.attr];
+   const Vok::AttributeAccess& access = attribute.declared->access;
+   if (!attribute.key || !access.fetch || access.size(*slot->entity) < large)
+      return {};
+   try {
+      unpack(attribute.key->type(), record.key, attribute.key->data());
+   } catch (const Vok::Error&) {
+      return {}; // told when it is applied
+   }
+   return {&access, access.fetch(*slot->entity, attribute.key->data())};
+}
+
+/// The entity may have gone meanwhile, and its number may be that of another one.
+void Incoming::fetchEntry(const Record& record, const Ahead& ahead) {
+   const Slot* slot = ahead.access ? numbers_.find(record.entity) : nullptr;
+   if (!slot || record.attr >= plans_[slot->plan].attributes().size())
+      return;
+   if (&plans_[slot->plan].attributes()[record.attr].declared->access == ahead.access)
+      ahead.access->fetchEntry(*slot->entity, ahead.hint);
 }
 
 void Incoming::applyOne(const Record& record) {

@@ -47,7 +47,14 @@ class Incoming {
 
   private:
    using Slot = EntityNumbers::Slot;
+   /// What fetch() has begun and fetchEntry() goes on with; no access: nothing.
+   struct Ahead {
+      const Vok::AttributeAccess* access = nullptr;
+      Vok::U32 hint = 0;
+   };
 
+   Ahead fetch(const Record& record);
+   void fetchEntry(const Record& record, const Ahead& ahead);
    void applyOne(const Record& record);
    void applyMember(const Record& record);
    void applyGone(const Record& record);

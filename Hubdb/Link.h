@@ -40,6 +40,8 @@ class Link {
    virtual void snapshotBegin(MountId mount) = 0;
    virtual void snapshotEnd(MountId mount) = 0;
 
+   /// Puts on its way now what was handed over, instead of at the end of the turn.
+   virtual void flush() = 0;
    /// False while more is waiting to be sent than is good; then the manager keeps its changes, one for each
    /// attribute and key, until LinkClient::onWritable().
    virtual bool writable() const = 0;

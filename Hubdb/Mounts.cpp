@@ -214,7 +214,7 @@ void EntityManager::Mounts::fail(Mount& mount, MountStatus status, const Vok::St
 
 void EntityManager::Mounts::sendLater(MountId id) {
    if (changed_.empty())
-      manager_.activity().post([] {}); // so that there is a turn, whoever changes it and when
+      manager_.activity().wantTurnEnd(); // whoever changes it and when
    changed_.insert(id);
 }
 
@@ -226,11 +226,19 @@ bool EntityManager::Mounts::hasUnsent() const {
 }
 
 void EntityManager::Mounts::turnEnds() {
+   const auto keepAlive = this->keepAlive();
    resolveReferences();
-   flush();
+   handOverAll();
 }
 
 void EntityManager::Mounts::flush() {
+   handOverAll();
+   if (link_)
+      link_->flush();
+}
+
+/// What the link takes; it is on its way when the turn has ended.
+void EntityManager::Mounts::handOverAll() {
    while (connected_ && !changed_.empty() && link_->writable()) {
       const MountId id = *changed_.begin();
       changed_.erase(changed_.begin());

@@ -67,6 +67,9 @@ class EntityManager::Mounts final : public LinkClient, public References {
       std::set<std::string> unwhole;  ///< entries(): those whose entities are not whole yet
       MountId entriesOf = 0;          ///< one of these entities: the mount of its directory
    };
+   /// While notifications go out: whoever is told may drop the manager.
+   Vok::Ptr<EntityManager> keepAlive() const { return Vok::Ptr<EntityManager>(&manager_); }
+
    using Key = std::pair<std::string, MountFilter::Kind>; ///< readers and owners of a path are one mount
 
    static Key keyOf(std::string_view path, MountFilter filter);
@@ -94,6 +97,7 @@ class EntityManager::Mounts final : public LinkClient, public References {
    void sendLater(MountId id);
    void send(Mount& mount);
    void handOver(Mount& mount);
+   void handOverAll();
    void turnEnds();
    void resolveReferences();
 

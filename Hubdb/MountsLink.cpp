@@ -34,7 +34,7 @@ void EntityManager::Mounts::onDisconnected() {
 }
 
 void EntityManager::Mounts::onWritable() {
-   flush();
+   handOverAll();
 }
 
 /// Raises Vok::LogError when there is no such mount, or it is of the other sort. Null for a mount that has
@@ -48,6 +48,7 @@ EntityManager::Mounts::Mount* EntityManager::Mounts::mountOf(MountId id, bool of
 }
 
 void EntityManager::Mounts::onMountStatus(MountId id, MountStatus status, const Vok::String& text) {
+   const auto keepAlive = this->keepAlive();
    Mount* mount = find(id);
    if (!mount)
       return;
@@ -63,6 +64,7 @@ void EntityManager::Mounts::onMountStatus(MountId id, MountStatus status, const 
 }
 
 void EntityManager::Mounts::onSnapshotBegin(MountId id) {
+   const auto keepAlive = this->keepAlive();
    Mount* mount = find(id);
    if (mount && mount->filter.isDirectory())
       return listingBegins(*mount);
@@ -78,6 +80,7 @@ void EntityManager::Mounts::onSnapshotBegin(MountId id) {
 }
 
 void EntityManager::Mounts::onRecords(MountId id, const Vok::U8* bytes, std::size_t size) {
+   const auto keepAlive = this->keepAlive();
    Mount* mount = mountOf(id, false);
    if (!mount)
       return;
@@ -85,11 +88,13 @@ void EntityManager::Mounts::onRecords(MountId id, const Vok::U8* bytes, std::siz
       throw Vok::LogError("records of mount " + std::to_string(id) + " before its snapshot");
    mount->incoming->apply({bytes, size});
    arrived_ = true;
-   if (mount->incoming->refers())
+   mount = find(id); // gone when who was told wants to own it
+   if (mount && mount->incoming->refers())
       referring_.insert(id);
 }
 
 void EntityManager::Mounts::onSnapshotEnd(MountId id) {
+   const auto keepAlive = this->keepAlive();
    Mount* mount = find(id);
    if (mount && mount->filter.isDirectory())
       return listingEnds(*mount);
@@ -99,9 +104,10 @@ void EntityManager::Mounts::onSnapshotEnd(MountId id) {
    if (!mount->incoming || !mount->incoming->inSnapshot())
       throw Vok::LogError("mount " + std::to_string(id) + " ends a snapshot that did not begin");
    mount->incoming->snapshotEnd();
-   if (mount->incoming->refers())
+   mount = find(id); // gone when who was told wants to own it
+   if (mount && mount->incoming->refers())
       referring_.insert(id);
-   if (!mount->complete)
+   if (mount && !mount->complete)
       becomesWhole(id);
 }
 
@@ -125,6 +131,7 @@ void EntityManager::Mounts::becomesWhole(MountId id) {
 }
 
 void EntityManager::Mounts::onGone(MountId id) {
+   const auto keepAlive = this->keepAlive();
    Mount* mount = mountOf(id, false);
    if (!mount || !mount->incoming)
       return;
@@ -140,6 +147,7 @@ void EntityManager::Mounts::onGone(MountId id) {
 
 void EntityManager::Mounts::onEntry(MountId id, const Vok::String& name, bool present,
                                     const Vok::String& typeName) {
+   const auto keepAlive = this->keepAlive();
    Mount* mount = mountOf(id, true);
    if (!mount)
       return;
@@ -195,15 +203,20 @@ void EntityManager::Mounts::entryGoes(Mount& mount, const std::string& name) {
    const MountId id = mount.id;
    const std::string path = mount.path + "/" + name;
    tree_.entryDel(path);
-   // An entity that only this directory wanted is wanted no more.
-   Mount* entry = find(path, MountFilter::read());
-   if (entry && entry->entriesOf == id && entry->groups.empty() && entry->filter == MountFilter::read()) {
+   // An entity that only this directory wanted is wanted no more, unless who is told that it goes wants it.
+   const auto unwanted = [&] {
+      Mount* entry = find(path, MountFilter::read());
+      const bool isWanted =
+          !entry || entry->entriesOf != id || !entry->groups.empty() || entry->filter != MountFilter::read();
+      return isWanted ? nullptr : entry;
+   };
+   if (Mount* entry = unwanted(); entry && entry->incoming)
+      entry->incoming->leave();
+   if (Mount* entry = unwanted()) {
       if (connected_)
          link_->unmount(entry->id);
-      if (entry->incoming)
-         entry->incoming->leave();
-      tree_.rootDel(path);
       remove(entry->id);
+      tree_.rootDel(path);
    }
    if (Mount* still = find(id))
       completeIfWhole(*still);

@@ -4,6 +4,8 @@
 #include "Vok/EntityType.h"
 #include "Vok/NboAttrLog.h"
 
+#include <array>
+#include <exception>
 #include <span>
 
 namespace Hubdb {
@@ -68,6 +70,60 @@ class RecordReader {
    Bytes batch_;
    std::size_t start_ = 0;
    std::size_t at_ = 0;
+};
+
+/// Reads a batch some records ahead of the one that it hands out, so that what each will touch can be brought
+/// near meanwhile.
+template <class Hint>
+class RecordsAhead {
+  public:
+   struct Entry {
+      Record record;
+      Hint hint = {}; ///< the reader's own
+   };
+
+   explicit RecordsAhead(Bytes batch) : reader_(batch) {}
+
+   /// The next record, good until the next call; null at the end. Every record is shown to `first` when it is
+   /// read and, if it was read as early as that, to `second` eight records before it is handed out. Raises
+   /// Vok::LogError for bytes that are no record, when everything before them has been handed out.
+   template <class First, class Second>
+   const Entry* next(First&& first, Second&& second) {
+      while (!ended_ && read_ - taken_ < size) {
+         Entry& entry = ring_[read_ % size];
+         if (readOne(entry.record)) {
+            first(entry);
+            ++read_;
+         }
+      }
+      if (taken_ + size / 2 < read_)
+         second(ring_[(taken_ + size / 2) % size]);
+      if (taken_ < read_)
+         return &ring_[taken_++ % size];
+      if (bad_)
+         std::rethrow_exception(bad_);
+      return nullptr;
+   }
+
+  private:
+   static constexpr std::size_t size = 16;
+
+   bool readOne(Record& record) {
+      try {
+         ended_ = !reader_.next(record);
+      } catch (const Vok::Error&) {
+         bad_ = std::current_exception();
+         ended_ = true;
+      }
+      return !ended_;
+   }
+
+   RecordReader reader_;
+   std::array<Entry, size> ring_;
+   std::size_t read_ = 0;
+   std::size_t taken_ = 0;
+   bool ended_ = false;
+   std::exception_ptr bad_; ///< bytes that are no record, behind records that are
 };
 
 /// Appends records to a buffer of its own. Raises Vok::RangeError for a key of more than 65535 bytes; nothing

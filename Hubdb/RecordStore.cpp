@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <exception>
 #include <random>
 
 namespace Hubdb {
@@ -34,6 +33,11 @@ U32 hashOf(const Record& record, Bytes key) {
    return hash.result();
 }
 
+/// Of what the whole key tells apart from others: anything but a member with several parameters.
+U32 placeHash(const Record& record) {
+   return record.op == RecordOp::gone ? 0 : hashOf(record, record.key);
+}
+
 } // namespace
 
 RecordStore::RecordStore(RecordCheck& check, const Vok::EntityType& type) : check_(check) {
@@ -46,6 +50,23 @@ RecordStore::~RecordStore() = default;
 // applying
 
 void RecordStore::apply(const Record& record) {
+   applyOne(record, placeHash(record));
+}
+
+void RecordStore::apply(Bytes batch, std::size_t& applied, const std::function<void(const Record&)>& before) {
+   applied = 0;
+   RecordsAhead<U32> records(batch);
+   const auto first = [this](auto& entry) { entry.hint = fetchPlace(entry.record); };
+   const auto second = [this](const auto& entry) { fetchStored(entry.hint); };
+   while (const auto* entry = records.next(first, second)) {
+      if (before)
+         before(entry->record);
+      applyOne(entry->record, entry->hint);
+      applied += entry->record.whole.size();
+   }
+}
+
+void RecordStore::applyOne(const Record& record, U32 hash) {
    if (record.op == RecordOp::gone) {
       if (record.entity == rootNumber)
          throw Vok::LogError("the root cannot go by a record");
@@ -53,72 +74,17 @@ void RecordStore::apply(const Record& record) {
    } else if (record.op == RecordOp::member) {
       memberApply(record);
    } else {
-      Slot& holder = knownSlot(record.entity);
-      const Bytes key = check_.check(holder.plan, record);
-      const U32 hash = hashOf(record, key);
-      const Ref found = find(hash, record, key);
-      if (record.op == RecordOp::erase) {
-         if (found != none)
-            remove(found);
-      } else if (found != none && at(found).size == record.whole.size()) {
-         std::memcpy(at(found).bytes(), record.whole.data(), record.whole.size());
-      } else {
-         roomCheck(record.whole.size());
-         if (found != none)
-            remove(found);
-         append(holder, hash, record);
-      }
+      entryApply(record, hash);
    }
    compact();
 }
 
-void RecordStore::apply(Bytes batch, std::size_t& applied, const std::function<void(const Record&)>& before) {
-   // A record is looked at when it is read, which fetches the slot of its entity and its place in the index,
-   // halfway through the ring, which fetches what is stored, and at its end, when all that is near.
-   constexpr std::size_t ringSize = 16;
-   struct Ahead {
-      Record record;
-      U32 hash;
-   };
-   std::array<Ahead, ringSize> ring;
-   RecordReader reader(batch);
-   std::exception_ptr bad; // bytes that are no record, behind records that are
-   std::size_t read = 0;
-   applied = 0;
-   for (std::size_t done = 0;; ++done) {
-      for (bool more = true; more && !bad && read - done < ringSize;) {
-         Ahead& next = ring[read % ringSize];
-         try {
-            more = reader.next(next.record);
-         } catch (const Vok::Error&) {
-            bad = std::current_exception();
-            break;
-         }
-         if (more) {
-            next.hash = fetchPlace(next.record);
-            ++read;
-         }
-      }
-      if (done == read)
-         break;
-      if (done + ringSize / 2 < read)
-         fetchStored(ring[(done + ringSize / 2) % ringSize].hash);
-      const Record& record = ring[done % ringSize].record;
-      if (before)
-         before(record);
-      apply(record);
-      applied += record.whole.size();
-   }
-   if (bad)
-      std::rethrow_exception(bad);
-}
-
 U32 RecordStore::fetchPlace(const Record& record) const {
+   const U32 hash = placeHash(record);
    if (record.op == RecordOp::gone)
-      return 0;
+      return hash;
    if (const Slot* slot = this->slot(record.op == RecordOp::member ? record.parent : record.entity))
       __builtin_prefetch(slot);
-   const U32 hash = hashOf(record, record.key);
    index_.fetch(hash);
    return hash;
 }
@@ -127,6 +93,24 @@ void RecordStore::fetchStored(U32 hash) const {
    const Ref ref = index_.find(hash, [](Ref) { return true; });
    if (ref != none)
       __builtin_prefetch(&chunks_[ref >> chunkBits][ref & (chunkSize - 1)], 1);
+}
+
+/// set, put and erase. What tells entries of these apart is the whole key.
+void RecordStore::entryApply(const Record& record, U32 hash) {
+   Slot& holder = knownSlot(record.entity);
+   const Bytes key = check_.check(holder.plan, record);
+   const Ref found = find(hash, record, key);
+   if (record.op == RecordOp::erase) {
+      if (found != none)
+         remove(found);
+   } else if (found != none && at(found).size == record.whole.size()) {
+      std::memcpy(at(found).bytes(), record.whole.data(), record.whole.size());
+   } else {
+      roomCheck(record.whole.size());
+      if (found != none)
+         remove(found);
+      append(holder, hash, record);
+   }
 }
 
 void RecordStore::memberApply(const Record& record) {

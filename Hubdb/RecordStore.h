@@ -91,6 +91,8 @@ class RecordStore {
 
    Vok::U32 fetchPlace(const Record& record) const;
    void fetchStored(Vok::U32 hash) const;
+   void applyOne(const Record& record, Vok::U32 hash);
+   void entryApply(const Record& record, Vok::U32 hash);
    void memberApply(const Record& record);
    void gone(EntityNumber entity);
    Ref find(Vok::U32 hash, const Record& record, Bytes key);

@@ -142,6 +142,7 @@ MountStatus Roots::mountOwner(ServerMount& mount, const MountRequest& request, V
             return MountStatus::wrongType;
          }
       root = &create(mount.path, *mount.type);
+      root->awaited = request.resume;
       journalCreate(*root);
    }
    root->owner = &mount;
@@ -168,7 +169,8 @@ void Roots::attach(ServerMount& mount, Root& root) {
    mount.root = &root;
    root.readers.push_back(&mount);
    mount.phase = Phase::behind;
-   busy_.push_back(&mount);
+   if (!root.awaited)
+      busy_.push_back(&mount);
    sendStatus(mount.connection, mount.id, MountStatus::success, {});
 }
 
@@ -188,6 +190,8 @@ void Roots::unmount(ServerMount& mount) {
       if (root->owner == &mount) {
          root->owner = nullptr;
          replacingDrop(*root);
+         if (root->awaited)
+            tellAll(*root);
       }
       mount.root = nullptr;
    }
@@ -272,9 +276,14 @@ void Roots::accepted(ServerMount& owner) {
 }
 
 void Roots::replace(Root& root) {
+   tellAll(root);
+   root.state = std::move(root.replacing);
+}
+
+void Roots::tellAll(Root& root) {
+   root.awaited = false;
    for (ServerMount* reader : root.readers)
       tellWhole(*reader);
-   root.state = std::move(root.replacing);
 }
 
 void Roots::replacingDrop(Root& root) {

@@ -54,10 +54,11 @@ struct Root {
    std::unique_ptr<RecordStore> replacing; ///< while its owner says what the whole state is
    ServerMount* owner = nullptr;
    std::vector<ServerMount*> readers; ///< its owner too while that is told the state
+   bool awaited = false;              ///< made for an owner that has the state and has not said it yet
 };
 
 /// Does what clients ask, with the journal kept if there is one. A client's errors are raised as Vok::Error,
-/// and leave everything whole. What has to be said is queued; turnEnd() sees to the rest.
+/// and leave everything whole. What has to be said is queued, and may go out once it is safe.
 class Roots {
   public:
    Roots(const Catalogue& catalogue, std::size_t queueLimit)
@@ -77,10 +78,11 @@ class Roots {
    void snapshotBegin(ServerMount& owner);
    void snapshotEnd(ServerMount& owner);
 
-   /// Makes safe what was accepted, tells owners so, and goes on with whole states. Raises Vok::Error when
-   /// the journal cannot be written.
-   void turnEnd();
-   /// Whether turnEnd() could go on at once: asked when all queues have been flushed.
+   /// Makes safe what was accepted. Raises Vok::Error when the journal cannot be written.
+   void commit();
+   /// Tells owners so, and goes on with whole states.
+   void tellMore();
+   /// Whether tellMore() could go on at once: asked when all queues have been flushed.
    bool hasMore() const;
 
    std::size_t size() const { return roots_.size(); }
@@ -98,6 +100,7 @@ class Roots {
    void accepted(ServerMount& owner);
    void replacingDrop(Root& root);
    void replace(Root& root);
+   void tellAll(Root& root);
    void journal(JournalKind kind, const Root& root, Bytes body = {});
    void journalCreate(const Root& root);
    void journalRewrite();

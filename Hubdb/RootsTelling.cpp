@@ -54,12 +54,15 @@ void Roots::tellWhole(ServerMount& mount) {
 // -------------------------------------------------------------------------------------------------------------
 // the end of a turn
 
-void Roots::turnEnd() {
-   if (journal_) {
-      journal_->commit();
-      if (journal_->isLong())
-         journalRewrite();
-   }
+void Roots::commit() {
+   if (!journal_)
+      return;
+   journal_->commit();
+   if (journal_->isLong())
+      journalRewrite();
+}
+
+void Roots::tellMore() {
    for (ServerMount* owner : unsure_)
       if (!owner->root->replacing) {
          owner->connection.send(Wire::Kind::acknowledged, [&](auto& body) {

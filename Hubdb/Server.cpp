@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
+#include <system_error>
 
 namespace Hubdb {
 
@@ -45,7 +46,12 @@ void Server::listen(const Vok::String& socketPath) {
 void Server::accept() {
    Vok::Descriptor socket(accept4(socket_.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
    if (socket) {
-      clientIs(std::move(socket));
+      try {
+         clientIs(std::move(socket));
+      } catch (const std::system_error& error) {
+         if (auto line = trace.at(0))
+            line << "a client is turned away: " << std::string(error.what());
+      }
    } else if (errno == EMFILE || errno == ENFILE) {
       // It stays readable; others close theirs.
       if (auto line = trace.at(0))
@@ -74,14 +80,24 @@ void Server::ended(Peer& peer) {
       watch_.eventsIs(Vok::Activity::readable);
 }
 
+/// Readers first: to wake an owner for its acknowledgement would keep them waiting.
 void Server::turnEnd() {
    gone_.clear();
-   roots_->turnEnd();
-   for (const auto& peer : peers_)
-      if (peer->connection().queued() > 0)
-         peer->connection().flush();
+   roots_->commit();
+   flush();
+   roots_->tellMore();
+   flush();
    if (roots_->hasMore())
-      activity_.post([] {});
+      activity_.wantTurnEnd();
+}
+
+void Server::flush() {
+   for (const auto& peer : peers_) {
+      Connection& connection = peer->connection();
+      if (connection.queued() > 0)
+         connection.flush();
+      connection.readingIs(connection.queued() <= setting_.queueLimit);
+   }
 }
 
 } // namespace Hubdb

@@ -51,6 +51,7 @@ class Server {
   private:
    void accept();
    void turnEnd();
+   void flush();
    void ended(Peer& peer);
 
    Vok::Activity& activity_;

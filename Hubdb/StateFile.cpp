@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
 
 namespace Hubdb {
 
@@ -39,7 +40,8 @@ class Window {
   public:
    explicit Window(int fd) : fd_(fd), bytes_(4 * maxBody) {}
 
-   /// The next `size` bytes; fewer at the end of the file.
+   /// The next `size` bytes; fewer at the end of the file. Raises std::system_error: what cannot be read is
+   /// not to be taken for an end, or it would be cut off.
    Bytes peek(std::size_t size) {
       if (to_ - from_ < size) {
          std::memmove(bytes_.data(), bytes_.data() + from_, to_ - from_);
@@ -49,7 +51,9 @@ class Window {
             const auto got = ::read(fd_, bytes_.data() + to_, bytes_.size() - to_);
             if (got < 0 && errno == EINTR)
                continue;
-            if (got <= 0)
+            if (got < 0)
+               throw std::system_error(errno, std::generic_category());
+            if (got == 0)
                break;
             to_ += static_cast<std::size_t>(got);
          }
@@ -72,7 +76,11 @@ StateFile::StateFile(const Vok::String& path, bool sync, const Visit& visit)
    struct stat status {};
    if (fstat(file_.fd(), &status) != 0 || !S_ISREG(status.st_mode))
       throw Vok::Error("state file '" + path_ + "' is not a plain file");
-   size_ = load(visit);
+   try {
+      size_ = load(visit);
+   } catch (const std::system_error& error) {
+      throw Vok::Error("state file '" + path_ + "': reading: " + error.code().message());
+   }
    if (ftruncate(file_.fd(), static_cast<off_t>(size_)) != 0 || lseek(file_.fd(), 0, SEEK_END) < 0)
       throw Vok::Error(what("cutting its end off"));
    if (size_ == 0)

@@ -12,8 +12,9 @@ inline constexpr Vok::U16 version = 1;
 /// A frame is the length of what follows (32 bits), the kind (8 bits) and the body.
 inline constexpr std::size_t lengthSize = 4;
 inline constexpr std::size_t headSize = lengthSize + 1;
-/// Largest length of a frame. A record is never cut, so that no record is longer either.
+/// Largest length of a frame. A record is never cut, and so has its limit from here.
 inline constexpr std::size_t maxLength = (1 << 20) - 64;
+inline constexpr std::size_t maxRecordSize = maxLength - sizeof(Vok::U8) - sizeof(Vok::U32);
 /// What is read and written at a time.
 inline constexpr std::size_t portion = 256 * 1024;
 /// Batches of records are cut into frames of about this many bytes.

@@ -57,12 +57,21 @@ void prepareAllocator(LabelManagerSm& sm, Vok::U32 count) {
 
 } // namespace
 
-LabelRange LabelManagerSm::configRange() const {
+LabelRange LabelManagerSm::dynamicRange(const Vok::Ptr<const Config>& config) {
    const LabelRange none(Kinet::MplsLabel(0), 0);
    const Vok::Name dynamic(LabelRangeInfo::rangeTypeDynamic);
-   if (!mplsConfig()->labelRangeHas(dynamic) || mplsConfig()->labelRange(dynamic) == none)
+   if (!config->labelRangeHas(dynamic) || config->labelRange(dynamic) == none)
       return LabelRangeInfo::dynamicDefaultRange();
-   return mplsConfig()->labelRange(dynamic);
+   return config->labelRange(dynamic);
+}
+
+Vok::U32 LabelManagerSm::blocksIn(const LabelRange& range) {
+   const Vok::U32 end = std::min<Vok::U32>(range.baseValue() + range.size(), Kinet::MplsLabel::max);
+   return range.baseValue() < end ? (end - range.baseValue()) >> LabelBlock::sizeShift : 0;
+}
+
+LabelRange LabelManagerSm::configRange() const {
+   return dynamicRange(mplsConfig());
 }
 
 Vok::U32 LabelManagerSm::configRangeBase() const {
@@ -134,8 +143,8 @@ void LabelManagerSm::handleLabelRange() {
       deleteAllocator(*this);
       withdrawAllocations(*this);
       clientInfoDelAll();
-   } else if (end - base >= LabelBlock::size) {
-      prepareAllocator(*this, (end - base) >> LabelBlock::sizeShift);
+   } else if (const Vok::U32 count = blocksIn(configRange()); count > 0) {
+      prepareAllocator(*this, count);
       allocValidIs(true);
    } else {
       deleteAllocator(*this);

@@ -28,7 +28,7 @@ bool MplsConfigCopyHandler::handleEntity(const Vok::Ptr<Cli::Session::EntityCopy
          to->routeDel(entry.key);
    for (const auto& entry : from->routeEach()) {
       if (auto line = trace.at(8))
-         line << "Copying route " << entry.key;
+         line << "Copying route";
       const Vok::String routePath = from->fullName() + ".route/" + entry.key.stringValue();
       entityCopy->copyEntity(to->routeIs(entry.key), entry.value, routePath);
    }

@@ -1,6 +1,6 @@
 #include "Mpls/MplsRouteConfigMergeSm.h"
 
-#include "Mpls/ConfigMount.h"
+#include "Mpls/ConfigSources.h"
 #include "Vok/Assert.h"
 #include "Vok/Trace.h"
 
@@ -10,6 +10,10 @@ namespace {
 
 constinit Vok::TraceFacility trace("MplsRouteConfigMergeSm");
 
+/// A sweep goes through maps as large as all sources together, in an order that none of them has: so many
+/// routes before it comes to one, it has the memory fetched that this one needs.
+constexpr Vok::U32 fetchedAhead = 8;
+
 Vok::String mountPath(const Vok::Name& source) {
    return "routing/mpls/route/input/dynamic/" + source.text();
 }
@@ -17,50 +21,45 @@ Vok::String mountPath(const Vok::Name& source) {
 } // namespace
 
 void RouteConfigMergeSm::handleInitialized() {
-   if (auto line = trace.entry(8))
-      line << " mergedConfig " << mergedConfig()->name();
+   trace.entry(8);
    vokAssertMessage(!mergedConfig()->routes(), "merged config should not have any routes on startup");
    vokAssertMessage(!mergedConfig()->ready(), "merged config should not be ready on startup");
-   initializedIs(true);
-   configIs(cliConfig());
-   for (const auto& entry : configDir()->entityPtrEach())
-      pendingMountIs(entry.key);
-   handlePendingMount();
-   for (const auto& entry : configDir()->entityPtrEach())
-      handleConfigDirEntry(entry.key);
+   startMerging(*this);
 }
 
 void RouteConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " name " << name;
-   vokAssert(initialized());
    if (!configDir()->entityPtrHas(name))
-      stopOnRemoval(trace, name);
+      stopOnRemoval(name, trace);
    pendingMountIs(name);
    startMount(routeConfigMounterFactory(name, this), mountPath(name), "Mpls::RouteConfigInput");
 }
 
 void RouteConfigMergeSm::handleConfigSource(const Vok::Name& source) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " source " << source;
-   vokAssert(initialized());
-   const Vok::Ptr<RouteConfigInput> input = config(source);
-   if (!input) {
-      if (auto line = trace.at(0))
-         line << "missing expected config from " << source;
-      // The message is the condition as it stands.
-      // clang-format off
-      vokAssert(config( source ));
-      // clang-format on
-   }
-   for (const auto& entry : input->routeEach())
+   const Vok::Ptr<RouteConfigInput> input = expectedConfig(*this, source, trace);
+   const auto routes = input->routeEach();
+   auto ahead = routes.begin();
+   for (Vok::U32 i = 0; i < fetchedAhead && ahead != routes.end(); ++i)
+      ++ahead;
+   for (const auto& entry : routes) {
+      if (ahead != routes.end()) {
+         sourceSet_.prefetch((*ahead).key);
+         mergedConfig()->routePrefetch((*ahead).key);
+         ++ahead;
+      }
       handleConfigEntry(source, entry.key);
+   }
 }
 
 void RouteConfigMergeSm::handleConfigEntry(const Vok::Name& source, const RouteKeyAndMetric& key) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " source " << source << " key " << key;
-   vokAssert(initialized());
    const Vok::Ptr<RouteConfigInput> input = config(source);
    if (input && input->routeHas(key)) {
       sourceSetIs(key)->sourceIs(source, true);
@@ -73,9 +72,9 @@ void RouteConfigMergeSm::handleConfigEntry(const Vok::Name& source, const RouteK
 }
 
 void RouteConfigMergeSm::setOutputForEntry(const RouteKeyAndMetric& key) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " key " << key;
-   vokAssert(initialized());
    const Vok::Ptr<SourceSet> sources = sourceSet(key);
    const Vok::U32 count = sources ? sources->sources() : 0;
    if (count != 1) {
@@ -100,27 +99,16 @@ void RouteConfigMergeSm::setOutputForEntry(const RouteKeyAndMetric& key) {
 }
 
 void RouteConfigMergeSm::handlePendingMount() {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " pendingMounts " << pendingMounts();
-   vokAssert(initialized());
    if (!pendingMounts())
       mergedConfig()->readyIs(true);
 }
 
 void RouteConfigMounter::doMountsComplete(const Hubdb::MountStatus& mountStatus,
                                           const Vok::Ptr<Hubdb::EntityManager>& entityManager) {
-   if (auto line = trace.at(8))
-      line << "doMountsComplete"
-           << " mountStatus " << mountStatus << " for " << name();
-   checkMounted(trace, mountStatus);
-   const auto input = entityManager->get<RouteConfigInput>(mountPath(name()));
-   if (!input) {
-      if (auto line = trace.at(0))
-         line << "internal error for " << name();
-      return;
-   }
-   sm()->configIs(input);
-   sm()->pendingMountDel(name());
+   takeMounted<RouteConfigInput>(*this, mountPath(name()), mountStatus, *entityManager, trace);
 }
 
 } // namespace Mpls

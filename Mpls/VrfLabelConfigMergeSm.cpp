@@ -1,6 +1,6 @@
 #include "Mpls/VrfLabelConfigMergeSm.h"
 
-#include "Mpls/ConfigMount.h"
+#include "Mpls/ConfigSources.h"
 #include "Vok/Assert.h"
 #include "Vok/Trace.h"
 
@@ -17,51 +17,36 @@ Vok::String mountPath(const Vok::Name& source) {
 } // namespace
 
 void VrfLabelConfigMergeSm::handleInitialized() {
-   if (auto line = trace.entry(8))
-      line << " mergedConfig " << mergedConfig()->name();
+   trace.entry(8);
    vokAssertMessage(!mergedConfig()->vrfLabels(), "merged config should not have any routes on startup");
    vokAssertMessage(!mergedConfig()->ready(), "merged config should not be ready on startup");
-   initializedIs(true);
-   configIs(cliConfig());
-   for (const auto& entry : configDir()->entityPtrEach())
-      pendingMountIs(entry.key);
-   handlePendingMount();
-   for (const auto& entry : configDir()->entityPtrEach())
-      handleConfigDirEntry(entry.key);
+   startMerging(*this);
 }
 
 void VrfLabelConfigMergeSm::handleConfigDirEntry(const Vok::Name& name) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " name " << name;
-   vokAssert(initialized());
    if (!configDir()->entityPtrHas(name))
-      stopOnRemoval(trace, name);
+      stopOnRemoval(name, trace);
    pendingMountIs(name);
    startMount(vrfLabelConfigMounterFactory(name, this), mountPath(name), "Mpls::VrfLabelConfigInput");
 }
 
 void VrfLabelConfigMergeSm::handleConfigSource(const Vok::Name& source) {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " source " << source;
-   vokAssert(initialized());
-   const Vok::Ptr<VrfLabelConfigInput> input = config(source);
-   if (!input) {
-      if (auto line = trace.at(0))
-         line << "missing expected config from " << source;
-      // The message is the condition as it stands.
-      // clang-format off
-      vokAssert(config( source ));
-      // clang-format on
-   }
+   const Vok::Ptr<VrfLabelConfigInput> input = expectedConfig(*this, source, trace);
    for (const auto& entry : input->vrfLabelEach())
       handleConfigEntry(source, entry.key);
 }
 
 void VrfLabelConfigMergeSm::handleConfigEntry(const Vok::Name& source, Kinet::MplsLabel label) {
+   vokAssert(initialized());
    if (auto line = trace.at(8))
       line << "handleConfigEntry"
            << " for " << source << ", label " << label;
-   vokAssert(initialized());
    const Vok::Ptr<VrfLabelConfigInput> input = config(source);
    if (!input) {
       if (auto line = trace.at(0))
@@ -78,10 +63,10 @@ void VrfLabelConfigMergeSm::handleConfigEntry(const Vok::Name& source, Kinet::Mp
 }
 
 void VrfLabelConfigMergeSm::setOutputForEntry(Kinet::MplsLabel label) {
+   vokAssert(initialized());
    if (auto line = trace.at(8))
       line << "setOutputForEntry"
            << " for label " << label;
-   vokAssert(initialized());
    VrfLabel priorityEntry;
    Vok::Name activeSource;
    bool priorityDynamic = false;
@@ -122,27 +107,16 @@ void VrfLabelConfigMergeSm::setOutputForEntry(Kinet::MplsLabel label) {
 }
 
 void VrfLabelConfigMergeSm::handlePendingMount() {
+   vokAssert(initialized());
    if (auto line = trace.entry(8))
       line << " pendingMounts " << pendingMounts();
-   vokAssert(initialized());
    if (!pendingMounts())
       mergedConfig()->readyIs(true);
 }
 
 void VrfLabelConfigMounter::doMountsComplete(const Hubdb::MountStatus& mountStatus,
                                              const Vok::Ptr<Hubdb::EntityManager>& entityManager) {
-   if (auto line = trace.at(8))
-      line << "doMountsComplete"
-           << " mountStatus " << mountStatus << " for " << name();
-   checkMounted(trace, mountStatus);
-   const auto input = entityManager->get<VrfLabelConfigInput>(mountPath(name()));
-   if (!input) {
-      if (auto line = trace.at(0))
-         line << "internal error for " << name();
-      return;
-   }
-   sm()->configIs(input);
-   sm()->pendingMountDel(name());
+   takeMounted<VrfLabelConfigInput>(*this, mountPath(name()), mountStatus, *entityManager, trace);
 }
 
 } // namespace Mpls

@@ -106,11 +106,20 @@ void Adoption::finishStep() {
       rows_.stepDone(loadRelaxed(header.rows), loadRelaxed(header.sum));
 }
 
+/// Of a block below the tail, all of which lies there.
+U32 Adoption::blockBytesAt(U64 slot) const {
+   const U32 bytes = rows_.blockBytesAt(static_cast<U32>(slot));
+   if (slot + bytes / granuleBytes > tail_)
+      corrupted("the block at slot " + std::to_string(slot) + " ends beyond the table");
+   return bytes;
+}
+
 void Adoption::replayJournal(U32 slot) {
    const Journal& journal = rows_.journal();
    const PackedRow row{stampBytes(journal.stamp), journal.payload};
    const U32 checksum = guardChecksum(journal.guard);
    if (journal.slot != slot || !rows_.shape().allows(row.bytes) ||
+       rows_.shape().blockBytes(row.bytes) != blockBytesAt(slot) ||
        rows_.checksum(slot, journal.stamp, row) != checksum)
       corrupted("the journal does not hold the row being overwritten");
    rows_.overwrite(slot, journal.stamp, row, checksum);
@@ -118,7 +127,7 @@ void Adoption::replayJournal(U32 slot) {
 
 void Adoption::clearLeftover(U32 slot) {
    if (slot < tail_)
-      rows_.clear(slot, rows_.blockBytesAt(slot));
+      rows_.clear(slot, blockBytesAt(slot));
 }
 
 void Adoption::zeroBeyondTail() {
@@ -128,14 +137,12 @@ void Adoption::zeroBeyondTail() {
 }
 
 void Adoption::collectFree(Space& space) {
-   const bool variable = rows_.shape().variable;
-   const U32 fixed = fixedBlockBytes(rows_.shape().rowBytesMax);
-   if (!variable && found_ * (fixed / granuleBytes) == tail_)
+   if (!rows_.shape().variable && found_ * (rows_.shape().blockBytes(0) / granuleBytes) == tail_)
       return;
    std::vector<std::pair<U32, U32>> free;
    for (U64 slot = 0; slot < tail_;) {
       const auto at = static_cast<U32>(slot);
-      const U32 bytes = variable ? rows_.blockBytesAt(at) : fixed;
+      const U32 bytes = blockBytesAt(slot);
       if (!isNamed(slot)) {
          if (stampVersion(loadRelaxed(rows_.head(at).stamp)))
             rows_.clear(at, bytes);

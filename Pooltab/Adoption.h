@@ -26,6 +26,7 @@ class Adoption {
    void finishStep();
    void replayJournal(U32 slot);
    void clearLeftover(U32 slot);
+   U32 blockBytesAt(U64 slot) const;
    void collectFree(Space& space);
    void zeroBeyondTail();
 

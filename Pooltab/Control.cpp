@@ -63,12 +63,9 @@ bool ControlWriter::takeOver(Folder& folder, const PoolOptions& options, U64& ep
       return false; // nothing in it outlives its writer: a new one does as well
    }
    epoch = header().preamble.epoch;
-   if (isRing(header().ringEntryBytes, header().ringEntriesLog2, fileBytes(file_)) &&
-       header().ringEntryBytes >= ringEntryBytesFor(options.keyBytesMax) &&
-       header().ringEntriesLog2 == options.logEntriesLog2)
-      return true;
-   storeRelease(header().preamble.retired, 1);
-   return false;
+   return isRing(header().ringEntryBytes, header().ringEntriesLog2, fileBytes(file_)) &&
+          header().ringEntryBytes >= ringEntryBytesFor(options.keyBytesMax) &&
+          header().ringEntriesLog2 == options.logEntriesLog2;
 }
 
 void ControlWriter::make(Folder& folder, const PoolOptions& options, U64 epoch) {
@@ -84,6 +81,7 @@ void ControlWriter::make(Folder& folder, const PoolOptions& options, U64 epoch) 
    header().ringEntryBytes = entryBytes;
    header().ringEntriesLog2 = options.logEntriesLog2;
    header().head = head; // versions of rows go on from there
+   retireFile(folder, controlName);
    folder.publish(controlName);
 }
 
@@ -101,8 +99,10 @@ U8 ControlWriter::tableNumber(const std::string& name, const RowShape& shape) {
    if (number == tablesMax)
       throw Vok::Error(what_ + ": has " + std::to_string(tablesMax) + " tables, no room for '" + name + "'");
    TableEntry& written = entry(number);
-   written = TableEntry{};
-   std::memcpy(written.name, name.data(), name.size());
+   if (number == count) { // the name of a table that readers know stays untouched
+      written = TableEntry{};
+      std::memcpy(written.name, name.data(), name.size());
+   }
    written.fingerprint = shape.fingerprint;
    written.keyBytes = shape.keyBytes;
    written.rowBytesMax = shape.rowBytesMax;
@@ -120,7 +120,7 @@ ControlReader::ControlReader(const Folder& folder) {
    mapping_ = mapChecked(file, FileKind::control, Access::read, 0, what);
    entryBytes_ = header().ringEntryBytes;
    entriesLog2_ = header().ringEntriesLog2;
-   if (!isRing(entryBytes_, entriesLog2_, fileBytes(file)))
+   if (!isRing(entryBytes_, entriesLog2_, mapping_.bytesOf(file)))
       throw MountError(MountStatus::corrupted, what + ": its change log cannot be of that size");
 }
 

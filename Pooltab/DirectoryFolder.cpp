@@ -50,15 +50,21 @@ class DoorbellListener : public Listener {
       watch(root, path);
    }
    int descriptor() const override { return events_.fd(); }
-   void drain() override {
+   bool drain() override {
       // Events of the doorbell are equal and merge in the queue, so that one read mostly empties it; only one
       // that left no room for another event has to be followed by a second.
       constexpr ssize_t oneMore = sizeof(inotify_event) + NAME_MAX + 1;
       alignas(inotify_event) std::array<char, 4096> events;
-      while (read(events_.fd(), events.data(), events.size()) > ssize_t{events.size()} - oneMore)
-         continue;
-      if (!onDoorbell_)
+      const bool wasOnDoorbell = bell_ >= 0;
+      ssize_t size;
+      do {
+         size = read(events_.fd(), events.data(), events.size());
+         look(events.data(), size);
+      } while (size > ssize_t{events.size()} - oneMore);
+      const bool isRemoved = wasOnDoorbell && bell_ < 0;
+      if (bell_ < 0)
          watch(root_, path_);
+      return !isRemoved;
    }
 
   private:
@@ -67,12 +73,20 @@ class DoorbellListener : public Listener {
       root_ = root;
       path_ = path;
       constexpr U32 coming = IN_CREATE | IN_MOVED_TO | IN_ONLYDIR;
-      for (int attempt = 0; attempt < 2 && !onDoorbell_; ++attempt) {
-         const std::string bell = path + "/" + doorbellName;
-         onDoorbell_ = inotify_add_watch(events_.fd(), bell.c_str(), IN_MODIFY) >= 0;
-         if (!onDoorbell_ && inotify_add_watch(events_.fd(), path.c_str(), coming) < 0 &&
+      for (int attempt = 0; attempt < 2 && bell_ < 0; ++attempt) {
+         bell_ = inotify_add_watch(events_.fd(), (path + "/" + doorbellName).c_str(), IN_MODIFY);
+         if (bell_ < 0 && inotify_add_watch(events_.fd(), path.c_str(), coming) < 0 &&
              inotify_add_watch(events_.fd(), root.c_str(), coming) < 0)
             inotify_add_watch(events_.fd(), parentOf(root).c_str(), coming);
+      }
+   }
+   /// The system ends a watch with what it watched.
+   void look(const char* events, ssize_t size) {
+      for (ssize_t at = 0; at < size;) {
+         const auto& event = reinterpret_cast<const inotify_event&>(events[at]);
+         if (event.wd == bell_ && event.mask & IN_IGNORED)
+            bell_ = -1;
+         at += static_cast<ssize_t>(sizeof event + event.len);
       }
    }
    static std::string parentOf(const std::string& path) {
@@ -83,7 +97,7 @@ class DoorbellListener : public Listener {
    Descriptor events_;
    std::string root_;
    std::string path_;
-   bool onDoorbell_ = false;
+   int bell_ = -1; ///< the doorbell's watch; none while there is no doorbell
 };
 
 void makeDirectory(const std::string& path, mode_t mode) {

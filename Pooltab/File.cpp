@@ -77,6 +77,10 @@ Mapping::~Mapping() {
       munmap(data_, bytes_);
 }
 
+U64 Mapping::bytesOf(const Descriptor& file) const {
+   return std::min(fileBytes(file), bytes_);
+}
+
 U64 fileBytes(const Descriptor& file) {
    struct stat status;
    return fstat(file.fd(), &status) == 0 ? static_cast<U64>(status.st_size) : 0;
@@ -98,6 +102,11 @@ void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, 
       fullMemory(what, to, errno);
    const U64 whole = to / hugePageBytes * hugePageBytes;
    byPages(collapse(file, mapping, start, whole, what) ? std::max(from, whole) : from, to);
+}
+
+U64 backedBytes(const Descriptor& file, U64 known) {
+   const off_t hole = lseek(file.fd(), static_cast<off_t>(known), SEEK_HOLE);
+   return hole < 0 ? known : static_cast<U64>(hole);
 }
 
 U64 grownBytes(U64 now, U64 needed) {

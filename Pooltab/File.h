@@ -35,6 +35,8 @@ class Mapping {
    explicit operator bool() const { return data_; }
    std::byte* data() const { return data_; }
    U64 bytes() const { return bytes_; }
+   /// How many of them the file has now: it may have grown since it was mapped, and end inside a page.
+   U64 bytesOf(const Descriptor& file) const;
 
    template <class T>
    T& at(U64 offset = 0) const {
@@ -53,6 +55,10 @@ U64 fileBytes(const Descriptor& file);
 /// error and not a signal at some later store. Large files get 2 MiB pages where the system gives them.
 /// Raises Vok::Error; the file may then be longer, with nothing in it.
 void growFile(const Descriptor& file, const Mapping& mapping, U64 from, U64 to, const std::string& what);
+
+/// How many bytes of the file have memory behind them, given that the first `known` do: a growth that was cut
+/// off, or ran out of memory, leaves a longer file with holes, and a store into one may end the process.
+U64 backedBytes(const Descriptor& file, U64 known);
 
 /// The next size for a file of `now` bytes that needs `needed`: a sixteenth more, but at least 64 KiB and at
 /// most 8 MiB, in whole huge pages once it is large.

@@ -23,8 +23,9 @@ class Listener {
    virtual ~Listener() = default;
    /// Readable after a ring. Any event loop can wait on it.
    virtual int descriptor() const = 0;
-   /// Makes the descriptor unreadable until the next ring. Drain first, then look at the tables.
-   virtual void drain() = 0;
+   /// Makes the descriptor unreadable until the next ring. Drain first, then look at the tables. Returns
+   /// false when somebody removed the place: what is mapped is no pool's any more, and another may come.
+   virtual bool drain() = 0;
 };
 
 class Folder {

@@ -49,7 +49,7 @@ IndexReader::IndexReader(const Folder& folder, const std::string& table, U64 gen
    if (header.preamble.seed != seed)
       throw MountError(MountStatus::corrupted, what + ": belongs to another table");
    static_cast<IndexView&>(*this) =
-       IndexView(header, entriesOf(mapping_), checkedBits(header, fileBytes(file), generation, what));
+       IndexView(header, entriesOf(mapping_), checkedBits(header, mapping_.bytesOf(file), generation, what));
 }
 
 IndexWriter::IndexWriter(Folder& folder, const std::string& table, const Preamble& rows, U64 generation,
@@ -81,8 +81,9 @@ IndexWriter IndexWriter::adopt(const Folder& folder, const std::string& table, U
    auto& header = index.mapping_.at<IndexHeader>();
    if (header.preamble.seed != seed)
       throw Vok::CorruptionDetectedError(what + ": belongs to another table (remove the pool's directory)");
-   static_cast<IndexView&>(index) = IndexView(header, entriesOf(index.mapping_),
-                                              checkedBits(header, fileBytes(index.file_), generation, what));
+   static_cast<IndexView&>(index) =
+       IndexView(header, entriesOf(index.mapping_),
+                 checkedBits(header, index.mapping_.bytesOf(index.file_), generation, what));
    return index;
 }
 

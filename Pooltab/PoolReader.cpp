@@ -13,8 +13,11 @@ int PoolReader::descriptor() {
 }
 
 void PoolReader::drain() {
-   if (listener_)
-      listener_->drain();
+   if (!listener_ || listener_->drain())
+      return;
+   control_ = ControlReader();
+   for (const auto& [name, view] : views_)
+      view->replaced();
 }
 
 TableView& PoolReader::view(const std::string& name, const RowShape& shape) {
@@ -63,10 +66,10 @@ void PoolReader::refresh() {
       if (!view->refresh())
          continue;
       numberTables();
-      if (TableListener* listener = view->listener()) {
-         listener->onMountStatus(*view);
-         listener->onCollection(*view);
-      }
+      if (view->listener())
+         view->listener()->onMountStatus(*view);
+      if (view->listener()) // it may have gone when it was told
+         view->listener()->onCollection(*view);
    }
 }
 

@@ -60,6 +60,16 @@ Mapping mapChecked(const Descriptor& file, FileKind kind, Access access, U64 byt
    return mapping;
 }
 
+void retireFile(const Folder& folder, const std::string& name) {
+   const Descriptor file = folder.open(name, Access::write);
+   if (!file || fileBytes(file) < sizeof(Preamble))
+      return;
+   const Mapping mapping(file, sizeof(Preamble), Access::write, folder.where() + "/" + name);
+   auto& preamble = mapping.at<Preamble>();
+   if (preamble.magic == fileMagic && preamble.endian == endianTag)
+      storeRelease(preamble.retired, 1);
+}
+
 void checkFingerprint(const Preamble& preamble, U64 fingerprint, const std::string& what) {
    if (preamble.fingerprint != fingerprint)
       throw MountError(MountStatus::fingerprintMismatch,

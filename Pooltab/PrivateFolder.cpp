@@ -36,9 +36,10 @@ class PrivateFolder::Bell : public Listener {
       folder_->bells_.erase(this);
    }
    int descriptor() const override { return event_.fd(); }
-   void drain() override {
+   bool drain() override {
       eventfd_t count;
       eventfd_read(event_.fd(), &count);
+      return true;
    }
 
   private:

@@ -31,7 +31,7 @@ RowsReader::RowsReader(const Folder& folder, const std::string& table, const Row
 }
 
 bool RowsReader::reachesNow(U64 end) const {
-   known_ = std::min(fileBytes(file_), mapping_.bytes());
+   known_ = mapping_.bytesOf(file_);
    return end <= known_;
 }
 

@@ -29,7 +29,8 @@ RowsWriter RowsWriter::adopt(const Folder& folder, const std::string& table, con
    if (!rows.file_)
       return rows;
    rows.mapping_ = mapChecked(rows.file_, FileKind::rows, Access::write, rowsFileBytesMax, rows.what_);
-   rows.bytes_ = fileBytes(rows.file_);
+   const U64 tail = std::min(loadRelaxed(rows.header().tail), rowsFileBytesMax / granuleBytes);
+   rows.bytes_ = backedBytes(rows.file_, std::min(slotOffset(tail), fileBytes(rows.file_)));
    return rows;
 }
 

@@ -47,11 +47,7 @@ bool TableStore::takeOver(const RowShape& shape, U64& oldGeneration) {
       if (error.status() != MountStatus::fingerprintMismatch &&
           error.status() != MountStatus::versionMismatch)
          throw;
-      // Rows of another declaration cannot be kept: a new table takes the place of the old, whose readers are
-      // told.
-      if (rows_)
-         retire();
-      return false;
+      return false; // rows of another declaration cannot be kept: a new table takes the place of the old
    }
    index_ = IndexWriter::adopt(*folder_, name_, oldGeneration, rows_.seed());
    space_.emplace(Adoption(rows_, index_).finish());
@@ -64,6 +60,7 @@ void TableStore::make(const RowShape& shape, U64 oldGeneration) {
    index_ = IndexWriter(*folder_, name_, rows_.header().preamble, generation, indexBitsMin);
    rows_.header().indexGeneration = generation;
    folder_->publish(indexFileName(name_, generation));
+   retireFile(*folder_, name_ + ".rows");
    folder_->publish(name_ + ".rows");
    space_.emplace(rows_);
 }

@@ -86,9 +86,6 @@ class TableStore {
       return false;
    }
 
-   /// Marks the files as replaced, for readers that have them mapped.
-   void retire() { storeRelease(rows_.header().preamble.retired, 1); }
-
   private:
    /// Whether a place still says where its key stands. Inserts move nothing, but may take an empty place.
    bool isGood(const Place& place) const {

@@ -21,7 +21,8 @@ void TableView::statusIs(MountStatus status, const std::string& text) {
 }
 
 bool TableView::refresh() {
-   if (isMounted() && !rows_.isRetired())
+   const bool isReplaced = std::exchange(isReplaced_, false);
+   if (isMounted() && !rows_.isRetired() && !isReplaced)
       return false;
    const MountStatus before = status_;
    try {

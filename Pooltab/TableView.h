@@ -46,6 +46,8 @@ class TableView {
    /// Mounts the table if it can be mounted now, and again if another file has taken its place. Returns true
    /// when the status changed or the rows are another table's now.
    bool refresh();
+   /// Another file has taken its place, or none: the next refresh() looks.
+   void replaced() { isReplaced_ = true; }
 
    /// Whoever wants to hear of changes; null for nobody. Not owned.
    void listenerIs(TableListener* listener) { listener_ = listener; }
@@ -97,6 +99,7 @@ class TableView {
    RowShape shape_;
    MountStatus status_ = MountStatus::unmounted;
    std::string statusText_;
+   bool isReplaced_ = false;
    TableListener* listener_ = nullptr;
    const Change* told_ = nullptr; ///< while its listener is told
    RowsReader rows_;

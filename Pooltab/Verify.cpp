@@ -40,9 +40,9 @@ class Verifier {
 
    void checkRows() {
       RowCopy row;
-      named_.assign(rows_.tail() + 1, false);
       try {
-         for (U64 slot = 0; slot < named_.size() - 1;) {
+         named_.assign(rows_.tail(), false);
+         for (U64 slot = 0; slot < named_.size();) {
             const U64 at = slot;
             switch (rows_.step(slot, row)) {
             case Fetch::row:

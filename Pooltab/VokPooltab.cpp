@@ -54,8 +54,8 @@ ReaderMount::ReaderMount(Vok::Ptr<Vok::Entity> entity, const MountInfo& info)
     : ReaderMount(std::move(entity), info.folder()) {}
 
 ReaderMount::ReaderMount(Vok::Ptr<Vok::Entity> entity, std::shared_ptr<Pooltab::Folder> folder)
-    : entity_(std::move(entity)), pool_(std::move(folder)) {
-   mountAll(*entity_, pool_);
+    : entity_(std::move(entity)), pool_(std::make_shared<Pooltab::PoolReader>(std::move(folder))) {
+   mountAll(*entity_, *pool_);
 }
 
 ReaderMount::~ReaderMount() {

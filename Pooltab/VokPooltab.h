@@ -51,19 +51,24 @@ class ReaderMount {
    ReaderMount(Vok::Ptr<Vok::Entity> entity, const MountInfo& info);
    ReaderMount(Vok::Ptr<Vok::Entity> entity, std::shared_ptr<Pooltab::Folder> folder);
    ~ReaderMount();
+   ReaderMount(const ReaderMount&) = delete;
 
-   Pooltab::PoolReader& pool() { return pool_; }
+   Pooltab::PoolReader& pool() { return *pool_; }
    /// Readable when there may be something to deliver.
-   int descriptor() { return pool_.descriptor(); }
-   void drain() { pool_.drain(); }
-   /// Notifies the entity's observers of up to `max` changes; less means that it has caught up.
-   std::size_t deliver(std::size_t max) { return pool_.deliver(max); }
+   int descriptor() { return pool_->descriptor(); }
+   void drain() { pool_->drain(); }
+   /// Notifies the entity's observers of up to `max` changes; less means that it has caught up. Observers may
+   /// end this mount.
+   std::size_t deliver(std::size_t max) {
+      const auto keepAlive = pool_;
+      return keepAlive->deliver(max);
+   }
    /// True when every table is mounted.
    bool isMounted() const;
 
   private:
    Vok::Ptr<Vok::Entity> entity_;
-   Pooltab::PoolReader pool_;
+   const std::shared_ptr<Pooltab::PoolReader> pool_;
 };
 
 } // namespace VokPooltab

@@ -148,6 +148,13 @@ void Activity::post(Callback work) {
       wake();
 }
 
+void Activity::wantTurnEnd() {
+   if (turning_ && !ending_)
+      endWanted_ = true;
+   else
+      post([] {});
+}
+
 void Activity::postFromAnyThread(Callback work) {
    vokAssert(work);
    bool first;
@@ -291,13 +298,15 @@ bool Activity::runPosted(std::size_t count) {
 }
 
 void Activity::runTurnEnd(U64 lastSerial) {
+   ending_ = true;
    U64 serial = 0;
-   for (auto next = atTurnEnd_.begin(); next != atTurnEnd_.end() && next->first <= lastSerial;
-        next = atTurnEnd_.upper_bound(serial)) {
+   auto next = atTurnEnd_.begin();
+   for (; next != atTurnEnd_.end() && next->first <= lastSerial; next = atTurnEnd_.upper_bound(serial)) {
       serial = next->first;
       const auto attached = next->second;
       attached->callback();
    }
+   endWanted_ &= next != atTurnEnd_.end();
 }
 
 void Activity::arrivalsTake() {
@@ -307,7 +316,9 @@ void Activity::arrivalsTake() {
 }
 
 void Activity::leaveTurn() {
-   turning_ = false;
+   turning_ = ending_ = false;
+   if (std::exchange(endWanted_, false)) // something was thrown before they ran, or one is new
+      posted_.emplace_back([] {});
    if (!posted_.empty())
       wake();
    timerArm();

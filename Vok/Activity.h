@@ -122,6 +122,10 @@ class Activity {
    /// Calls back at the end of every turn.
    Handle atTurnEnd(Callback callback);
 
+   /// Sees to it that turn-end callbacks run: of the turn under way if it has not come to them, or else of
+   /// one that comes at once.
+   void wantTurnEnd();
+
    /// Runs `work` in the next turn.
    void post(Callback work);
    void postFromAnyThread(Callback work);
@@ -162,8 +166,10 @@ class Activity {
    const Descriptor timer_;  // fires at armed_
 
    bool turning_ = false;
-   U64 serial_ = 0; // of what was attached last
-   U64 armed_ = 0;  // the moment timer_ is set to, 0 for none
+   bool ending_ = false;    // the turn has come to its turn-end callbacks
+   bool endWanted_ = false; // and somebody waits for them
+   U64 serial_ = 0;         // of what was attached last
+   U64 armed_ = 0;          // the moment timer_ is set to, 0 for none
    std::unordered_map<U64, std::shared_ptr<Watched>> watched_;
    std::map<Due, std::shared_ptr<Timed>> timed_;
    std::map<U64, std::shared_ptr<AtTurnEnd>> atTurnEnd_;

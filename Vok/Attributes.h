@@ -90,6 +90,12 @@ void readable(AttributeAccess& access) {
       else
          return read<Member>(entity).has(wanted) ? key : nullptr;
    };
+   if constexpr (!ordered<Map>) {
+      access.fetch = [](const Entity& entity, const void* key) {
+         return read<Member>(entity).fetch(*static_cast<const typename Map::Key*>(key));
+      };
+      access.fetchEntry = [](const Entity& entity, U32 hint) { read<Member>(entity).fetchEntry(hint); };
+   }
    access.walk = [](const Entity& entity, const std::function<void(const void*, const void*)>& visit) {
       for (const auto& entry : Each(&entity, read<Member>(entity))) {
          if constexpr (requires { typename Map::Mapped; })

@@ -2,6 +2,7 @@
 // Memory for large collections.
 
 #include <cstddef>
+#include <memory>
 
 namespace Vok {
 
@@ -9,5 +10,12 @@ namespace Vok {
 /// to stand on them, which halves the cost of random access. Raises std::bad_alloc.
 void* allocateBlock(std::size_t bytes);
 void freeBlock(void* block);
+
+struct FreeBlock {
+   void operator()(void* block) const { freeBlock(block); }
+};
+
+/// A block that goes with its owner; whoever made objects in it destroys them before.
+using OwnedBlock = std::unique_ptr<void, FreeBlock>;
 
 } // namespace Vok

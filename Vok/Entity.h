@@ -128,23 +128,28 @@ class Entity {
    /// created with other constructor parameters.
    template <class E, class Map, class... Args>
    Ptr<E> vokMemberIs(Map& map, AttrId attr, const typename Map::Key& key, const Args&... args) {
-      if (const Ptr<E>* found = map.find(key)) {
+      const U32 hash = placeHash(key);
+      if (const Ptr<E>* found = map.find(key, hash)) {
          (*found)->vokCheckParameters(key, args...);
          return *found;
       }
       Ptr<E> member = make<E>(key, args...);
       member->vokPlaceIs(this, attr);
-      map.is(key, member);
+      map.is(key, hash, member);
       vokNotify(attr, &key);
       return member;
    }
    template <class Map>
    void vokMemberDel(Map& map, AttrId attr, const typename Map::Key& key) {
-      const auto member = vokGet(map, key);
-      if (!member)
+      const U32 hash = placeHash(key);
+      const auto* found = map.find(key, hash);
+      if (!found)
          return;
+      const auto member = *found;
+      const typename Map::Key removed = key;
       member->vokPlaceIs(nullptr, 0);
-      vokDel(map, attr, key);
+      map.del(removed, hash);
+      vokNotify(attr, &removed);
    }
    template <class Map>
    void vokMemberDelAll(Map& map, AttrId attr) {

@@ -32,6 +32,10 @@ struct AttributeAccess {
    /// Collections: number of entries; the value under a key (sets and entities: the key itself), or null.
    std::size_t (*size)(const Entity&) = nullptr;
    const void* (*find)(const Entity&, const void* key) = nullptr;
+   /// Hashed collections of values: bring near what find() and put() will look at; first the place where the
+   /// search for a key begins and, with the hint that this returns, a little later the entry.
+   U32 (*fetch)(const Entity&, const void* key) = nullptr;
+   void (*fetchEntry)(const Entity&, U32 hint) = nullptr;
    /// Adds or replaces an entry; for values and tables `key` is not used, for sets `value` is not.
    void (*put)(Entity&, const void* key, const void* value) = nullptr;
    void (*erase)(Entity&, const void* key) = nullptr;

@@ -21,6 +21,17 @@ U32 placeHash(const K& key) {
       return hashOf(key);
 }
 
+/// What a map has that has outgrown itself. It knows nothing of the types, so that a program with hundreds of
+/// kinds of maps compiles it once.
+struct MapSpill {
+   std::vector<OwnedBlock> chunks; ///< of entries
+   OwnedBlock index;               ///< 32-bit places
+   std::vector<U64> removed;       ///< a bit for each entry that was removed and is not yet forgotten
+   U32 bits = 0;                   ///< the index has 2^bits places
+
+   U32* places() const { return static_cast<U32*>(index.get()); }
+};
+
 /// A map from K to V that is walked in the order in which its keys were added, the same on every
 /// machine. Entries never move while a walk is under way, and a walk stays valid whatever happens to
 /// the map meanwhile: an entry removed before it was reached is not seen, one added is seen last.
@@ -41,20 +52,31 @@ class HashMap {
    HashMap() = default;
    HashMap(const HashMap&) = delete;
    HashMap& operator=(const HashMap&) = delete;
-   ~HashMap() { drop(); }
+   ~HashMap() { destroyEntries(); }
 
    std::size_t size() const { return live_; }
    bool empty() const { return live_ == 0; }
    bool has(const K& key) const { return find(key) != nullptr; }
 
    /// The value under the key, or null. Valid until a key is added or this one is removed.
-   const V* find(const K& key) const {
-      if (live_ == 0)
-         return nullptr;
-      const Node* found = findHashed(key, placeHash(key));
-      return found ? &found->value : nullptr;
-   }
+   const V* find(const K& key) const { return live_ == 0 ? nullptr : find(key, placeHash(key)); }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
+
+   /// Brings near where the search for a key begins. What it returns lets fetchEntry() bring near, a little
+   /// later, what the search will find; it is a hint alone, and right for no longer than the key is.
+   U32 fetch(const K& key) const {
+      const U32 hash = placeHash(key);
+      if (isIndexed())
+         __builtin_prefetch(&spill_->places()[home(hash)]);
+      return hash;
+   }
+   void fetchEntry(U32 hash) const {
+      if (!isIndexed())
+         return;
+      for (U32 place = home(hash); spill_->places()[place] != 0; place = next(place))
+         if (mayName(place, hash))
+            return __builtin_prefetch(&entry(numberAt(place)), 1);
+   }
 
    /// The value under the key, made by default when there is none; `added` tells which.
    V& obtain(const K& key, bool& added) {
@@ -65,18 +87,25 @@ class HashMap {
    }
 
    /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
-   bool is(const K& key, V value) {
-      bool added = false;
-      V& stored = obtain(key, added);
-      if (!added && stored == value)
-         return false;
-      stored = std::move(value);
-      return true;
-   }
+   bool is(const K& key, V value) { return is(key, placeHash(key), std::move(value)); }
 
    /// Removes an entry and its value. Returns false when there was none.
-   bool del(const K& key) {
-      const U32 hash = placeHash(key);
+   bool del(const K& key) { return live_ != 0 && del(key, placeHash(key)); }
+
+   // The same for who looks a key up several times: `hash` is its placeHash().
+
+   const V* find(const K& key, U32 hash) const {
+      const Node* found = findHashed(key, hash);
+      return found ? &found->value : nullptr;
+   }
+   bool is(const K& key, U32 hash, V value) {
+      Node* found = const_cast<Node*>(findHashed(key, hash));
+      if (found && found->value == value)
+         return false;
+      (found ? *found : append(key, hash)).value = std::move(value);
+      return true;
+   }
+   bool del(const K& key, U32 hash) {
       Node* found = const_cast<Node*>(findHashed(key, hash));
       if (!found)
          return false;
@@ -88,6 +117,13 @@ class HashMap {
       if (live_ == 0 && walks_ == 0)
          drop();
       return true;
+   }
+
+   /// Has the memory fetched in which a search for the key begins. For who will search soon, and has other
+   /// work until then.
+   void prefetch(const K& key) const {
+      if (isIndexed())
+         __builtin_prefetch(&spill_->places()[home(placeHash(key))]);
    }
 
    Walk begin() const { return Walk(*this); }
@@ -104,18 +140,8 @@ class HashMap {
    };
    struct NoHash {};
    struct Node : Entry, std::conditional_t<keepsHash, KeptHash, NoHash> {};
-   struct FreeMemory {
-      void operator()(void* block) const { freeBlock(block); }
-   };
 
    static constexpr U32 inlined = sizeof(Node) <= 128 ? 1 : 0; ///< entries that stand in the map itself
-   /// What a map has that has outgrown itself.
-   struct Spill {
-      std::vector<std::unique_ptr<Node[], FreeMemory>> chunks;
-      std::unique_ptr<U32[], FreeMemory> index;
-      std::vector<U64> removed; ///< a bit for each entry that was removed and is not yet forgotten
-      U32 bits = 0;             ///< the index has 2^bits places
-   };
 
    Node* nodeAt(U32 at) const {
       if (at < inlined)
@@ -123,7 +149,8 @@ class HashMap {
       // The highest bit of this tells the chunk, the bits below it the place in there.
       const U32 place = at - inlined + firstChunk;
       const U32 top = static_cast<U32>(std::bit_width(place)) - 1;
-      return &spill_->chunks[top - std::countr_zero(firstChunk)][place ^ (U32(1) << top)];
+      void* const chunk = spill_->chunks[top - std::countr_zero(firstChunk)].get();
+      return static_cast<Node*>(chunk) + (place ^ (U32(1) << top));
    }
    Node& entry(U32 at) const { return *nodeAt(at); }
    U32 numberOf(const Node& node) const {
@@ -170,7 +197,7 @@ class HashMap {
                return &entry(at);
          return nullptr;
       }
-      for (U32 place = home(hash); spill_->index[place] != 0; place = next(place)) {
+      for (U32 place = home(hash); spill_->places()[place] != 0; place = next(place)) {
          if (!mayName(place, hash))
             continue;
          if (const Node& candidate = entry(numberAt(place)); isUnder(candidate, key, hash))
@@ -199,60 +226,61 @@ class HashMap {
 
    void makeRoom() {
       if (!spill_) {
-         spill_ = std::make_unique<Spill>();
+         spill_ = std::make_unique<MapSpill>();
          if (used_ != live_)
             markRemoved(0);
       }
       // As large as all chunks before it and a first one more.
       auto& chunks = spill_->chunks;
       if (const U32 chunk = firstChunk << chunks.size(); used_ - inlined == chunk - firstChunk)
-         chunks.emplace_back(static_cast<Node*>(allocateBlock(sizeof(Node) * chunk)));
+         chunks.emplace_back(allocateBlock(sizeof(Node) * chunk));
    }
 
    // A place of the index holds the number of an entry plus one in its low bits, and above them as many low
    // bits of its hash as there is room for; the other bits of the hash are the home. So one word answers most
-   // misses, and a hit looks at one word and one entry.
+   // misses, and a hit looks at one word and one entry. The place of an entry that was removed keeps a word
+   // that names none, so that searches go on behind it: closing the gap would mean to look at every entry
+   // behind it. Such places are taken again by new keys; since removed entries count in used_, there are
+   // never more places in use than the index is made for.
    U32 lowMask() const { return (U32(1) << spill_->bits) - 1; }
+   U32 goneWord() const { return lowMask(); }
    U32 home(U32 hash) const { return hash >> (32 - spill_->bits); }
    U32 next(U32 place) const { return (place + 1) & lowMask(); }
-   U32 numberAt(U32 place) const { return (spill_->index[place] & lowMask()) - 1; }
+   U32 numberAt(U32 place) const { return (spill_->places()[place] & lowMask()) - 1; }
    bool mayName(U32 place, U32 hash) const {
-      return ((spill_->index[place] ^ (hash << spill_->bits)) & ~lowMask()) == 0;
+      const U32 word = spill_->places()[place];
+      return ((word ^ (hash << spill_->bits)) & ~lowMask()) == 0 && word != goneWord();
    }
 
    void indexIs(U32 hash, U32 number) {
       U32 place = home(hash);
-      while (spill_->index[place] != 0)
+      while (spill_->places()[place] != 0 && spill_->places()[place] != goneWord())
          place = next(place);
-      spill_->index[place] = hash << spill_->bits | (number + 1);
+      spill_->places()[place] = hash << spill_->bits | (number + 1);
    }
 
    void reindex() {
       const U32 bits = static_cast<U32>(std::bit_width(U64(used_) * 2));
       if (!isIndexed() || bits != spill_->bits)
-         spill_->index.reset(static_cast<U32*>(allocateBlock(sizeof(U32) << bits)));
+         spill_->index.reset(allocateBlock(sizeof(U32) << bits));
       spill_->bits = bits;
-      std::fill_n(spill_->index.get(), std::size_t(1) << bits, 0);
-      for (U32 at = 0; at < used_; ++at)
+      std::fill_n(spill_->places(), std::size_t(1) << bits, 0);
+      constexpr U32 ahead = 16; // entries follow one another in memory, their places do not
+      for (U32 at = 0; at < used_; ++at) {
+         if (at + ahead < used_)
+            __builtin_prefetch(&spill_->places()[home(hashOfEntry(entry(at + ahead)))], 1);
          if (isLive(at))
             indexIs(hashOfEntry(entry(at)), at);
+      }
    }
 
-   /// Takes an entry out of the index, closes the gap, and returns its number.
+   /// Takes an entry out of the index and returns its number.
    U32 unindex(const Node& removed, U32 hash) {
-      U32* const index = spill_->index.get();
-      U32 hole = home(hash);
-      while (!mayName(hole, hash) || &entry(numberAt(hole)) != &removed)
-         hole = next(hole);
-      const U32 number = numberAt(hole);
-      for (U32 place = next(hole); index[place] != 0; place = next(place)) {
-         const U32 wanted = home(hashOfEntry(entry(numberAt(place))));
-         if (((place - wanted) & lowMask()) < ((place - hole) & lowMask()))
-            continue;
-         index[hole] = index[place];
-         hole = place;
-      }
-      index[hole] = 0;
+      U32 place = home(hash);
+      while (!mayName(place, hash) || &entry(numberAt(place)) != &removed)
+         place = next(place);
+      const U32 number = numberAt(place);
+      spill_->places()[place] = spill_->places()[next(place)] == 0 ? 0 : goneWord();
       return number;
    }
 
@@ -275,13 +303,21 @@ class HashMap {
          reindex();
    }
 
-   /// Forgets the entries; the memory is kept for the next.
+   /// Forgets the entries; the memory is kept for the next, but for an index that is far too large for so
+   /// few.
    void drop() {
-      for (U32 at = 0; at < used_; ++at)
-         std::destroy_at(&entry(at));
+      destroyEntries();
+      if (isIndexed() && used_ < lowMask() / 16)
+         spill_->index.reset();
+      else if (isIndexed())
+         std::fill_n(spill_->places(), std::size_t(1) << spill_->bits, 0);
       used_ = 0;
       if (spill_)
          spill_->removed.clear();
+   }
+   void destroyEntries() {
+      for (U32 at = 0; at < used_; ++at)
+         std::destroy_at(&entry(at));
    }
 
    /// A walk has ended. What was emptied under it is forgotten, or each further walk would pass it again.
@@ -290,7 +326,7 @@ class HashMap {
          drop();
    }
 
-   std::unique_ptr<Spill> spill_;
+   std::unique_ptr<MapSpill> spill_;
    U32 used_ = 0; ///< entries made, removed ones included
    U32 live_ = 0;
    U32 walks_ = 0; ///< walks under way: entries stay where they are
@@ -349,6 +385,8 @@ class HashSet {
    std::size_t size() const { return map_.size(); }
    bool empty() const { return map_.empty(); }
    bool has(const K& key) const { return map_.has(key); }
+   U32 fetch(const K& key) const { return map_.fetch(key); }
+   void fetchEntry(U32 hint) const { map_.fetchEntry(hint); }
    /// Returns false, with nothing done, when the key is in the set already.
    bool is(const K& key) { return map_.is(key, true); }
    bool del(const K& key) { return map_.del(key); }

@@ -1,7 +1,7 @@
 #include "Vok/NboAttrLog.h"
 
+#include <algorithm>
 #include <bit>
-#include <cstring>
 
 namespace Vok::NboAttrLog {
 
@@ -9,9 +9,13 @@ void Writer::f64(F64 value) {
    u64(std::bit_cast<U64>(value));
 }
 
-void Writer::bytes(const void* data, std::size_t size) {
-   const auto* from = static_cast<const U8*>(data);
-   buffer_.insert(buffer_.end(), from, from + size);
+void Writer::grow(std::size_t size) {
+   constexpr std::size_t smallest = 64;
+   capacity_ = std::max({smallest, 2 * capacity_, size_ + size});
+   auto larger = std::make_unique_for_overwrite<U8[]>(capacity_);
+   if (size_ > 0)
+      std::memcpy(larger.get(), bytes_.get(), size_);
+   bytes_ = std::move(larger);
 }
 
 void Writer::string(std::string_view text) {

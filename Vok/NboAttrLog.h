@@ -5,46 +5,60 @@
 #include "Vok/Errors.h"
 #include "Vok/Types.h"
 
-#include <vector>
+#include <cstring>
+#include <memory>
+#include <span>
 
 namespace Vok::NboAttrLog {
 
-/// Appends values to a buffer that it owns.
+/// Appends values to a buffer that it owns, and that keeps its memory when it is cleared.
 class Writer {
   public:
-   void u8(U8 value) { buffer_.push_back(value); }
+   void u8(U8 value) { *extend(1) = value; }
    void u16(U16 value) { number(value); }
    void u32(U32 value) { number(value); }
    void u64(U64 value) { number(value); }
    /// The IEEE 754 bits of the number, in network byte order.
    void f64(F64 value);
    /// `size` bytes as they stand, without a count.
-   void bytes(const void* data, std::size_t size);
+   void bytes(const void* data, std::size_t size) {
+      if (size > 0)
+         std::memcpy(extend(size), data, size);
+   }
    /// A counted string: its length as a 32-bit number, then its bytes.
    void string(std::string_view text);
    /// Writes a number over bytes that stand `at` there: a length, once it is known.
-   void u16At(std::size_t at, U16 value) { numberAt(at, value); }
-   void u32At(std::size_t at, U32 value) { numberAt(at, value); }
+   void u16At(std::size_t at, U16 value) { store(&bytes_[at], value); }
+   void u32At(std::size_t at, U32 value) { store(&bytes_[at], value); }
 
-   const std::vector<U8>& buffer() const { return buffer_; }
-   std::size_t size() const { return buffer_.size(); }
-   void clear() { buffer_.clear(); }
+   /// Valid until something is appended.
+   std::span<const U8> buffer() const { return {bytes_.get(), size_}; }
+   std::size_t size() const { return size_; }
+   void clear() { size_ = 0; }
 
   private:
    template <class T>
-   void number(T value) {
-      U8 bytes[sizeof(T)];
+   static void store(U8* to, T value) {
       for (std::size_t i = 0; i < sizeof(T); ++i)
-         bytes[i] = static_cast<U8>(value >> 8 * (sizeof(T) - 1 - i));
-      buffer_.insert(buffer_.end(), bytes, bytes + sizeof(T));
+         to[i] = static_cast<U8>(value >> 8 * (sizeof(T) - 1 - i));
    }
    template <class T>
-   void numberAt(std::size_t at, T value) {
-      for (std::size_t i = 0; i < sizeof(T); ++i)
-         buffer_.at(at + i) = static_cast<U8>(value >> 8 * (sizeof(T) - 1 - i));
+   void number(T value) {
+      store(extend(sizeof(T)), value);
    }
+   /// Where `size` more bytes belong.
+   U8* extend(std::size_t size) {
+      if (capacity_ - size_ < size)
+         grow(size);
+      U8* const at = bytes_.get() + size_;
+      size_ += size;
+      return at;
+   }
+   void grow(std::size_t size);
 
-   std::vector<U8> buffer_;
+   std::unique_ptr<U8[]> bytes_;
+   std::size_t size_ = 0;
+   std::size_t capacity_ = 0;
 };
 
 /// Reads values back from bytes that may be hostile. Every read checks what is left first and raises
@@ -52,7 +66,7 @@ class Writer {
 class Reader {
   public:
    Reader(const void* data, std::size_t size) : at_(static_cast<const U8*>(data)), end_(at_ + size) {}
-   explicit Reader(const std::vector<U8>& buffer) : Reader(buffer.data(), buffer.size()) {}
+   explicit Reader(std::span<const U8> buffer) : Reader(buffer.data(), buffer.size()) {}
 
    U8 u8() { return *take(1); }
    U16 u16() { return number<U16>(); }

@@ -2,17 +2,18 @@
 // Maps and sets in key order, for values and for attributes declared `ordered`.
 
 #include "Vok/HashOf.h"
+#include "Vok/ShortList.h"
 
 #include <algorithm>
 #include <optional>
-#include <vector>
 
 namespace Vok {
 
 /// A map that is walked in ascending key order. Its entries stand in one sorted block: lookups are
 /// binary searches, and adding or removing costs in proportion to the entries behind the place, so it
-/// suits collections of up to some hundreds. Cleared, it keeps its memory. Walks survive any change made
-/// while they are under way: an entry removed before it was reached is not seen, one added ahead is.
+/// suits collections of up to some hundreds; a small first entry stands in the map itself. Cleared, it keeps
+/// its memory. Walks survive any change made while they are under way: an entry removed before it was reached
+/// is not seen, one added ahead is.
 template <class K, class V>
 class OrderedMap {
   public:
@@ -32,14 +33,14 @@ class OrderedMap {
    bool has(const K& key) const { return find(key) != nullptr; }
    /// The value under the key, or null. Valid until the map changes.
    const V* find(const K& key) const {
-      const auto at = place(key);
+      const Entry* const at = place(key);
       return at != entries_.end() && at->key == key ? &at->value : nullptr;
    }
    V* find(const K& key) { return const_cast<V*>(std::as_const(*this).find(key)); }
 
    /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
    bool is(const K& key, V value) {
-      const auto at = entries_.begin() + (place(key) - entries_.cbegin());
+      Entry* const at = const_cast<Entry*>(place(key));
       if (at != entries_.end() && at->key == key) {
          if (at->value == value)
             return false;
@@ -47,16 +48,16 @@ class OrderedMap {
          return true;
       }
       ++moves_;
-      entries_.insert(at, Entry{key, std::move(value)});
+      entries_.insert(at - entries_.begin(), Entry{key, std::move(value)});
       return true;
    }
    /// Returns false when there was no such entry.
    bool del(const K& key) {
-      const auto at = place(key);
+      const Entry* const at = place(key);
       if (at == entries_.end() || !(at->key == key))
          return false;
       ++moves_;
-      entries_.erase(at);
+      entries_.erase(at - entries_.begin());
       return true;
    }
    void delAll() {
@@ -64,7 +65,7 @@ class OrderedMap {
       entries_.clear();
    }
    /// The smallest key; there must be one.
-   const K& firstKey() const { return entries_.front().key; }
+   const K& firstKey() const { return entries_[0].key; }
 
    Walk begin() const { return Walk(*this); }
    std::nullptr_t end() const { return nullptr; }
@@ -82,12 +83,12 @@ class OrderedMap {
    }
 
   private:
-   auto place(const K& key) const {
+   const Entry* place(const K& key) const {
       return std::lower_bound(entries_.begin(), entries_.end(), key,
                               [](const Entry& entry, const K& wanted) { return entry.key < wanted; });
    }
 
-   std::vector<Entry> entries_;
+   ShortList<Entry> entries_;
    U64 moves_ = 0; ///< tells a walk that entries may have moved
 };
 

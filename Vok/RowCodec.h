@@ -75,11 +75,9 @@ constexpr bool isVariableRow() {
    else if constexpr (HasHandWrittenLayout<T> || !HasFields<T>)
       return false;
    else
-      return std::apply(
-          [](const auto&... field) {
-             return (isVariableRow<FieldType<std::remove_cvref_t<decltype(field)>, T>>() || ... || false);
-          },
-          T::vokFields());
+      return T::vokFields([](const auto&... field) {
+         return (isVariableRow<FieldType<std::remove_cvref_t<decltype(field)>, T>>() || ... || false);
+      });
 }
 
 template <class T>
@@ -93,11 +91,9 @@ constexpr std::size_t packedSizeOf() {
    else if constexpr (IsBoundedString<T>)
       return 1 + T::maxBytes;
    else if constexpr (HasFields<T>)
-      return std::apply(
-          [](const auto&... field) {
-             return (packedSizeOf<FieldType<std::remove_cvref_t<decltype(field)>, T>>() + ... + 0);
-          },
-          T::vokFields());
+      return T::vokFields([](const auto&... field) {
+         return (packedSizeOf<FieldType<std::remove_cvref_t<decltype(field)>, T>>() + ... + 0);
+      });
    else
       return sizeof(T);
 }
@@ -178,11 +174,9 @@ const U8* unpack(T& value, const U8* at, const U8* end) {
       value = T(String(reinterpret_cast<const char*>(at + 1), *at));
       return at + 1 + T::maxBytes;
    } else if constexpr (HasFields<T>) {
-      std::apply(
-          [&](const auto&... field) {
-             (void)((at = unpack(value.*(std::remove_cvref_t<decltype(field)>::member), at, end)) && ...);
-          },
-          T::vokFields());
+      T::vokFields([&](const auto&... field) {
+         (void)((at = unpack(value.*(std::remove_cvref_t<decltype(field)>::member), at, end)) && ...);
+      });
       return at;
    } else if constexpr (std::is_same_v<T, bool>) {
       if (*at > 1)
@@ -201,12 +195,9 @@ constexpr bool packsIntoWord() {
       return false;
    else if constexpr (HasFields<T>)
       return packedSizeOf<T>() <= sizeof(U64) && std::endian::native == std::endian::little &&
-             std::apply(
-                 [](const auto&... field) {
-                    return (packsIntoWord<FieldType<std::remove_cvref_t<decltype(field)>, T>>() && ... &&
-                            true);
-                 },
-                 T::vokFields());
+             T::vokFields([](const auto&... field) {
+                return (packsIntoWord<FieldType<std::remove_cvref_t<decltype(field)>, T>>() && ... && true);
+             });
    else
       return !std::is_floating_point_v<T>;
 }
@@ -247,18 +238,16 @@ constexpr std::size_t nearOffset() {
       std::size_t offset = 0;
       std::size_t found = noNear;
       std::size_t number = 0;
-      std::apply(
-          [&](const auto&... field) {
-             (
-                 [&] {
-                    using F = FieldType<std::remove_cvref_t<decltype(field)>, T>;
-                    if (number++ == T::vokNear && nearOffset<F>() != noNear)
-                       found = offset + nearOffset<F>();
-                    offset += packedSizeOf<F>();
-                 }(),
-                 ...);
-          },
-          T::vokFields());
+      T::vokFields([&](const auto&... field) {
+         (
+             [&] {
+                using F = FieldType<std::remove_cvref_t<decltype(field)>, T>;
+                if (number++ == T::vokNear && nearOffset<F>() != noNear)
+                   found = offset + nearOffset<F>();
+                offset += packedSizeOf<F>();
+             }(),
+             ...);
+      });
       return found;
    } else {
       return noNear;
@@ -290,16 +279,14 @@ void packVariablePart(const Row& row, U8* out) {
 template <HasFields Row>
 U32 unpackVariablePart(Row& row, const U8* in, U32 bytes) {
    const U8* at = in;
-   std::apply(
-       [&](const auto&... field) {
-          const auto take = [&](auto& member) {
-             if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
-                at = unpack(member, at, in + bytes);
-             return at != nullptr;
-          };
-          (void)(take(row.*(std::remove_cvref_t<decltype(field)>::member)) && ...);
-       },
-       Row::vokFields());
+   Row::vokFields([&](const auto&... field) {
+      const auto take = [&](auto& member) {
+         if constexpr (isIndexedArray<std::remove_cvref_t<decltype(member)>>)
+            at = unpack(member, at, in + bytes);
+         return at != nullptr;
+      };
+      (void)(take(row.*(std::remove_cvref_t<decltype(field)>::member)) && ...);
+   });
    return at ? static_cast<U32>(at - in) : 0;
 }
 

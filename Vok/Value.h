@@ -5,11 +5,12 @@
 #include "Vok/TypeOf.h"
 
 #include <iosfwd>
-#include <tuple>
 
 namespace Vok {
 
-/// One field of a value: the member that holds it and what the declaration says of it.
+/// One field of a value: the member that holds it and what the declaration says of it. A generated class
+/// hands all its fields, in declared order, to what `vokFields( use )` is given, and returns what that
+/// returns.
 template <auto Member>
 struct Field {
    static constexpr auto member = Member;
@@ -29,20 +30,27 @@ constexpr Field<Member> logCheckedField(std::string_view name, std::string_view 
    return {name, doc, true};
 }
 
-template <class T>
-concept HasFields = requires {
-   T::vokFields();
+/// Takes any fields, and does nothing with them.
+struct AnyFields {
+   template <class... Fields>
+   constexpr void operator()(const Fields&...) const {}
 };
 
+template <class T>
+concept HasFields = requires {
+   T::vokFields(AnyFields());
+};
+
+/// The type of the member that a Field of T names.
 template <class FieldOfT, class T>
 using FieldType = std::remove_cvref_t<decltype(std::declval<const T&>().*FieldOfT::member)>;
 
 /// Calls `visit( member )` for every field in declared order.
 template <class T, class Visit>
 constexpr void forEachField(T& value, Visit visit) {
-   std::apply(
-       [&](const auto&... field) { (visit(value.*(std::remove_cvref_t<decltype(field)>::member)), ...); },
-       std::remove_const_t<T>::vokFields());
+   std::remove_const_t<T>::vokFields([&]<auto... members>(const Field<members>&...) {
+      (visit(value.*members), ...);
+   });
 }
 
 /// The hash of a value over all its fields, mixed in declared order.
@@ -67,7 +75,7 @@ ValueType describeValue(std::string_view name, std::string_view doc) {
       fields.push_back({field.name, field.doc, &typeOf<FieldType<F, T>>(), static_cast<std::size_t>(offset),
                         field.logChecked, String()});
    };
-   std::apply([&](const auto&... field) { (describe(field), ...); }, T::vokFields());
+   T::vokFields([&](const auto&... field) { (describe(field), ...); });
 
    ValueType::Hooks hooks;
    hooks.emptyText = fields.empty();

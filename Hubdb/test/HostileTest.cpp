@@ -115,6 +115,53 @@ TEST_F(HostileTest, aGoodPairGoesOn) {
    EXPECT_TRUE(turnUntil(activity, [&] { return server->clients() == 2; }));
 }
 
+/// Answers to requests are queued whatever their number: the requests have to wait.
+TEST_F(HostileTest, whoDoesNotListenIsNotListenedTo) {
+   const auto frames = conversation(0); // with a fingerprint that gets each mount refused
+   auto [ours, theirs] = socketPair();
+   server->clientIs(std::move(theirs));
+   const std::string& request = frames[2];
+   std::string requests;
+   while (requests.size() < 64 * 1024)
+      requests += request;
+   ASSERT_EQ(::send(ours.fd(), frames[0].data(), frames[0].size(), 0),
+             static_cast<ssize_t>(frames[0].size()));
+   std::size_t at = 0;
+   /// Sends until neither the socket takes more nor the server has anything to do.
+   const auto sendAll = [&](std::size_t limit) {
+      std::size_t sent = 0;
+      for (bool more = true; more && sent < limit;) {
+         const auto size = ::send(ours.fd(), requests.data() + at, requests.size() - at, MSG_NOSIGNAL);
+         more = activity.turn(0) || size > 0;
+         sent += std::max<ssize_t>(size, 0);
+         at = (at + std::max<ssize_t>(size, 0)) % requests.size();
+      }
+      return sent;
+   };
+   constexpr std::size_t tooMuch = 32 << 20;
+   ASSERT_LT(sendAll(tooMuch), tooMuch);
+   std::vector<char> answers(1 << 20);
+   while (::recv(ours.fd(), answers.data(), answers.size(), 0) > 0 || activity.turn(0))
+      continue;
+   EXPECT_GT(sendAll(1 << 20), 0u) << "it listens again";
+   EXPECT_EQ(server->clients(), 1u);
+}
+
+TEST_F(HostileTest, whoTakesNothingCostsNothing) {
+   const auto frames = conversation(0);
+   auto [ours, theirs] = socketPair();
+   server->clientIs(std::move(theirs));
+   const std::string bytes = frames[0] + frames[2];
+   shutdown(ours.fd(), SHUT_RD);
+   ASSERT_EQ(::send(ours.fd(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+   int turns = 0;
+   while (activity.turn(0) && turns < 100)
+      ++turns;
+   EXPECT_LT(turns, 100) << "the server never comes to rest";
+   ours = Vok::Descriptor();
+   EXPECT_TRUE(turnUntil(activity, [&] { return server->clients() == 0; }));
+}
+
 TEST_F(HostileTest, saysWhatIsWrong) {
    const auto good = conversation(Hubdb::fingerprint(Source::vokType()));
    const auto hello = good[0], mount = good[1], records = good[5];

@@ -174,6 +174,7 @@ class TestLink final : public Hubdb::Link {
    }
    void snapshotBegin(Hubdb::MountId) override { wire_.log += "begin; "; }
    void snapshotEnd(Hubdb::MountId) override { wire_.log += "end; "; }
+   void flush() override {}
    bool writable() const override { return wire_.writable; }
 
   private:
@@ -330,6 +331,70 @@ TEST_F(LinkedTest, aDirectoryOfEntriesTellsOfWholeEntities) {
    EXPECT_EQ("read d/c; unmount; unmount; ", asked());
    EXPECT_EQ(nullptr, manager->getEntity("d/b"));
    client().onGone(id("d/b"));
+}
+
+/// Acts at every change of an entity.
+class Acts final : public Vok::Notifiee {
+  public:
+   Acts(const Vok::Ptr<Vok::Entity>& entity, std::function<void()> act)
+       : Notifiee(entity), act_(std::move(act)) {}
+   void vokOnChange(Vok::AttrId, const void*) override { act_(); }
+
+  private:
+   const std::function<void()> act_;
+};
+
+TEST_F(LinkedTest, whoIsToldMayTakeTheEntityOver) {
+   client().onConnected();
+   for (const bool inSnapshot : {true, false}) {
+      const char* path = inSnapshot ? "oak" : "elm";
+      mount({{path, otherType, MountFilter::read()}});
+      grant(path, level(3));
+      EXPECT_EQ("success ", turned());
+      const auto entity = manager->get<Other>(path);
+      std::optional<Acts> acts(std::in_place, entity, [&] {
+         mount({{path, otherType, MountFilter::own()}});
+      });
+      asked();
+      if (inSnapshot)
+         grant(path); // the level goes back at its end
+      else
+         client().onRecords(id(path), level(4).bytes().data(), level(4).size());
+      EXPECT_EQ(std::string("unmount; own ") + path + "; ", asked());
+      acts.reset();
+      grant(path, level(5));
+      EXPECT_EQ("success ", turned());
+      entity->levelIs(6);
+      turned();
+      EXPECT_EQ("records; ", asked());
+   }
+}
+
+TEST_F(LinkedTest, whoIsToldMayDropTheManager) {
+   for (int what = 0; what < 4; ++what) {
+      SCOPED_TRACE(what);
+      manager = Vok::make<EntityManager>(activity, catalogue());
+      manager->linkIs(std::make_unique<TestLink>(wire));
+      client().onConnected();
+      mount({{"d", "Vok::Dir", MountFilter::names()}, {"d/elm", otherType, MountFilter::read()}});
+      list("d", {"elm"});
+      grant("d/elm", level(3));
+      EXPECT_EQ("success ", turned());
+      const Acts acts(manager->getEntity(what < 2 ? "d/elm" : "d"), [&] { manager = nullptr; });
+      Hubdb::LinkClient& told = client();
+      switch (what) {
+      case 0:
+         told.onRecords(id("d/elm"), level(4).bytes().data(), level(4).size());
+         break;
+      case 1:
+         told.onSnapshotBegin(id("d/elm"));
+         told.onSnapshotEnd(id("d/elm"));
+         break;
+      default:
+         told.onEntry(id("d"), what == 2 ? "oak" : "elm", what == 2, what == 2 ? otherType : "");
+      }
+      EXPECT_EQ(nullptr, manager);
+   }
 }
 
 /// The merged configuration may arrive before the sources that it points into, and outlive them.

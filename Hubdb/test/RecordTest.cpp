@@ -244,13 +244,15 @@ template <class... Values>
 std::vector<Vok::U8> logOf(const Values&... values) {
    Vok::NboAttrLog::Writer log;
    (Vok::typeOf<Values>().writeLog(&values, log), ...);
-   return log.buffer();
+   return {log.buffer().begin(), log.buffer().end()};
 }
 
 /// What a snapshot leaves of a branch with the notes a and b, in whatever order its records stand.
 TEST(RecordTest, aSnapshotRemovesJustWhatItDoesNotMention) {
    using Writer = Hubdb::RecordWriter;
-   const auto branch = [](Writer& w) { w.member(1, 0, Tree::branchAttr, logOf(Place(7, "hall"), Vok::U32(2))); };
+   const auto branch = [](Writer& w) {
+      w.member(1, 0, Tree::branchAttr, logOf(Place(7, "hall"), Vok::U32(2)));
+   };
    const auto note = [](Writer& w, const char* name) {
       w.put(1, Branch::noteAttr, logOf(Vok::Name(name)), logOf(Vok::String("note")));
    };
@@ -335,6 +337,36 @@ TEST(RecordTest, aValueSetManyTimesTravelsOnceAndInPieces) {
 }
 
 /// Whatever is cut off or changed: an error, or another valid state; and the reader goes on.
+/// Large enough that what a batch puts there is looked for before it is applied.
+TEST(RecordTest, aLargeCollectionTakesABatchInOrderUpToWhatIsWrong) {
+   Owner owner(1);
+   const auto key = [](unsigned number) { return Vok::Name("n" + std::to_string(number)); };
+   for (unsigned number = 0; number < 20'000; ++number)
+      owner.tree->rangeIs(key(number), Stretch(number % 900, 1));
+   Reader reader;
+   reader.snapshot(owner.snapshot());
+   owner.flush();
+   for (unsigned number = 0; number < 100; ++number) {
+      owner.tree->rangeIs(key(number * 199), Stretch(number, 2));
+      owner.tree->rangeDel(key(number * 199 + 1));
+      owner.tree->rangeIs(key(20'000 + number), Stretch(number, 3));
+   }
+   const auto good = owner.flush();
+   auto batch = good;
+   Hubdb::RecordWriter wrong;
+   wrong.put(0, Tree::rangeAttr, std::vector<Vok::U8>{0, 0, 0, 9, 'n'}, std::vector<Vok::U8>(8));
+   batch.insert(batch.end(), wrong.bytes().begin(), wrong.bytes().end());
+   batch.insert(batch.end(), good.begin(), good.begin() + 100);
+   try {
+      reader.apply(batch);
+      ADD_FAILURE() << "accepted";
+   } catch (const Vok::LogError& error) {
+      EXPECT_EQ(std::string(error.what()).find("record at byte " + std::to_string(good.size()) + " of"), 0u)
+          << error.what();
+   }
+   EXPECT_EQ(dump(*owner.tree), dump(*reader.tree));
+}
+
 TEST(RecordTest, hostileRecordsChangeNothingHalf) {
    Owner owner(3);
    owner.changes(300);

@@ -54,6 +54,16 @@ TEST(RestartTest, everyReaderEqualsItsOwnerAfterwards) {
    }
 }
 
+/// A file of the system that can be opened and not read.
+TEST(RestartTest, aStateThatCannotBeReadIsNotCut) {
+   try {
+      Hubdb::StateFile("/proc/self/mem", false, [](Hubdb::JournalKind, Vok::U32, Hubdb::Bytes) {});
+      FAIL();
+   } catch (const Vok::Error& error) {
+      EXPECT_STREQ(error.what(), "state file '/proc/self/mem': reading: Input/output error");
+   }
+}
+
 /// What was acknowledged is there when owner and server are both gone.
 TEST(RestartTest, nothingAcknowledgedIsLost) {
    TemporaryFolder folder;
@@ -78,6 +88,35 @@ TEST(RestartTest, nothingAcknowledgedIsLost) {
       was = dump(*source);
       server.kill();
    }
+}
+
+/// A server that has forgotten an entity tells nobody what is in it before its owner has said so.
+TEST(RestartTest, whatComesBackIsToldWhole) {
+   struct Withdrawals final : Source::Notifiee {
+      explicit Withdrawals(const Vok::Ptr<Source>& source) : Notifiee(source), source(*source) {}
+      void onRoute(Vok::U32 key) override { count += !source.routeHas(key); }
+      const Source& source;
+      int count = 0;
+   };
+   TemporaryFolder folder;
+   const std::string socket = folder / "socket";
+   Vok::Activity activity;
+   std::optional<Hubdb::Server> server(std::in_place, activity, catalogue());
+   server->listen(socket);
+   Program owner(activity, catalogue(), socket), reader(activity, catalogue(), socket);
+   const auto source = owner.own<Source>("routing/a");
+   fill(*source, 20);
+   ASSERT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), Hubdb::mountSuccess());
+   ASSERT_TRUE(turnUntil(activity, [&] { return text(reader, "routing/a") == dump(*source); }));
+   const Withdrawals withdrawals(reader.manager->get<Source>("routing/a"));
+   for (int round = 0; round < 5; ++round) {
+      server.reset();
+      server.emplace(activity, catalogue());
+      server->listen(socket);
+      source->countIs(source->count() + 1);
+      ASSERT_TRUE(turnUntil(activity, [&] { return text(reader, "routing/a") == dump(*source); }));
+   }
+   EXPECT_EQ(withdrawals.count, 0);
 }
 
 /// A state of many portions, told while the reader takes it at its own pace.

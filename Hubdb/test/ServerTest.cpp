@@ -31,6 +31,23 @@ TEST_F(ServerTest, readerFollowsItsOwner) {
    EXPECT_TRUE(owner.safe());
 }
 
+TEST_F(ServerTest, aFlushNeedsNoTurn) {
+   Program reader = program();
+   Vok::Activity ownersOwn;
+   auto [ours, theirs] = socketPair();
+   server->clientIs(std::move(theirs));
+   Program owner(ownersOwn, catalogue(), std::move(ours));
+   const auto mounting = owner.mount("routing/a", "HubdbRoutes::Source", MountFilter::own());
+   ASSERT_TRUE(turnUntil(activity, [&] {
+      ownersOwn.turn(0);
+      return mounting->has_value();
+   }));
+   ASSERT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), MountStatus::success);
+   owner.manager->get<Source>("routing/a")->countIs(5);
+   owner.manager->flush();
+   expectSame(owner, reader, "routing/a");
+}
+
 TEST_F(ServerTest, whoMayMountWhat) {
    Program owner = program(), other = program();
    ASSERT_TRUE(owner.own<Source>("routing/a"));
@@ -136,6 +153,21 @@ TEST_F(ServerTest, aSlowReaderCatchesUpAndHoldsNobodyBack) {
       slowly.turn(0);
       return text(slow, "routing/a") == text(owner, "routing/a");
    }));
+}
+
+TEST_F(ServerTest, aValueThatIsTooLargeKeepsNothingElseBack) {
+   const Vok::TraceCapture lines("HubdbConnection/0");
+   Program owner = program(), reader = program();
+   const auto source = owner.own<Source>("routing/a");
+   ASSERT_EQ(reader.mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()), MountStatus::success);
+   source->noteIs(Vok::Name("first"), "1");
+   source->noteIs(Vok::Name("large"), std::string(2 << 20, 'x'));
+   source->countIs(9);
+   const auto read = reader.manager->get<Source>("routing/a");
+   EXPECT_TRUE(turnUntil(activity, [&] { return read->count() == 9; }));
+   EXPECT_TRUE(owner.safe());
+   EXPECT_EQ(read->notes(), 1u);
+   EXPECT_EQ(lines.lines().size(), 1u);
 }
 
 TEST_F(ServerTest, anotherDeclarationIsRefusedWithBothFingerprints) {

@@ -89,7 +89,7 @@ template <class T>
 std::vector<Vok::U8> log(const T& value) {
    Vok::NboAttrLog::Writer writer;
    Vok::typeOf<T>().writeLog(&value, writer);
-   return writer.buffer();
+   return {writer.buffer().begin(), writer.buffer().end()};
 }
 
 struct StoreTest : testing::Test {

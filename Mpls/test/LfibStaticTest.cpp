@@ -20,7 +20,7 @@ template <class T>
 std::vector<Vok::U8> written(const T& value) {
    Vok::NboAttrLog::Writer log;
    T::vokType().writeLog(&value, log);
-   return log.buffer();
+   return {log.buffer().begin(), log.buffer().end()};
 }
 
 template <class T>

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 /// What the tests of both merging machines stand on: a database in this process, and sources in it.
 
 namespace Mpls {
@@ -47,8 +49,15 @@ class MergeFixture : public testing::Test {
       EXPECT_DEATH(Types::factory(ready, dir, cli, manager),
                    "assertion failed: !mergedConfig\\(\\)->ready\\(\\): merged config should not be ready on "
                    "startup");
+      // Before anything else, even a line of the trace.
       sm->initializedIs(false);
-      EXPECT_DEATH(sm->handleConfigDirEntry("gone"), "assertion failed: initialized\\(\\)");
+      const std::function<void()> handlers[] = {
+          [&] { sm->handleConfigDirEntry("gone"); }, [&] { sm->handleConfigSource("cli"); },
+          [&] { sm->handleConfigEntry("cli", Types::key()); }, [&] { sm->setOutputForEntry(Types::key()); },
+          [&] { sm->handlePendingMount(); }};
+      for (const auto& handle : handlers)
+         EXPECT_DEATH((Vok::traceSettingIs(std::string(Types::facility) + "/8 > stderr"), handle()),
+                      "^[A-Za-z]+[.]cpp:[0-9]+: [^\n]*assertion failed: initialized\\(\\)");
    }
 
    /// Ready comes once, when the last of the mounts under way is there, late ones included.

@@ -50,9 +50,8 @@ TEST(MplsCopyTest, routesGoBeforeOthersComeAndWhatIsSharedIsCopiedDeep) {
    EXPECT_TRUE(kept->dynamic());
    EXPECT_TRUE(kept->via(via("10.0.0.1")) && kept->vias() == 1);
    EXPECT_NE(dst->route(routeKey(1)), src->route(routeKey(1)));
-   ASSERT_EQ(capture.lines().size(), 3u);
-   EXPECT_EQ(capture.lines()[0], "handleEntity src-->dst");
-   EXPECT_EQ(capture.lines()[1], "Copying route TOP ( 1 ) BOTTOM [1]");
+   EXPECT_EQ(capture.lines(),
+             (std::vector<std::string>{"handleEntity src-->dst", "Copying route", "Copying route"}));
 
    EXPECT_FALSE(dir->copyHandler()->handleEntity(copy, configFactory("c"), configFactory("d"), ""));
    EXPECT_THROW(copy->copyEntity(dst, configFactory("c"), "session"), Cli::Session::CopyError);

@@ -8,6 +8,10 @@
 namespace Mpls {
 namespace {
 
+RouteKeyAndMetric routeKey(Vok::U32 label, Vok::U32 metric = 1) {
+   return RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), RouteMetric(metric));
+}
+
 struct RouteMerge {
    using Sm = RouteConfigMergeSm;
    using Input = RouteConfigInput;
@@ -19,11 +23,8 @@ struct RouteMerge {
    static constexpr auto inputFactory = routeConfigInputFactory;
    static constexpr auto outputFactory = routeConfigFactory;
    static constexpr auto entityTypes = mplsEntityTypes;
+   static RouteKeyAndMetric key() { return routeKey(100); }
 };
-
-RouteKeyAndMetric routeKey(Vok::U32 label, Vok::U32 metric = 1) {
-   return RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), RouteMetric(metric));
-}
 
 class RouteConfigMergeTest : public MergeFixture<RouteMerge> {};
 

@@ -19,6 +19,7 @@ struct VrfLabelMerge {
    static constexpr auto inputFactory = vrfLabelConfigInputFactory;
    static constexpr auto outputFactory = vrfLabelConfigFactory;
    static constexpr auto entityTypes = vrfLabelConfigMergeSmEntityTypes;
+   static MplsLabel key() { return MplsLabel(100); }
 };
 
 const MplsLabel label100(100);

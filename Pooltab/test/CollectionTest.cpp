@@ -145,6 +145,54 @@ TEST(Collection, WhatChangedBeforeTheLogWasFoundIsTold) {
    EXPECT_EQ(read->port(PortKey(1, 7)).speed(), 100u);
 }
 
+/// Acts when it has been told of so many things.
+class Actor : public Vok::Notifiee {
+  public:
+   Actor(const Vok::Ptr<Board>& board, int after, std::function<void()> act)
+       : Notifiee(board), left_(after), act_(std::move(act)) {}
+   void vokOnChange(Vok::AttrId, const void*) override { told(); }
+   void vokOnCollection(Vok::AttrId) override { told(); }
+   void vokOnMountStatus(Vok::AttrId) override { told(); }
+
+  private:
+   void told() {
+      if (--left_ == 0)
+         std::exchange(act_, nullptr)(); // may end this object
+   }
+   int left_;
+   std::function<void()> act_;
+};
+
+/// At each thing that is told, from the first to the last: the observer ends the mount and goes, and the
+/// entity with them.
+TEST(Collection, WhoeverIsToldMayEndTheMount) {
+   for (const bool exact : {false, true}) {
+      bool ended = true;
+      for (int after = 1; ended; ++after) {
+         ended = false;
+         const auto folder = Pooltab::privateFolder("p");
+         const auto written = boardFactory("written");
+         auto read = boardFactory("read");
+         read->portControl().exactResyncIs(exact);
+         auto readerMount = std::make_unique<VokPooltab::ReaderMount>(read, folder);
+         std::unique_ptr<Actor> actor;
+         actor = std::make_unique<Actor>(std::exchange(read, nullptr), after, [&] {
+            ended = true;
+            actor.reset();
+            readerMount.reset();
+         });
+         const VokPooltab::WriterMount mount(written, folder, {.keyBytesMax = 8, .logEntriesLog2 = 4});
+         for (const Vok::U64 speeds : {0, 1, 40}) { // the first mount, a change, more of them than are kept
+            for (Vok::U64 speed = 0; speed < speeds; ++speed)
+               written->portIs(makePort(1 + speed % 2, speed));
+            if (readerMount)
+               readerMount->deliver(100);
+         }
+         EXPECT_TRUE(ended || after > 6) << "too little is told";
+      }
+   }
+}
+
 TEST(Collection, OnlyAMountedWriterWrites) {
    const auto board = boardFactory("slot1");
    EXPECT_EQ(board->portControl().mountStatus(), Pooltab::MountStatus::unmounted);

@@ -82,6 +82,7 @@ class Damaged {
       readAll(mountedPool_, mounted_);
       PoolReader pool(folder());
       readAll(pool, TableReader<VariableRow>(pool, "t"));
+      verifyTable<VariableRow>(*folder(), "t"); // reports, and raises nothing
    }
 
   private:
@@ -162,6 +163,48 @@ TEST(Corruption, ARowPutBackInAnotherPlaceOrTimeIsFound) {
    const TableReport report = verifyTable<FixedRow>(*folder, "t");
    EXPECT_TRUE(report.sumDiffers);
    EXPECT_EQ(report.tornRows, 1u);
+}
+
+/// Whoever takes over clears free blocks and what a dead writer left, and must not do so beyond the table,
+/// where the file may have no memory.
+TEST(Corruption, TheNextWriterRefusesABlockThatReachesBeyondTheTable) {
+   for (const Step step : {Step::none, Step::insert}) {
+      const auto folder = privateFolder("p");
+      {
+         PoolWriter pool(folder);
+         TableWriter<VariableRow> table(pool, "t");
+         for (U32 i = 0; i < 3; ++i)
+            table.is(VariableRow::make({i, 0}, 1, 1));
+         table.del({2, 0});
+      }
+      const Mapping file(folder->open("t.rows", Access::write), 64 << 10, Access::write, "t.rows");
+      auto& header = file.at<RowsHeader>();
+      const U64 last = header.tail - blockUnitBytes / granuleBytes;
+      header.step = static_cast<Word>(step);
+      header.slot = last;
+      auto& head = file.at<RowHead>(slotOffset(last));
+      ASSERT_EQ(stampBytes(head.stamp), blockUnitBytes);
+      head.stamp = stampOf(0, blockBytesMax);
+      PoolWriter pool(folder);
+      EXPECT_THROW(TableWriter<VariableRow>(pool, "t"), Vok::CorruptionDetectedError);
+   }
+}
+
+/// As a writer leaves it that ran out of memory, or was killed, while its file grew.
+TEST(Corruption, HolesAreFilledBeforeTheyAreUsed) {
+   const TestRoot root;
+   const std::string path = root.path() + "/p/t.rows";
+   constexpr U32 rows = 2000;
+   PoolWriter(root.pool()).store("t", shapeOf<FixedRow>());
+   std::filesystem::resize_file(path, 1 << 20);
+   PoolWriter pool(root.pool());
+   TableWriter<FixedRow> table(pool, "t");
+   for (U32 i = 0; i < rows; ++i)
+      table.is(FixedRow{{i, 0}, i});
+   const Descriptor file(open(path.c_str(), O_RDONLY));
+   const U64 used = slotOffset(0) + rows * fixedBlockBytes(FixedRow::packedSize);
+   EXPECT_GT(lseek(file.fd(), 0, SEEK_HOLE), static_cast<off_t>(used + (16 << 10)))
+       << "memory is there only where rows were stored";
 }
 
 } // namespace

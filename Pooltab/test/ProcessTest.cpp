@@ -8,6 +8,7 @@
 #include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 
 /// Real writers and readers in processes of their own.
 
@@ -82,6 +83,40 @@ TEST(Process, SecondWriterIsRefusedByNameUntilTheFirstDies) {
    EXPECT_EQ(statusOf(holder), -1);
    EXPECT_FALSE(root.pool()->isLocked());
    EXPECT_EQ(PoolWriter(root.pool()).epoch(), 2u);
+}
+
+/// As an operator does who is told to start afresh, be it before the reader looks again or after.
+TEST(Process, AReaderFollowsAPoolThatWasRemovedAndMadeAnew) {
+   for (const bool looksBetween : {true, false}) {
+      const TestRoot root;
+      const auto write = [&](U64 value) {
+         PoolWriter pool(root.pool());
+         TableWriter<FixedRow>(pool, "t").is(FixedRow{{1, 0}, value});
+      };
+      write(1);
+      PoolReader reader(root.pool());
+      const TableReader<FixedRow> table(reader, "t");
+      const int descriptor = reader.descriptor();
+      const auto woken = [&] {
+         EXPECT_TRUE(isReadable(descriptor, 0));
+         reader.drain();
+         reader.deliver(100);
+         EXPECT_FALSE(isReadable(descriptor, 0));
+      };
+      EXPECT_EQ(table.lookup({1, 0}).value, 1u);
+      std::filesystem::remove_all(root.path() + "/p");
+      if (looksBetween) {
+         woken();
+         EXPECT_EQ(table.mountStatus(), MountStatus::unmounted);
+         EXPECT_FALSE(reader.hasLog());
+      }
+      for (const U64 value : {2, 3}) {
+         write(value);
+         woken();
+         EXPECT_EQ(table.lookup({1, 0}).value, value);
+      }
+      EXPECT_EQ(reader.position(), reader.logPosition());
+   }
 }
 
 TEST(Process, FilesAreForOwnerAndGroupOnly) {
@@ -260,6 +295,54 @@ TEST(Process, MountStatusSaysWhatIsWrong) {
    EXPECT_EQ(preambleIs(0, 0), MountStatus::corrupted);
    chmod((root.path() + "/p/t.rows").c_str(), 0666);
    EXPECT_EQ(preambleIs(0, 0), MountStatus::permissionDenied);
+}
+
+TEST(Process, InPrivateMemoryAReaderMayLiveOnAnotherThread) {
+   const auto folder = privateFolder("p");
+   constexpr U64 last = 40;
+   const std::jthread writing([&] {
+      PoolWriter pool(folder, {.keyBytesMax = 8, .logEntriesLog2 = 6});
+      TableWriter<VariableRow> table(pool, "t");
+      for (U64 round = 0; round <= last; ++round) {
+         for (U32 i = 0; i < 500; ++i)
+            if (i % 7 == round % 7)
+               table.del({i, 0});
+            else
+               table.is(VariableRow::make({i, 0}, i % 25, round));
+         pool.flush();
+      }
+   });
+   PoolReader pool(folder);
+   const TableReader<VariableRow> table(pool, "t");
+   const int descriptor = pool.descriptor();
+   while (pool.deliver(64) == 64 || table.lookup({1, 0}).content() != std::pair(1u, last)) {
+      for (const VariableRow& row : table)
+         EXPECT_NE(row.content().first, 1000u);
+      if (pool.position() == pool.logPosition()) {
+         ASSERT_TRUE(isReadable(descriptor, 30000)) << "a wake-up was lost";
+      }
+      pool.drain();
+   }
+}
+
+/// The first bytes of a file mean the same in every version, so that readers of another one are told as well.
+TEST(Process, ReadersAreToldWhenAnotherVersionReplacesTheirFiles) {
+   const TestRoot root;
+   TableWriter<FixedRow>(*std::make_unique<PoolWriter>(root.pool()), "t").is(FixedRow{{1, 0}, 5});
+   PoolReader reader(root.pool());
+   const TableReader<FixedRow> table(reader, "t");
+   EXPECT_EQ(table.lookup({1, 0}).value, 5u);
+   for (const char* name : {"/p/control", "/p/t.rows"}) {
+      const Descriptor file(open((root.path() + name).c_str(), O_RDWR));
+      const U32 other = formatVersion + 1;
+      ASSERT_EQ(pwrite(file.fd(), &other, sizeof other, offsetof(Preamble, format)), 4);
+   }
+   PoolWriter pool(root.pool());
+   TableWriter<FixedRow> writer(pool, "t");
+   reader.deliver(0);
+   writer.is(FixedRow{{1, 0}, 6});
+   EXPECT_EQ(table.lookup({1, 0}).value, 6u);
+   EXPECT_EQ(reader.logPosition(), pool.logPosition());
 }
 
 } // namespace

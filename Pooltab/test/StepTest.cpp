@@ -186,6 +186,28 @@ TEST(Step, WriterStoppedAfterEveryStore) {
    }
 }
 
+/// Readers number the tables of a pool by name whenever something is new: at no moment may a writer that
+/// takes a table over hide it from them.
+TEST(Step, ATableThatIsTakenOverKeepsItsName) {
+   if (!Stepped::isPossible() || !Stepped::isQuick)
+      GTEST_SKIP() << "needs a system that lets a process trace its child, and a build without sanitizers";
+   const TestRoot root;
+   fill(root.pool());
+   std::unique_ptr<PoolWriter> pool;
+   Stepped writer([&] { pool = std::make_unique<PoolWriter>(root.pool(), smallLog); },
+                  [&] {
+                     pool->store("t", shapeOf<VariableRow>());
+                     return 0;
+                  });
+   PoolReader reader(root.pool());
+   Bytes bytes(*root.pool());
+   while (writer.step())
+      if (bytes.hasChanged()) {
+         ASSERT_EQ(reader.tables().size(), 1u);
+         ASSERT_EQ(reader.tables()[0].name, "t");
+      }
+}
+
 /// Three groups of eight neighbours with one home: each stands behind the one before. Deleting a group moves
 /// those behind it one line towards their home, past a reader that is on its way to them.
 class MovingKeys {

@@ -102,9 +102,9 @@ struct VariableRow {
             return {1000, 0};
       return {length, length ? words.at(0) - 1 : 0};
    }
-   static constexpr auto vokFields() {
-      return std::tuple(Vok::field<&VariableRow::key>("key", ""),
-                        Vok::field<&VariableRow::words>("words", ""));
+   template <class Use>
+   static constexpr auto vokFields(Use use) {
+      return use(Vok::field<&VariableRow::key>("key", ""), Vok::field<&VariableRow::words>("words", ""));
    }
    const Key& rowKey() const { return key; }
    static const TestFingerprint& vokType() {

@@ -253,6 +253,39 @@ TEST(Activity, AnExceptionLosesNothing) {
    EXPECT_EQ(log, "w12pP") << timers.size();
 }
 
+TEST(Activity, ATurnEndComesToWhoeverWantsIt) {
+   Activity activity;
+   int ends = 0;
+   bool again = true;
+   const auto end = activity.atTurnEnd([&] {
+      ++ends;
+      if (std::exchange(again, false))
+         activity.wantTurnEnd();
+   });
+   activity.wantTurnEnd();
+   for (int turns : {1, 2}) { // wanted by its own callback too
+      EXPECT_TRUE(hasWork(activity));
+      activity.turn(0);
+      EXPECT_EQ(ends, turns);
+   }
+   activity.post([&] { activity.wantTurnEnd(); });
+   activity.turn(0);
+   EXPECT_EQ(ends, 3);
+   EXPECT_FALSE(hasWork(activity)); // it was the end of that very turn
+   activity.post([&] { activity.wantTurnEnd(), throw std::runtime_error("work"); });
+   EXPECT_THROW(activity.turn(0), std::runtime_error);
+   EXPECT_TRUE(hasWork(activity));
+   activity.turn(0);
+   EXPECT_EQ(ends, 4);
+   Activity::Handle added; // which this turn's end does not come to
+   bool told = false;
+   activity.post([&] { added = activity.atTurnEnd([&] { told = true; }), activity.wantTurnEnd(); });
+   activity.turn(0);
+   EXPECT_TRUE(hasWork(activity));
+   activity.turn(0);
+   EXPECT_TRUE(told);
+}
+
 TEST(Activity, ThreadsPostAndStop) {
    Activity activity;
    constexpr int threads = 3, each = 2000;

@@ -65,6 +65,22 @@ TEST(HashMap, EqualsItsModelInContentAndOrder) {
    }
 }
 
+/// Emptied, a map forgets what it was, and an index made for many does not stay for few.
+TEST(HashMap, IsFilledAndEmptiedOverAndOver) {
+   Vok::HashMap<Vok::String, U32> map;
+   for (const U32 count : {1000u, 1000u, 3u, 12u, 5000u, 1u, 400u}) {
+      for (U32 key = 0; key < count; ++key)
+         ASSERT_TRUE(map.is(std::to_string(key), key));
+      for (U32 key = 0; key < count; ++key) {
+         ASSERT_EQ(*map.find(std::to_string(key)), key);
+         ASSERT_TRUE(map.del(std::to_string(key)));
+         ASSERT_FALSE(map.has(std::to_string(key)));
+         ASSERT_EQ(map.has(std::to_string(key + 1)), key + 1 < count);
+      }
+      ASSERT_TRUE(map.empty() && map.begin() == map.end());
+   }
+}
+
 TEST(OrderedMap, EqualsItsModelInContentAndOrder) {
    std::mt19937 random(7);
    Vok::OrderedMap<U32, int> map;
@@ -80,6 +96,29 @@ TEST(OrderedMap, EqualsItsModelInContentAndOrder) {
       }
       ASSERT_EQ(walked(map), (std::vector<std::pair<U32, int>>(model.begin(), model.end())));
    }
+}
+
+/// A list of one element stands in place, one of more does not: from each to each.
+TEST(OrderedMap, IsCopiedAndMovedAtEverySize) {
+   using Map = Vok::OrderedMap<Vok::Name, Vok::String>;
+   const auto made = [](U32 size) {
+      Map map;
+      for (U32 key = size; key-- > 0;)
+         map.is(std::to_string(key) + " is a name that does not stand in place", "value");
+      return map;
+   };
+   for (U32 from = 0; from < 4; ++from)
+      for (U32 to = 0; to < 4; ++to) {
+         const Map wanted = made(from);
+         Map copied = made(to), moved = made(to), source = wanted;
+         copied = wanted;
+         moved = std::move(source);
+         const Map last = std::move(moved);
+         EXPECT_TRUE(copied == wanted && last == wanted && copied.size() == from);
+         EXPECT_TRUE(source.empty() && moved.empty()); // NOLINT(bugprone-use-after-move): it is promised
+         source.is("again", "value");
+         EXPECT_EQ(source.size(), 1u);
+      }
 }
 
 /// Every key that stands in the map from a walk's start to its end is seen exactly once, and one that was

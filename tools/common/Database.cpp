@@ -140,14 +140,22 @@ void Database::mount(const std::vector<Mount>& mounts, double seconds) {
    }
 }
 
+bool Database::isConnected() const {
+   return client_->isConnected();
+}
+
+/// Everything is handed over and acknowledged when a flush brings nothing more.
+bool Database::isSettled() {
+   manager_->flush();
+   return isConnected() && !manager_->hasUnsent() && client_->unacknowledged() == 0;
+}
+
 void Database::settle(double seconds) {
-   // Everything is handed over and acknowledged when a flush brings nothing more.
    const auto settled = [&] {
-      if (!client_->isConnected())
+      if (!isConnected())
          throw Failure(Outcome::unreachable, "the database server went while it was told of changes",
                        "look whether they arrived, and try again");
-      manager_->flush();
-      return !manager_->hasUnsent() && client_->unacknowledged() == 0;
+      return isSettled();
    };
    if (!turnUntil(settled, seconds))
       throw Failure(Outcome::unreachable, "the database server does not acknowledge the changes",

@@ -63,6 +63,10 @@ class Database {
    /// Waits until the server has taken over all that this process changed. Raises Failure when the server
    /// goes meanwhile.
    void settle(double seconds = patience);
+   /// Hands over what this process changed, and tells whether the server has taken over all of it; not so
+   /// while there is no connection.
+   bool isSettled();
+   bool isConnected() const;
 
    /// Makes entities that nobody may have made yet, over a connection of its own, and owns them no longer
    /// when it returns. What exists stays as it is.

@@ -48,6 +48,11 @@ inline std::string entry(std::string_view directory, std::string_view name) {
    return std::string(directory).append(name);
 }
 
+/// The directory in which something stands, with '/' at its end; empty when it stands in none.
+inline std::string directoryOf(std::string_view path) {
+   return std::string(path.substr(0, path.rfind('/') + 1));
+}
+
 /// The copy, in a session, of what stands at a path.
 inline std::string candidate(std::string_view session, std::string_view path) {
    return std::string(sessions).append(session).append("/").append(path);

@@ -7,10 +7,6 @@ namespace tools::config {
 
 namespace {
 
-std::string folderOf(std::string_view path) {
-   return std::string(path.substr(0, path.rfind('/') + 1));
-}
-
 template <class Input>
 void collect(const Hubdb::EntityManager& manager, std::string_view directory,
              std::map<std::string, Vok::Ptr<const Input>>& inputs) {
@@ -33,19 +29,30 @@ std::vector<Database::Mount> presentInputMounts() {
    using Hubdb::MountFilter;
    const auto routes = Mpls::RouteConfigInput::vokType().name();
    const auto vrfLabels = Mpls::VrfLabelConfigInput::vokType().name();
-   return {{folderOf(paths::routeInputCli), routes, MountFilter::entries()},
+   return {{paths::directoryOf(paths::routeInputCli), routes, MountFilter::entries()},
            {std::string(paths::routeInputs), routes, MountFilter::entries()},
-           {folderOf(paths::vrfInputCli), vrfLabels, MountFilter::entries()},
+           {paths::directoryOf(paths::vrfInputCli), vrfLabels, MountFilter::entries()},
            {std::string(paths::vrfInputs), vrfLabels, MountFilter::entries()}};
 }
 
 Inputs presentInputs(const Hubdb::EntityManager& manager) {
    Inputs inputs;
-   collect(manager, folderOf(paths::routeInputCli), inputs.routes);
+   collect(manager, paths::directoryOf(paths::routeInputCli), inputs.routes);
    collect(manager, paths::routeInputs, inputs.routes);
-   collect(manager, folderOf(paths::vrfInputCli), inputs.vrfLabels);
+   collect(manager, paths::directoryOf(paths::vrfInputCli), inputs.vrfLabels);
    collect(manager, paths::vrfInputs, inputs.vrfLabels);
    return inputs;
+}
+
+std::string sourceOf(const Mpls::Route& route) {
+   return route.vokParent() ? route.vokParent()->vokName().text() : std::string("-");
+}
+
+std::string sourceOf(const Inputs& inputs, const Mpls::VrfLabel& merged) {
+   for (const auto& [name, input] : inputs.vrfLabels)
+      if (input->vrfLabel(merged.label()) == merged)
+         return name;
+   return "-";
 }
 
 std::string routeInputPath(const std::string& source) {

@@ -27,6 +27,20 @@ std::vector<Database::Mount> presentInputMounts();
 /// All that presentInputMounts() has brought.
 Inputs presentInputs(const Hubdb::EntityManager& manager);
 
+/// Who configured a route, merged or not: the source in whose input it lives; "-" when it lives in none.
+std::string sourceOf(const Mpls::Route& route);
+/// The source of a merged VRF label: the first that gives the same.
+std::string sourceOf(const Inputs& inputs, const Mpls::VrfLabel& merged);
+
+/// Visits the routes of a label stack in an input or in merged configuration, by rising metric. There are few
+/// metrics: each is looked up.
+template <class Config, class Visit>
+void eachMetric(const Config& config, const Mpls::RouteKey& key, Visit&& visit) {
+   for (unsigned metric = Mpls::RouteMetric::null; metric <= Mpls::RouteMetric::max; ++metric)
+      if (const auto route = config.route(Mpls::RouteKeyAndMetric::fromKey(key, Mpls::RouteMetric(metric))))
+         visit(*route);
+}
+
 /// Where a source's own input stands. Raises Failure( usage ) for a name that cannot be one.
 std::string routeInputPath(const std::string& source);
 std::string vrfInputPath(const std::string& source);

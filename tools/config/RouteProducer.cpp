@@ -87,10 +87,6 @@ void produce(const Mpls::RouteKey& key, const Mpls::Route* route, const Mpls::Vr
    }
 }
 
-Mpls::VrfLabel vrfLabelOf(const Mpls::VrfLabelConfig& config, const Mpls::RouteKey& key) {
-   return key.labelStack().count() == 1 ? config.vrfLabel(key.topLabel()) : Mpls::VrfLabel();
-}
-
 LowestRoutes lowestRoutes(const Mpls::RouteConfig& config) {
    LowestRoutes routes;
    routes.reserve(config.routes());

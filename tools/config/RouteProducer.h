@@ -31,6 +31,9 @@ struct LfibWish {
 /// Routes are of this source, VRF labels of the other: both are this producer's alone in the tables.
 constexpr auto routeSource = Mpls::LFib::Source::lfibSourceStaticMpls;
 constexpr auto vrfLabelSource = Mpls::LFib::Source::lfibSourceStaticL3Vpn;
+constexpr bool isProduced(Mpls::LFib::Source source) {
+   return source == routeSource || source == vrfLabelSource;
+}
 
 /// The merged route of a label stack that counts is the one of the lowest metric: `route`, null when there is
 /// none. A VRF label is a route of metric 0, and so comes before all others; the empty value is none. Makes
@@ -44,8 +47,11 @@ void produce(const Mpls::RouteKey& key, const Mpls::Route* route, const Mpls::Vr
 /// One via as it stands in the tables. Returns false, and says why in `why`, when it cannot.
 bool produceVia(const Mpls::Via& via, Mpls::LfibMplsVia& row, std::string& why);
 
-/// The VRF label of a stack of one label; empty for others, and when there is none.
-Mpls::VrfLabel vrfLabelOf(const Mpls::VrfLabelConfig& config, const Mpls::RouteKey& key);
+/// The VRF label of a stack of one label, in an input or merged; empty for others, and when there is none.
+template <class Config>
+Mpls::VrfLabel vrfLabelOf(const Config& config, const Mpls::RouteKey& key) {
+   return key.labelStack().count() == 1 ? config.vrfLabel(key.topLabel()) : Mpls::VrfLabel();
+}
 
 /// Of each label stack the merged route of the lowest metric.
 using LowestRoutes = std::unordered_map<Mpls::RouteKey, const Mpls::Route*, HashOfKey>;

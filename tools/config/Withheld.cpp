@@ -33,10 +33,6 @@ std::string vrfLabelDel(const std::string& source, const RouteKey& key) {
    return fmt::format("mplsctl source {} vrf-label del {}", source, labelWords(key));
 }
 
-std::string vrfText(const Mpls::VrfLabel& label) {
-   return fmt::format("VRF {}{}", label.vrfName().text(), label.dynamic() ? " (dynamic)" : "");
-}
-
 /// One remedy a source: what leaves it alone.
 template <class Entries, class Command>
 void keepOne(Withheld& result, const Entries& entries, const Command& command) {
@@ -183,6 +179,17 @@ std::string_view stringValue(Withheld::Reason reason) {
       return "unwritten";
    }
    return "unknown";
+}
+
+std::string vrfText(const Mpls::VrfLabel& label) {
+   return fmt::format("VRF {}{}", label.vrfName().text(), label.dynamic() ? " (dynamic)" : "");
+}
+
+std::string sentence(const Withheld& withheld) {
+   std::string text = labelWords(withheld.key);
+   if (withheld.metric != Mpls::RouteMetric())
+      text += fmt::format(" metric {}", withheld.metric.value());
+   return text + fmt::format(" from {}: {}", fmt::join(withheld.sources, ", "), withheld.why);
 }
 
 std::vector<Withheld> withheld(const Inputs& inputs, const RouteKey* only) {

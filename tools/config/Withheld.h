@@ -35,6 +35,12 @@ struct Withheld {
 
 std::string_view stringValue(Withheld::Reason reason);
 
+/// "VRF red (dynamic)".
+std::string vrfText(const Mpls::VrfLabel& label);
+
+/// "300 metric 100 from bgp, cli: 2 sources configure this route, so that it is withheld".
+std::string sentence(const Withheld& withheld);
+
 /// Everything withheld, by label stack and metric; of one label stack alone when `only` is given. One pass
 /// over the inputs.
 std::vector<Withheld> withheld(const Inputs& inputs, const Mpls::RouteKey* only = nullptr);

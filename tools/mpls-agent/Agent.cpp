@@ -38,6 +38,7 @@ Process::~Process() {
 void Process::sayReady() {
    if (std::exchange(ready_, true))
       return;
+   waitUntil([this] { return database_.isSettled(); });
    std::puts("ready");
    std::fflush(stdout);
 }

@@ -30,6 +30,7 @@ using Verb = void (*)(CLI::App& program, const Options& options);
 
 void routesVerb(CLI::App& program, const Options& options);
 void forwardVerb(CLI::App& program, const Options& options);
+void labelsVerb(CLI::App& program, const Options& options);
 
 /// Raised in what an agent waits for when a signal asks it to end; main ends the process in good order.
 struct Stopped {};
@@ -57,7 +58,8 @@ class Process {
    }
    /// Waits until `done`; raises Stopped when a signal comes.
    void waitUntil(const std::function<bool()>& done) { database_.turnUntil(done, tools::Database::forEver); }
-   /// Prints "ready", once, for whoever started the process.
+   /// Prints "ready", once, for whoever started the process: when the server has taken over what it
+   /// published, however long that takes. Raises Stopped when a signal comes before.
    void sayReady();
    /// Turns the loop until a signal comes.
    void serve();

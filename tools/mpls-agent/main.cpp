@@ -13,7 +13,7 @@ namespace {
 using agent::Failure;
 using agent::Outcome;
 
-constexpr agent::Verb verbs[] = {agent::routesVerb, agent::forwardVerb};
+constexpr agent::Verb verbs[] = {agent::routesVerb, agent::forwardVerb, agent::labelsVerb};
 
 constexpr auto footer =
     R"(An agent waits for the database server and for what it has to mount, says "ready" on standard output once

@@ -37,6 +37,7 @@ using Verb = void (*)(CLI::App& program, Session& session);
 void loadVerb(CLI::App& program, Session& session);
 void routeVerb(CLI::App& program, Session& session);
 void showVerb(CLI::App& program, Session& session);
+void explainVerb(CLI::App& program, Session& session);
 void watchVerb(CLI::App& program, Session& session);
 void verifyVerb(CLI::App& program, Session& session);
 void statsVerb(CLI::App& program, Session& session);
@@ -46,8 +47,11 @@ void configVerb(CLI::App& program, Session& session);
 void dbVerb(CLI::App& program, Session& session);
 void ldpVerb(CLI::App& program, Session& session);
 void segmentRoutingVerb(CLI::App& program, Session& session);
+void labelVerb(CLI::App& program, Session& session);
+void ownerVerb(CLI::App& program, Session& session);
 
 /// The nouns of `show` that stand beside their verbs.
 void addShowLdp(CLI::App& show, Session& session);
+void addShowLabels(CLI::App& show, Session& session);
 
 } // namespace mplsctl

@@ -9,8 +9,7 @@ namespace mplsctl {
 using Hubdb::MountFilter;
 
 Vok::Ptr<Vok::Entity> Connection::present(const std::string& path, const Vok::EntityType& type) {
-   const std::string directory = path.substr(0, path.rfind('/') + 1);
-   database.mount({{directory, type.name(), MountFilter::entries()}});
+   database.mount({{tools::paths::directoryOf(path), type.name(), MountFilter::entries()}});
    const auto entity = manager()->getEntity(path);
    return entity && entity->vokEntityType().isA(type) ? entity : nullptr;
 }

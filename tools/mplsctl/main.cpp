@@ -13,8 +13,9 @@ namespace {
 
 using namespace mplsctl;
 
-constexpr Verb verbs[] = {loadVerb,   routeVerb, sourceVerb, configVerb,         showVerb, watchVerb,
-                          verifyVerb, statsVerb, ldpVerb,    segmentRoutingVerb, dbVerb,   schemaVerb};
+constexpr Verb verbs[] = {loadVerb,  routeVerb,   sourceVerb,         labelVerb, configVerb,
+                          showVerb,  explainVerb, ownerVerb,          watchVerb, verifyVerb,
+                          statsVerb, ldpVerb,     segmentRoutingVerb, dbVerb,    schemaVerb};
 
 int report(const Failure& failure) {
    std::fprintf(stderr, "mplsctl: %s\n", failure.what());

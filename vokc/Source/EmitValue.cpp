@@ -237,9 +237,9 @@ class ValueEmitter {
          entry += "<&" + type_.name + "::" + stored(field.name) + ">(" + literal(field.name);
          entries.push_back(entry + (field.docs.empty() ? ")" : ", " + docLiteral(field.docs) + ")"));
       }
-      const std::string head = "static constexpr auto vokFields()";
-      const std::string body =
-          entries.empty() ? "return std::tuple<>();" : list("return std::tuple(", entries, ");", 6);
+      line("template <class Use>");
+      const std::string head = "static constexpr auto vokFields(Use use)";
+      const std::string body = entries.empty() ? "return use();" : list("return use(", entries, ");", 6);
       fragment_.definition += body.find('\n') == std::string::npos
                                   ? indented(inlined(head, body), 3)
                                   : "   " + head + " {\n" + indented(body + "\n", 6) + "   }\n";

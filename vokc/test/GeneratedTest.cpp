@@ -88,7 +88,7 @@ TEST(GeneratedTest, whatIsDecidedByHandIs) {
    Vok::NboAttrLog::Writer log;
    const ByHand written(0x102);
    ByHand::vokType().writeLog(&written, log);
-   EXPECT_EQ(log.buffer(), std::vector<Vok::U8>{2});
+   EXPECT_EQ(std::vector<Vok::U8>(log.buffer().begin(), log.buffer().end()), std::vector<Vok::U8>{2});
    Vok::NboAttrLog::Reader reader(log.buffer());
    ByHand read;
    ByHand::vokType().readLog(reader, &read);

@@ -15,7 +15,7 @@ std::string textOf(const Vok::Type& type, const void* value) {
 std::vector<Vok::U8> logOf(const Vok::Type& type, const void* value) {
    Vok::NboAttrLog::Writer log;
    type.writeLog(value, log);
-   return log.buffer();
+   return {log.buffer().begin(), log.buffer().end()};
 }
 
 void RandomValue::fill(const Vok::Type& type, void* value) {

@@ -9,18 +9,14 @@
 
 namespace agent {
 
+using tools::config::isProduced;
 using tools::config::LfibWish;
 using tools::config::routeSource;
 using tools::config::vrfLabelOf;
-using tools::config::vrfLabelSource;
 
 namespace {
 
 constinit Vok::TraceFacility trace("LfibRoutes");
-
-bool isOurs(Mpls::LFib::Source source) {
-   return source == routeSource || source == vrfLabelSource;
-}
 
 } // namespace
 
@@ -90,7 +86,7 @@ void LfibRoutes::converge() {
       settle(Mpls::RouteKey::fromLabel(entry.key));
    Vok::U32 removed = 0;
    for (const Mpls::LfibRoute& row : lfib_.status()->lfibRouteEach()) {
-      if (!isOurs(row.source()) || routes_.contains(row.key()) ||
+      if (!isProduced(row.source()) || routes_.contains(row.key()) ||
           !!vrfLabelOf(*merge_.vrfLabels(), row.key()))
          continue;
       writer_->lfibRouteDel(row.key());
@@ -122,7 +118,7 @@ void LfibRoutes::settle(const Mpls::RouteKey& key) {
       if (auto line = trace.at(1))
          line << "the route of " << key << " gives way to the VRF label";
    const Mpls::LfibRoute row = lfib_.status()->lfibRoute(key);
-   if (!row || isOurs(row.source()))
+   if (!row || isProduced(row.source()))
       return write(key, row);
    if (auto line = trace.at(1))
       line << "label stack " << key << " is held in the tables by " << stringValue(row.source());

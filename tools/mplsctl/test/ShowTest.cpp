@@ -1,7 +1,9 @@
 #include "tools/mplsctl/test/Fixture.h"
 
 #include "tools/mplsctl/Command.h"
+#include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
+#include "tools/mplsctl/verbs/ShowTracking.h"
 
 #include <nlohmann/json.hpp>
 
@@ -119,6 +121,36 @@ TEST_F(Show, OneRouteInFull) {
    EXPECT_EQ(
        refusal([&] { printed([&](tools::Output& out) { showRoute(tables, key(99), ShowFormat::text, out); }); }),
        "1: there is no route for label 99");
+}
+
+TEST_F(Show, WhoUsesWhat) {
+   const auto ldp = Mpls::LFib::Source::lfibSourceLdp;
+   put(17, {{"10.0.0.9", {18}}});
+   const Mpls::LfibViaSetKey shared = tables.lfibRoute.lookup(key(17)).viaSetKey();
+   status->lfibRouteIs(Mpls::LfibRoute(key(19), shared, ldp, {}, {}));
+   status->lfibRouteIs(Mpls::LfibRoute(key(18), shared, ldp, {}, {}));
+   const auto tracked = [&](auto track, const std::string& text) {
+      std::string answer;
+      const std::string shown =
+          printed([&](tools::Output& out) { answer = refusal([&] { track(tables, text, true, out); }); });
+      return answer == "accepted" ? json::parse(shown).at("viaSets").dump() : answer;
+   };
+   const std::string all = R"({"lfibSourceLdp/viaTypeMplsIp/unicast/3":{"routes":["17","18","19"]}})";
+   EXPECT_EQ(keyText(shared), "lfibSourceLdp/viaTypeMplsIp/unicast/3");
+   EXPECT_EQ(tracked(trackLabel, "18"), all);
+   EXPECT_EQ(tracked(trackViaSet, keyText(shared)), all);
+   EXPECT_EQ(tracked(trackVia, "lfibSourceLdp/viaTypeMplsIp/2"), all);
+   for (const char* label : {"17", "18", "19"})
+      status->lfibRouteDel(key(static_cast<unsigned>(std::atoi(label))));
+   EXPECT_EQ(tracked(trackViaSet, keyText(shared)),
+             R"({"lfibSourceLdp/viaTypeMplsIp/unicast/3":{"routes":[]}})");
+   EXPECT_EQ(tracked(trackLabel, "18"), "1: there is no route for label 18");
+   EXPECT_EQ(tracked(trackViaSet, "lfibSourceLdp/viaTypeMplsIp/unicast/9"),
+             "1: there is no via set lfibSourceLdp/viaTypeMplsIp/unicast/9");
+   EXPECT_EQ(tracked(trackVia, "lfibSourceLdp/viaTypeMplsIp/9"),
+             "1: there is no via lfibSourceLdp/viaTypeMplsIp/9");
+   for (const char* wrong : {"", "18", "ldp/viaTypeMplsIp/2", "lfibSourceLdp/viaTypeMplsIp/unicast/x"})
+      EXPECT_EQ(tracked(trackVia, wrong), "2: '" + std::string(wrong) + "' is no key of a via");
 }
 
 TEST_F(Show, ViaSetsWithTheirUsesAndViasOfTheTable) {

@@ -25,14 +25,9 @@ struct DbOptions {
    bool json = false;
 };
 
-/// The directory that a path stands in; empty when there is none.
-std::string directoryOf(const std::string& path) {
-   return path.substr(0, path.rfind('/') + 1);
-}
-
 /// Mounts what stands at a path, whatever its type, by way of its directory.
 Vok::Ptr<Vok::Entity> anyEntity(Connection& connection, const std::string& path) {
-   const std::string directory = directoryOf(path);
+   const std::string directory = tools::paths::directoryOf(path);
    if (directory.empty())
       throw Failure(Outcome::usage, "'" + path + "' stands in no directory",
                     "give a path such as mpls/config/global");

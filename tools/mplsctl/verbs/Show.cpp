@@ -5,6 +5,7 @@
 #include "tools/mplsctl/formats/Words.h"
 #include "tools/mplsctl/verbs/ShowConfig.h"
 #include "tools/mplsctl/verbs/ShowHardware.h"
+#include "tools/mplsctl/verbs/ShowTracking.h"
 
 #include <CLI/CLI.hpp>
 
@@ -54,14 +55,14 @@ CLI::App* addNoun(CLI::App& show, Session& session, const std::shared_ptr<Option
    return command;
 }
 
+} // namespace
+
 Kinet::MplsLabel labelOf(std::string_view text) {
    if (const auto label = labelFromText(text))
       return Kinet::MplsLabel(*label);
    throw Failure(Outcome::usage, "'" + std::string(text) + "' is no label",
                  "give a number from 0 to 1048575, or a name such as implicit-null");
 }
-
-} // namespace
 
 Mpls::RouteKey routeKeyFromText(std::string_view text) {
    std::vector<Kinet::MplsLabel> topFirst;
@@ -123,7 +124,9 @@ void showVerb(CLI::App& program, Session& session) {
            });
    declareShowConfig(*show, session);
    declareShowHardware(*show, session);
+   declareShowTracking(*show, session);
    addShowLdp(*show, session);
+   addShowLabels(*show, session);
 }
 
 } // namespace mplsctl

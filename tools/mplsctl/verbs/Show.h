@@ -22,6 +22,9 @@ void showViaSets(const LfibTables& tables, ShowFormat format, tools::Output& out
 /// A line a via, of every kind.
 void showVias(const LfibTables& tables, ShowFormat format, tools::Output& out);
 
+/// A label given as "16" or "implicit-null". Raises Failure.
+Kinet::MplsLabel labelOf(std::string_view text);
+
 /// The key of a route given as "16", "implicit-null" or "24019/24011", the top label first. Raises Failure.
 Mpls::RouteKey routeKeyFromText(std::string_view text);
 

@@ -2,7 +2,6 @@
 
 #include "tools/common/Paths.h"
 #include "tools/config/RouteProducer.h"
-#include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 
 #include <CLI/CLI.hpp>
@@ -13,32 +12,13 @@
 namespace mplsctl {
 
 using tools::config::Inputs;
+using tools::config::sourceOf;
 using tools::config::vrfLabelOf;
 using tools::config::Withheld;
 
 namespace {
 
 namespace paths = tools::paths;
-
-/// Everything that the shown pages need: the inputs, and what the agent has made of them.
-struct Configuration {
-   explicit Configuration(const Session& session) : connection(session) {
-      auto mounts = tools::config::presentInputMounts();
-      for (const auto& [path, type] : {std::pair(paths::routeConfig, Mpls::RouteConfig::vokType().name()),
-                                       std::pair(paths::vrfConfig, Mpls::VrfLabelConfig::vokType().name())})
-         mounts.push_back(
-             {std::string(path.substr(0, path.rfind('/') + 1)), type, Hubdb::MountFilter::entries()});
-      connection.database.mount(mounts);
-      inputs = tools::config::presentInputs(*connection.manager());
-      routes = connection.manager()->get<Mpls::RouteConfig>(paths::routeConfig);
-      vrfLabels = connection.manager()->get<Mpls::VrfLabelConfig>(paths::vrfConfig);
-   }
-
-   Connection connection;
-   Inputs inputs;
-   Vok::Ptr<Mpls::RouteConfig> routes;       ///< null when nobody has merged yet
-   Vok::Ptr<Mpls::VrfLabelConfig> vrfLabels; ///< null when nobody has merged yet
-};
 
 // ---- sources ----
 
@@ -96,18 +76,6 @@ void showSources(const Configuration& configuration, bool inJson, tools::Output&
 }
 
 // ---- merged ----
-
-/// Who configured a merged route: the source in whose input it lives.
-std::string sourceOf(const Mpls::Route& route) {
-   return route.vokParent() ? route.vokParent()->vokName().text() : std::string("-");
-}
-
-std::string sourceOf(const Inputs& inputs, const Mpls::VrfLabel& merged) {
-   for (const auto& [name, input] : inputs.vrfLabels)
-      if (input->vrfLabel(merged.label()) == merged)
-         return name;
-   return "-";
-}
 
 std::vector<const Mpls::Route*> sortedRoutes(const Mpls::RouteConfig& config) {
    std::vector<const Mpls::Route*> routes;
@@ -224,6 +192,17 @@ void showConflicts(const Configuration& configuration, bool inJson, tools::Outpu
 
 } // namespace
 
+Configuration::Configuration(Connection& connection) {
+   auto mounts = tools::config::presentInputMounts();
+   for (const auto& [path, type] : {std::pair(paths::routeConfig, Mpls::RouteConfig::vokType().name()),
+                                    std::pair(paths::vrfConfig, Mpls::VrfLabelConfig::vokType().name())})
+      mounts.push_back({paths::directoryOf(path), type, Hubdb::MountFilter::entries()});
+   connection.database.mount(mounts);
+   inputs = tools::config::presentInputs(*connection.manager());
+   routes = connection.manager()->get<Mpls::RouteConfig>(paths::routeConfig);
+   vrfLabels = connection.manager()->get<Mpls::VrfLabelConfig>(paths::vrfConfig);
+}
+
 void describe(const Mpls::Via& via, Hop& hop) {
    Mpls::LfibMplsVia row;
    std::string why;
@@ -235,19 +214,34 @@ void describe(const Mpls::Via& via, Hop& hop) {
    }
 }
 
+void printRemedies(tools::Output& out, const std::vector<Withheld::Remedy>& remedies, std::size_t indent) {
+   for (const Withheld::Remedy& remedy : remedies) {
+      out.blanks(indent);
+      out.print("to {}:\n", remedy.effect);
+      for (const std::string& command : remedy.commands) {
+         out.blanks(indent + 3);
+         out.print("{}\n", command);
+      }
+   }
+}
+
+void writeRemedies(tools::Json& json, const std::vector<Withheld::Remedy>& remedies) {
+   json.key("remedies").array();
+   for (const Withheld::Remedy& remedy : remedies) {
+      json.object().field("effect", remedy.effect).key("commands").array();
+      for (const std::string& command : remedy.commands)
+         json.value(command);
+      json.end().end();
+   }
+   json.end();
+}
+
 void printWithheld(tools::Output& out, const std::vector<Withheld>& withheld) {
    if (withheld.empty())
       out << "no conflicts\n";
    for (const Withheld& entry : withheld) {
-      out.print("{}", tools::config::labelWords(entry.key));
-      if (entry.metric != Mpls::RouteMetric())
-         out.print(" metric {}", entry.metric.value());
-      out.print(" from {}: {}\n", fmt::join(entry.sources, ", "), entry.why);
-      for (const Withheld::Remedy& remedy : entry.remedies) {
-         out.print("   to {}:\n", remedy.effect);
-         for (const std::string& command : remedy.commands)
-            out.print("      {}\n", command);
-      }
+      out << sentence(entry) << "\n";
+      printRemedies(out, entry.remedies, 3);
    }
 }
 
@@ -262,14 +256,8 @@ void writeWithheld(tools::Json& json, const std::vector<Withheld>& withheld) {
       json.end();
       if (!entry.winner.empty())
          json.field("winner", entry.winner);
-      json.field("why", entry.why).key("remedies").array();
-      for (const Withheld::Remedy& remedy : entry.remedies) {
-         json.object().field("effect", remedy.effect).key("commands").array();
-         for (const std::string& command : remedy.commands)
-            json.value(command);
-         json.end().end();
-      }
-      json.end().end();
+      writeRemedies(json.field("why", entry.why), entry.remedies);
+      json.end();
    }
 }
 
@@ -280,7 +268,8 @@ void declareShowConfig(CLI::App& show, const Session& session) {
       auto inJson = std::make_shared<bool>(false);
       command->add_flag("--json", *inJson, "Print one JSON object");
       command->callback([&session, inJson, shown] {
-         const Configuration configuration(session);
+         Connection connection(session);
+         const Configuration configuration(connection);
          tools::Output out;
          shown(configuration, *inJson, out);
          out.flush();

@@ -1,19 +1,17 @@
 #include "tools/mplsctl/verbs/ShowHardware.h"
 
-#include "tools/common/Lfib.h"
 #include "tools/common/Tables.h"
 #include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
 
 #include "Mpls/LfibIpLookupSm.h"
-#include "Mpls/LfibTrackingSm.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 
-/// `mplsctl show hardware|ip-lookup|tracking`.
+/// `mplsctl show hardware|ip-lookup`.
 
 namespace mplsctl {
 
@@ -69,7 +67,8 @@ void printHardware(const HardwareView& view, tools::Output& out) {
 }
 
 void showHardware(const Session& session, bool inJson, tools::Output& out) {
-   const HardwareView view(session);
+   Connection connection(session);
+   const HardwareView view(connection);
    if (!view.status)
       throw Failure(Outcome::failed, "no hardware status is reported", agentNext);
    inJson ? writeHardware(view, out) : printHardware(view, out);
@@ -104,79 +103,10 @@ void showIpLookup(const Session& session, bool inJson, tools::Output& out) {
    table.print(out);
 }
 
-// ---- tracking ----
-
-/// The tracking machine over the tables as they stand.
-struct Tracking {
-   explicit Tracking(const std::string& pool) : lfib(tools::openReader(pool)) {}
-   std::unique_ptr<tools::Lfib> lfib;
-   Vok::Ptr<Mpls::LfibTrackingStatus> status = Mpls::lfibTrackingStatusFactory(Vok::Name("mplsctl"));
-   Vok::Ptr<Mpls::LfibTrackingSm> machine =
-       Mpls::lfibTrackingSmFactory(lfib->status(), status, Mpls::LfibTrackingMode(), "mplsctl");
-
-   std::vector<Mpls::RouteKey> routesOf(const Mpls::LfibViaSetKey& key) const {
-      const auto routes = status->viaSetKeyToRouteKeySet(key);
-      return routes ? inOrder<Mpls::RouteKey>(routes->routeKeyEach()) : std::vector<Mpls::RouteKey>();
-   }
-};
-
-void print(const Tracking& tracking, const std::vector<Mpls::LfibViaSetKey>& viaSets, bool inJson,
-           tools::Output& out) {
-   tools::Json json(out, 2);
-   if (inJson)
-      json.object().key("viaSets").object();
-   for (const Mpls::LfibViaSetKey& key : viaSets) {
-      const auto routes = tracking.routesOf(key);
-      if (!inJson) {
-         out.print("Via set {} is used by {} routes\n", keyText(key), routes.size());
-         for (const Mpls::RouteKey& route : routes)
-            out.print("   {}\n", labelText(route));
-         continue;
-      }
-      json.key(keyText(key)).object().key("routes").array();
-      for (const Mpls::RouteKey& route : routes)
-         json.value(labelText(route));
-      json.end().end();
-   }
-   if (inJson)
-      json.end().end();
-}
-
-/// The one of `keys` that is written so.
-template <class Key, class Each>
-Key keyWritten(const std::string& text, Each&& each, const char* what, const char* next) {
-   for (const auto& entry : each)
-      if (keyText(entry.key) == text)
-         return entry.key;
-   throw Failure(Outcome::failed, std::string("no ") + what + " " + text + " is used", next);
-}
-
-void trackViaSet(const Tracking& tracking, const std::string& text, bool inJson, tools::Output& out) {
-   const auto key = keyWritten<Mpls::LfibViaSetKey>(text, tracking.status->viaSetKeyToRouteKeySetEach(),
-                                                    "via set", "'mplsctl show viasets' lists them");
-   print(tracking, {key}, inJson, out);
-}
-
-void trackVia(const Tracking& tracking, const std::string& text, bool inJson, tools::Output& out) {
-   const auto key = keyWritten<Mpls::LfibViaKey>(text, tracking.machine->viaKeyToViaSetKeySetEach(), "via",
-                                                 "'mplsctl show vias' lists them");
-   const auto viaSets = tracking.machine->viaKeyToViaSetKeySet(key);
-   print(tracking, inOrder<Mpls::LfibViaSetKey>(viaSets->viaSetKeyEach()), inJson, out);
-}
-
-void trackLabel(const Tracking& tracking, const std::string& text, bool inJson, tools::Output& out) {
-   const Mpls::RouteKey route = routeKeyFromText(text);
-   if (!tracking.machine->routeKeyToViaSetKeyHas(route))
-      throw Failure(Outcome::failed, "there is no route for label " + labelText(route),
-                    "'mplsctl show routes' lists those that are there");
-   print(tracking, {tracking.machine->routeKeyToViaSetKey(route)}, inJson, out);
-}
-
 } // namespace
 
-HardwareView::HardwareView(const Session& session)
-    : connection(session),
-      refusals(Mpls::lfibHwStatusFactory(Vok::Name(std::string(tools::pools::hardware)))),
+HardwareView::HardwareView(Connection& connection)
+    : refusals(Mpls::lfibHwStatusFactory(Vok::Name(std::string(tools::pools::hardware)))),
       refusalTables(tools::mountForReading(refusals, std::string(tools::pools::hardware), {})) {
    status = Vok::ptrCast<Status>(connection.present(std::string(paths::hardwareStatus), Status::vokType()));
 }
@@ -215,26 +145,6 @@ void declareShowHardware(CLI::App& show, const Session& session) {
    };
    noun("hardware", "The routes that are programmed, and why others are not", showHardware);
    noun("ip-lookup", "The labels whose packets are looked up in a VRF", showIpLookup);
-
-   CLI::App* tracking = show.add_subcommand("tracking", "Who uses a via set, a via, or what a label uses");
-   tracking->require_subcommand(1);
-   using Tracked = void (*)(const Tracking&, const std::string&, bool, tools::Output&);
-   const auto by = [&](const char* name, const char* argument, const char* what, Tracked tracked) {
-      CLI::App* command = tracking->add_subcommand(name, what);
-      auto text = std::make_shared<std::string>();
-      auto inJson = std::make_shared<bool>(false);
-      command->add_option(argument, *text)->required();
-      command->add_flag("--json", *inJson, "Print one JSON object");
-      command->callback([&session, text, inJson, tracked] {
-         const Tracking all(session.pool);
-         tools::Output out;
-         tracked(all, *text, *inJson, out);
-         out.flush();
-      });
-   };
-   by("viaset", "KEY", "The routes that use this via set", trackViaSet);
-   by("via", "KEY", "The via sets that list this via, and their routes", trackVia);
-   by("label", "LABEL", "The via set of this label, and the routes that share it", trackLabel);
 }
 
 } // namespace mplsctl

@@ -17,7 +17,8 @@ namespace mplsctl {
 
 /// What forwarding reports, at this moment.
 struct HardwareView {
-   explicit HardwareView(const Session& session);
+   /// Mounts the report. Raises Failure when it may not be read.
+   explicit HardwareView(Connection& connection);
 
    std::vector<Mpls::RouteKey> keys() const; ///< of all routes, in order
    std::size_t unprogrammed() const;
@@ -25,13 +26,12 @@ struct HardwareView {
    /// Why a route is not programmed.
    std::string reason(const Mpls::RouteKey& key) const;
 
-   Connection connection;
    Vok::Ptr<Mpls::Hardware::Status> status; ///< null when nobody has reported yet
    Vok::Ptr<Mpls::LfibHwStatus> refusals;
    std::unique_ptr<VokPooltab::ReaderMount> refusalTables;
 };
 
-/// Declares `show hardware`, `show ip-lookup` and `show tracking`.
+/// Declares `show hardware` and `show ip-lookup`.
 void declareShowHardware(CLI::App& show, const Session& session);
 
 } // namespace mplsctl
