@@ -119,9 +119,10 @@ void LfibTrackingSm::addRouteKeyViaSetKeyMapping(const RouteKey& routeKey, const
 
 void LfibTrackingSm::delRouteKeyViaSetKeyMapping(const RouteKey& routeKey) {
    vokAssert(initialized());
-   const LfibViaSetKey viaSetKey = routeKeyToViaSetKey(routeKey);
-   if (!viaSetKey && !routeKeyToViaSetKeyHas(routeKey))
+   const LfibViaSetKey* const mapped = routeKeyToViaSetKey_.find(routeKey);
+   if (!mapped)
       return;
+   const LfibViaSetKey viaSetKey = *mapped;
    routeKeyToViaSetKeyDel(routeKey);
    const auto viaSetToRouteMap = lfibTrackingStatus()->viaSetKeyToRouteKeySet(viaSetKey);
    vokAssert(!!viaSetToRouteMap);
