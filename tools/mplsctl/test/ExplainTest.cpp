@@ -104,6 +104,8 @@ struct Piece {
    const char* name;
    void (*change)(Explain& way);
    const char* answer;
+
+   friend void PrintTo(const Piece& piece, std::ostream* out) { *out << piece.name; }
 };
 
 const Piece pieces[] = {
