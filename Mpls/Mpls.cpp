@@ -271,10 +271,6 @@ String ProtocolLfib::dumpState(Vok::U32 indent) const {
 
 // The configuration.
 
-void RouteConfig::routePrefetch(const RouteKeyAndMetric& key) const {
-   route_.prefetch(key);
-}
-
 String Config::dumpState(Vok::U32 indent) const {
    String text;
    line(text, indent, mplsRouting() ? "mplsRouting: True" : "mplsRouting: False");

@@ -10,10 +10,6 @@ namespace {
 
 constinit Vok::TraceFacility trace("MplsRouteConfigMergeSm");
 
-/// A sweep goes through maps as large as all sources together, in an order that none of them has: so many
-/// routes before it comes to one, it has the memory fetched that this one needs.
-constexpr Vok::U32 fetchedAhead = 8;
-
 Vok::String mountPath(const Vok::Name& source) {
    return "routing/mpls/route/input/dynamic/" + source.text();
 }
@@ -42,18 +38,8 @@ void RouteConfigMergeSm::handleConfigSource(const Vok::Name& source) {
    if (auto line = trace.entry(8))
       line << " source " << source;
    const Vok::Ptr<RouteConfigInput> input = expectedConfig(*this, source, trace);
-   const auto routes = input->routeEach();
-   auto ahead = routes.begin();
-   for (Vok::U32 i = 0; i < fetchedAhead && ahead != routes.end(); ++i)
-      ++ahead;
-   for (const auto& entry : routes) {
-      if (ahead != routes.end()) {
-         sourceSet_.prefetch((*ahead).key);
-         mergedConfig()->routePrefetch((*ahead).key);
-         ++ahead;
-      }
+   for (const auto& entry : input->routeEach())
       handleConfigEntry(source, entry.key);
-   }
 }
 
 void RouteConfigMergeSm::handleConfigEntry(const Vok::Name& source, const RouteKeyAndMetric& key) {

@@ -132,13 +132,6 @@ class HashMap {
       return true;
    }
 
-   /// Has the memory fetched in which a search for the key begins. For who will search soon, and has other
-   /// work until then.
-   void prefetch(const K& key) const {
-      if (isIndexed())
-         __builtin_prefetch(&spill_->places()[home(placeHash(key))]);
-   }
-
    Walk begin() const { return Walk(*this); }
    std::nullptr_t end() const { return nullptr; }
 
