@@ -93,7 +93,7 @@ void IndexWriter::erase(U64 gap) {
    Word* const entries = entries_;
    Word* const shifts = header_->shifts;
    U64 position = gap;
-   for (U64 steps = index.capacity(); --steps > 0;) {
+   for (U64 steps = index.probeMax(); --steps > 0;) {
       position = index.next(position);
       const Word moving = loadRelaxed(entries[position]);
       if (moving == 0)
@@ -111,16 +111,18 @@ void IndexWriter::erase(U64 gap) {
    storeRelease(entries[gap], 0);
 }
 
-void IndexWriter::fill(const IndexView& from) {
+bool IndexWriter::fill(const IndexView& from) {
    for (U64 at = 0; at < from.capacity(); ++at) {
       const Word moving = from.entry(at);
       if (moving == 0)
          continue;
-      U64 position = home(entryTag(moving));
-      while (loadRelaxed(entries_[position]) != 0)
-         position = next(position);
+      U64 position;
+      probe(entryTag(moving), position, [](U32, U64) { return false; });
+      if (entry(position) != 0)
+         return false;
       storeRelaxed(entries_[position], moving);
    }
+   return true;
 }
 
 } // namespace Pooltab

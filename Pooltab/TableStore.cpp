@@ -141,7 +141,7 @@ bool TableStore::putAt(const Place& place, const PackedKey& key, const PackedRow
 }
 
 void TableStore::insert(U64 position, const PackedKey& key, const PackedRow& row) {
-   if (count_ >= index_.limit()) {
+   while (index_.isFull(count_, position)) {
       growIndex();
       position = locate(key).position;
    }
@@ -207,8 +207,11 @@ bool TableStore::erase(const PackedKey& key) {
 void TableStore::growIndex() {
    ++moves_;
    const U64 old = index_.generation();
-   IndexWriter larger(*folder_, name_, rows_.header().preamble, old + 1, index_.bits() + 1);
-   larger.fill(index_);
+   IndexWriter larger;
+   unsigned bits = index_.bits();
+   do // once, but for a small index whose keys happen to want the same places
+      larger = IndexWriter(*folder_, name_, rows_.header().preamble, old + 1, ++bits);
+   while (!larger.fill(index_));
    folder_->publish(indexFileName(name_, old + 1));
    // Partner: TableView, which maps the new index when its miss finds the generation changed. The old file
    // lives on for those who have it mapped; what they find there is checked against the rows.

@@ -419,7 +419,7 @@ bool rowLoad(T& value, const U64* words, std::size_t bytes) {
 }
 
 /// The hash of a packed key for a table's index, seeded per table. Keys that differ only in the low
-/// three bits of their `near` number differ only in the low three bits of the tag.
+/// three bits of their `near` number differ only in the low three bits of the tag, each in another way.
 template <class Key>
 U32 packedTag(const U8* packed, U64 seed) {
    constexpr std::size_t bytes = packedSizeOf<Key>();
@@ -442,7 +442,7 @@ U32 packedTag(const U8* packed, U64 seed) {
       mixed += foldedProduct(word[i] ^ seed, 0x9e3779b97f4a7c15ull + 0xbf58476d1ce4e5b8ull * i);
    mixed = foldedProduct(mixed, 0x94d049bb133111ebull);
    const auto tag = static_cast<U32>(mixed >> 32 ^ mixed);
-   return nearAt == noNear ? tag : (tag & ~7u) | neighbour;
+   return tag ^ neighbour;
 }
 
 } // namespace Vok
