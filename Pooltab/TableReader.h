@@ -84,7 +84,7 @@ class TableReader {
 
    bool find(const Packed<Key>& key, RowCopy& row) const {
       return view_->findTold<fixedWords, keyBytes>(key.words(), row) ||
-             view_->find({tagOf<Key>(key.words(), view_->seed()), key.words()}, row);
+             view_->find<fixedWords, keyBytes>({tagOf<Key>(key.words(), view_->seed()), key.words()}, row);
    }
    bool load(const RowCopy& copy, Row& row) const {
       if (Vok::rowLoad(row, copy.payload, copy.bytes))
@@ -125,7 +125,7 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
          const Word* const key = packed[i].data();
          const bool isAt =
              slot[i] != TableView::noSlot && view_->findAt<fixedWords, keyBytes>(slot[i], key, copy);
-         if ((isAt || view_->find({tag[i], key}, copy)) && load(copy, row)) {
+         if ((isAt || view_->find<fixedWords, keyBytes>({tag[i], key}, copy)) && load(copy, row)) {
             ++found;
             visit(start + i, row);
          }

@@ -7,6 +7,8 @@ namespace {
 /// How often a miss is looked at anew because the index changed meanwhile. Each turn needs another unlucky
 /// change of the same stretch of the index, so that a living writer does not get there.
 constexpr int attemptsMax = 1000;
+/// Of the index: what a probe hardly ever goes beyond, from its home on.
+constexpr U64 usualStretch = 64;
 
 } // namespace
 
@@ -70,13 +72,10 @@ void TableView::tell(const Change& change) {
    listener_->onChange(*this, change);
 }
 
-bool TableView::find(const PackedKey& key, RowCopy& row) const {
+bool TableView::findBesideWriter(const PackedKey& key, RowCopy& row) const {
    if (!isMounted())
       return false;
-   // Most lookups find their row at the first look, which needs no counters.
-   U64 length = 0;
-   if (look(key, row, length) == Look::row)
-      return true;
+   U64 length = usualStretch;
    for (int attempt = 0; attempt < attemptsMax; ++attempt) {
       if (!indexIsCurrent())
          try {
@@ -115,18 +114,6 @@ TableView::Look TableView::look(const PackedKey& key, RowCopy& row, U64& length)
    });
    length = std::max(length, index_.probeLength(key.tag, end));
    return found ? Look::row : moved ? Look::again : Look::absent;
-}
-
-U32 TableView::findSlot(U32 tag) const {
-   if (!index_)
-      return noSlot;
-   U64 end;
-   U32 found = noSlot;
-   index_.probe(tag, end, [&](U32 slot, U64) {
-      found = slot;
-      return true;
-   });
-   return found;
 }
 
 void TableView::statistics(TableStatistics& statistics) const {

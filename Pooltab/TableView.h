@@ -63,7 +63,14 @@ class TableView {
    void statistics(TableStatistics& statistics) const;
 
    /// Copies the row under a key; false when there is none. Raises Vok::CorruptionDetectedError.
-   bool find(const PackedKey& key, RowCopy& row) const;
+   /// `fixedWords` as for walk().
+   template <unsigned fixedWords, U32 keyBytes>
+   bool find(const PackedKey& key, RowCopy& row) const {
+      // Most lookups find their row at the first look.
+      const U32 slot = findSlot(key.tag);
+      return (slot != noSlot && findAt<fixedWords, keyBytes>(slot, key.words, row)) ||
+             findBesideWriter(key, row);
+   }
    /// Copies the row in a slot if it is that key's; findSlot says where it should be. False says nothing
    /// about the row. `fixedWords` as for walk().
    template <unsigned fixedWords, U32 keyBytes>
@@ -89,7 +96,16 @@ class TableView {
 
    /// For lookups in batches: the index of several keys first, then the slots their tags name, then the rows.
    void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
-   U32 findSlot(U32 tag) const;
+   U32 findSlot(U32 tag) const {
+      U64 end;
+      U32 found = noSlot;
+      if (index_)
+         index_.probe(tag, end, [&](U32 slot, U64) {
+            found = slot;
+            return true;
+         });
+      return found;
+   }
    void prefetchRow(U32 slot) const { rows_.prefetch(slot); }
    /// False while the table is so small that prefetching costs more than it saves.
    bool isWorthPrefetching() const { return index_.capacity() >= prefetchFrom; }
@@ -99,6 +115,7 @@ class TableView {
   private:
    static constexpr U64 prefetchFrom = 16384;
 
+   bool findBesideWriter(const PackedKey& key, RowCopy& row) const;
    enum class Look { row, absent, again };
    Look look(const PackedKey& key, RowCopy& row, U64& length) const;
    bool indexIsCurrent() const;
