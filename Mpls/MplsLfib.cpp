@@ -121,9 +121,8 @@ bool viaInUse(const LfibStatus& lfib, const LfibViaKey& key) {
 } // namespace
 
 LfibViaKey LfibViaIndexAllocator::getViaKey(LfibViaType viaType) {
-   const Vok::U32 start = viaKeyIndex(viaType);
-   for (;;) {
-      const Vok::U32 index = viaKeyIndexInc(viaType, 1);
+   Vok::U32 index = viaKeyIndexInc(viaType, 1);
+   for (const Vok::U32 start = index - 1;; index = viaKeyIndexInc(viaType, 1)) {
       const LfibViaKey key(source(), viaType, index);
       if (!viaInUse(*pooltabLfib(), key))
          return key;
@@ -134,9 +133,8 @@ LfibViaKey LfibViaIndexAllocator::getViaKey(LfibViaType viaType) {
 
 LfibViaSetKey LfibViaIndexAllocator::getViaSetKey(LfibViaType viaType, LfibViaSetType viaSetType) {
    const ViaSetKeyIndexDomain domain(viaType, viaSetType);
-   const Vok::U32 start = viaSetKeyIndex(domain);
-   for (;;) {
-      const Vok::U32 index = viaSetKeyIndexInc(domain, 1);
+   Vok::U32 index = viaSetKeyIndexInc(domain, 1);
+   for (const Vok::U32 start = index - 1;; index = viaSetKeyIndexInc(domain, 1)) {
       const LfibViaSetKey key(source(), index, viaType, viaSetType);
       if (!pooltabLfib()->viaSetHas(key))
          return key;

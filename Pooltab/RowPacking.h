@@ -26,25 +26,12 @@ U32 tagOf(const Word* packedKey, U64 seed) {
    return Vok::packedTag<Key>(reinterpret_cast<const U8*>(packedKey), seed);
 }
 
-/// Keys whose `near` numbers agree in all but this many share a line of the index.
-inline constexpr U32 neighbours = 8;
-
 /// The `near` number of a key that has one.
 template <class Key>
 U32 nearNumberOf(const Word* packedKey) {
    U32 number;
    std::memcpy(&number, reinterpret_cast<const U8*>(packedKey) + Vok::nearOffset<Key>(), sizeof number);
    return number;
-}
-
-/// The tag of the keys of the next line: where a caller that goes through keys in order will be soon.
-template <class Key>
-U32 nextTagOf(const Word* packedKey, U64 seed) {
-   std::array<Word, wordsFor(Vok::rowBytesMax<Key>)> next;
-   std::memcpy(next.data(), packedKey, Vok::rowBytesMax<Key>);
-   const U32 number = nearNumberOf<Key>(packedKey) + neighbours;
-   std::memcpy(reinterpret_cast<U8*>(next.data()) + Vok::nearOffset<Key>(), &number, sizeof number);
-   return tagOf<Key>(next.data(), seed);
 }
 
 /// A key or a row in packed form, zero behind its last byte.

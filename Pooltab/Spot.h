@@ -20,8 +20,8 @@ class Spot {
       // Keys are mostly written, read and deleted in order: the next eight's line comes while these eight are
       // worked on.
       if constexpr (Vok::nearOffset<Key>() != Vok::noNear)
-         if (store.isNextGroup(nearNumberOf<Key>(packed_.words()) / neighbours))
-            store.prefetchIndex(nextTagOf<Key>(packed_.words(), store.seed()));
+         if (store.isNextGroup(nearNumberOf<Key>(packed_.words()) / Vok::nearALine))
+            store.prefetchIndex(tag_ + Vok::nearStep);
    }
 
    U32 tag() const { return tag_; }

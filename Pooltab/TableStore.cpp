@@ -65,12 +65,10 @@ void TableStore::make(const RowShape& shape, U64 oldGeneration) {
    space_.emplace(rows_);
 }
 
-Place TableStore::locate(const PackedKey& key) const {
-   if (key.place && isGood(*key.place))
-      return *key.place;
-   Place place;
+void TableStore::search(const PackedKey& key) const {
+   Place& place = *key.place;
+   const U32 keyBytes = shape().keyBytes;
    place.moves = moves_;
-   const U32 keyBytes = rows_.shape().keyBytes;
    place.found = index_.probe(key.tag, place.position, [&](U32 slot, U64) {
       place.slot = slot;
       return sameBytes(rows_.payload(slot), key.words, keyBytes);
@@ -80,13 +78,10 @@ Place TableStore::locate(const PackedKey& key) const {
       missed_.place = place;
       std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
    }
-   if (key.place)
-      *key.place = place;
-   return place;
 }
 
 std::optional<PackedRow> TableStore::find(const PackedKey& key) const {
-   const Place place = locate(key);
+   const Place& place = locate(key);
    if (!place.found)
       return std::nullopt;
    return PackedRow{stampBytes(loadRelaxed(rows_.head(place.slot).stamp)), rows_.payload(place.slot)};
@@ -118,7 +113,7 @@ bool TableStore::put(const PackedKey& key, const PackedRow& row) {
 }
 
 bool TableStore::putIfChanged(const PackedKey& key, const PackedRow& row) {
-   const Place place = locate(key);
+   const Place& place = locate(key);
    if (place.found && stampBytes(loadRelaxed(rows_.head(place.slot).stamp)) == row.bytes &&
        std::memcmp(rows_.payload(place.slot), row.words, row.bytes) == 0)
       return false;

@@ -26,8 +26,9 @@ struct Place {
 /// A packed key and its tag.
 struct PackedKey {
    U32 tag;
-   const Word* words;      ///< what stands behind the last byte of the key is ignored
-   Place* place = nullptr; ///< what the writer's caller remembers of the key; kept up to date
+   const Word* words; ///< what stands behind the last byte of the key is ignored
+   Place* place =
+       nullptr; ///< what the writer's caller remembers of the key; kept up to date. Null in readers
 };
 
 class TableStore {
@@ -91,7 +92,12 @@ class TableStore {
    bool isGood(const Place& place) const {
       return place.moves == moves_ && (place.found || index_.entry(place.position) == 0);
    }
-   Place locate(const PackedKey& key) const;
+   const Place& locate(const PackedKey& key) const {
+      if (!isGood(*key.place))
+         search(key);
+      return *key.place;
+   }
+   void search(const PackedKey& key) const;
    bool putAt(const Place& place, const PackedKey& key, const PackedRow& row);
    void make(const RowShape& shape, U64 oldGeneration);
    bool takeOver(const RowShape& shape, U64& oldGeneration);

@@ -70,19 +70,17 @@ inline constexpr unsigned wordsFor(unsigned bytes) {
    return (bytes + 7) / 8;
 }
 
-/// Compares the first `bytes` bytes in memory of two runs of whole words. Keys are a few words; a call of
-/// memcmp would cost more than it does.
+/// Compares the first bytes in memory, one at least, of two runs of whole words. Keys are a few words; a call
+/// of memcmp would cost more than it does.
 inline bool sameBytes(const Word* a, const Word* b, unsigned bytes) {
-   const unsigned whole = bytes / 8;
-   Word differences = 0;
-   for (unsigned i = 0; i < whole; ++i)
-      differences |= a[i] ^ b[i];
-   if (const unsigned rest = bytes % 8; rest > 0) {
-      const Word mask = std::endian::native == std::endian::little ? ~Word{0} >> (64 - 8 * rest)
-                                                                   : ~Word{0} << (64 - 8 * rest);
-      differences |= (a[whole] ^ b[whole]) & mask;
-   }
-   return differences == 0;
+   const unsigned last = (bytes - 1) / 8;
+   for (unsigned i = 0; i < last; ++i)
+      if (a[i] != b[i])
+         return false;
+   const unsigned spareBits = 64 * (last + 1) - 8 * bytes;
+   const Word differences = a[last] ^ b[last];
+   return (std::endian::native == std::endian::little ? differences << spareBits
+                                                      : differences >> spareBits) == 0;
 }
 
 } // namespace Pooltab

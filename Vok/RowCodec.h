@@ -67,6 +67,15 @@ U64 loadWord(const U8* at) {
    }
 }
 
+/// For each word of packed bytes, a mask of all its bytes but the four that start at `at`.
+template <std::size_t words>
+constexpr std::array<U64, words> wordsWithout(std::size_t at) {
+   std::array<U8, 8 * words> bytes;
+   for (std::size_t i = 0; i < bytes.size(); ++i)
+      bytes[i] = i - at < sizeof(U32) ? 0x00 : 0xff;
+   return std::bit_cast<std::array<U64, words>>(bytes);
+}
+
 } // namespace RowCodecDetail
 
 template <class T>
@@ -418,31 +427,38 @@ bool rowLoad(T& value, const U64* words, std::size_t bytes) {
    }
 }
 
-/// The hash of a packed key for a table's index, seeded per table. Keys that differ only in the low
-/// three bits of their `near` number differ only in the low three bits of the tag, each in another way.
+/// The `near` numbers of a table whose keys are numbered without gaps are this many a line of its index, and
+/// the tags of a line and of the next are this far apart.
+inline constexpr U32 nearALine = 8;
+inline constexpr U32 nearStep = 0x9e3779b9;
+
+/// The hash of a packed key for a table's index, seeded per table. Its high bits choose a line, its low three
+/// bits a place there.
+///
+/// Eight keys that differ only in the low three bits of their `near` number get the eight places of one line.
+/// The lines of successive eights follow one another at the golden ratio of the index, which spreads any
+/// number of them more evenly than chance would: keys without gaps hardly ever find their place taken.
 template <class Key>
 U32 packedTag(const U8* packed, U64 seed) {
    constexpr std::size_t bytes = packedSizeOf<Key>();
    constexpr std::size_t words = (bytes + 7) / 8;
-   std::array<U64, words> word;
-   for (std::size_t i = 0; i + 1 < words; ++i)
-      word[i] = RowCodecDetail::loadWord<8>(packed + 8 * i);
-   word[words - 1] = RowCodecDetail::loadWord<bytes - 8 * (words - 1)>(packed + 8 * (words - 1));
-   U32 neighbour = 0;
    constexpr std::size_t nearAt = nearOffset<Key>();
-   if constexpr (nearAt != noNear) {
-      constexpr bool little = std::endian::native == std::endian::little;
-      constexpr std::size_t byte = little ? nearAt : nearAt + 3;
-      constexpr unsigned shift = 8 * (little ? byte % 8 : 7 - byte % 8);
-      neighbour = static_cast<U32>(word[byte / 8] >> shift) & 7u;
-      word[byte / 8] &= ~(U64{7} << shift);
-   }
    U64 mixed = 0;
-   for (std::size_t i = 0; i < words; ++i)
-      mixed += foldedProduct(word[i] ^ seed, 0x9e3779b97f4a7c15ull + 0xbf58476d1ce4e5b8ull * i);
+   [&]<std::size_t... i>(std::index_sequence<i...>) {
+      constexpr auto others = RowCodecDetail::wordsWithout<words>(nearAt);
+      constexpr auto bytesOf = [](std::size_t word) { return std::min<std::size_t>(8, bytes - 8 * word); };
+      ((mixed += foldedProduct((RowCodecDetail::loadWord<bytesOf(i)>(packed + 8 * i) & others[i]) ^ seed,
+                               0x9e3779b97f4a7c15ull + 0xbf58476d1ce4e5b8ull * i)),
+       ...);
+   }
+   (std::make_index_sequence<words>());
    mixed = foldedProduct(mixed, 0x94d049bb133111ebull);
    const auto tag = static_cast<U32>(mixed >> 32 ^ mixed);
-   return tag ^ neighbour;
+   if constexpr (nearAt == noNear)
+      return tag;
+   U32 number;
+   std::memcpy(&number, packed + nearAt, sizeof number);
+   return (tag + number / nearALine * nearStep) ^ number % nearALine;
 }
 
 } // namespace Vok
