@@ -1,5 +1,7 @@
 #include "Pooltab/PoolReader.h"
 
+#include <utility>
+
 namespace Pooltab {
 
 PoolReader::PoolReader(std::shared_ptr<Folder> folder) : folder_(std::move(folder)) {
@@ -12,8 +14,8 @@ int PoolReader::descriptor() {
    return listener_->descriptor();
 }
 
-void PoolReader::drain() {
-   if (!listener_ || listener_->drain())
+void PoolReader::emptyBell() {
+   if (listener_->drain())
       return;
    control_ = ControlReader();
    for (const auto& [name, view] : views_)
@@ -108,6 +110,17 @@ bool PoolReader::deliverNext(std::size_t& told) {
 }
 
 std::size_t PoolReader::deliver(std::size_t max) {
+   std::size_t told = deliverLogged(max);
+   if (std::exchange(isDrainDue_, false)) {
+      emptyBell();
+      // A ring that came before the bell was emptied wakes nobody any more. What it was for, changes or a new
+      // file, was there before it and is seen by this second look; a later ring wakes.
+      told += deliverLogged(max - told);
+   }
+   return told;
+}
+
+std::size_t PoolReader::deliverLogged(std::size_t max) {
    refresh();
    std::size_t told = 0;
    for (unsigned number = 0; control_ && told < max; ++number) {

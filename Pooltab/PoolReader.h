@@ -24,7 +24,8 @@ class PoolReader {
    /// Readable when there may be something to deliver. Drain it, then deliver until nothing comes. Listening
    /// begins with the first call: deliver once after it.
    int descriptor();
-   void drain();
+   /// Has the next deliver() make the descriptor unreadable, once it has told of what woke the caller.
+   void drain() { isDrainDue_ = listener_ != nullptr; }
 
    /// Mounts what has come, then tells the tables' listeners of up to `max` changes, in the order of writing.
    /// Returns how many it told of; less than `max` means that the reader has caught up. Changes of tables
@@ -57,9 +58,12 @@ class PoolReader {
    TableView* viewOf(U8 number);
    void prefetchRows() const;
    bool deliverNext(std::size_t& told);
+   std::size_t deliverLogged(std::size_t max);
+   void emptyBell();
 
    std::shared_ptr<Folder> folder_;
    std::unique_ptr<Listener> listener_;
+   bool isDrainDue_ = false;
    ControlReader control_;
    ChangeCursor cursor_;
    std::map<std::string, std::unique_ptr<TableView>, std::less<>> views_;

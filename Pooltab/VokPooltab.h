@@ -56,6 +56,7 @@ class ReaderMount {
    Pooltab::PoolReader& pool() { return *pool_; }
    /// Readable when there may be something to deliver.
    int descriptor() { return pool_->descriptor(); }
+   /// To be followed by deliver(), which makes the descriptor unreadable.
    void drain() { pool_->drain(); }
    /// Notifies the entity's observers of up to `max` changes; less means that it has caught up. Observers may
    /// end this mount.

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Pooltab/PrivateFolder.h"
 #include "Pooltab/test/TestTables.h"
 
 #include <csignal>
@@ -239,7 +240,6 @@ TEST(Process, SleepersAreWokenThroughADescriptor) {
          reader.drain();
          reader.deliver(1);
       }
-      reader.drain();
       EXPECT_FALSE(isReadable(reader.descriptor(), 0));
       for (U32 i = 0; i < 100; ++i)
          writer.is(FixedRow{{i, 0}, i});
@@ -248,11 +248,68 @@ TEST(Process, SleepersAreWokenThroughADescriptor) {
       pool.flush();
       EXPECT_TRUE(isReadable(reader.descriptor(), 5000));
       reader.drain();
+      reader.deliver(1);
       EXPECT_FALSE(isReadable(reader.descriptor(), 0)) << "one wake-up for a burst";
       EXPECT_EQ(table.size(), 100u);
       for (U32 i = 0; i < 5000; ++i)
          writer.is(FixedRow{{i, 0}, i + 1});
       EXPECT_TRUE(isReadable(reader.descriptor(), 5000)) << "a long burst rings by itself";
+   }
+}
+
+/// A folder in which something happens while a listener's doorbell is emptied.
+class EventfulFolder : public PrivateFolder {
+  public:
+   EventfulFolder() : PrivateFolder("p") {}
+   std::unique_ptr<Listener> listen() override {
+      return std::make_unique<Bell>(*this, PrivateFolder::listen());
+   }
+   std::function<void()> before = [] {};
+   std::function<void()> after = [] {};
+
+  private:
+   struct Bell : Listener {
+      Bell(EventfulFolder& place, std::unique_ptr<Listener> quiet) : folder(place), inner(std::move(quiet)) {}
+      int descriptor() const override { return inner->descriptor(); }
+      bool drain() override {
+         std::exchange(folder.before, [] {})();
+         const bool isThere = inner->drain();
+         std::exchange(folder.after, [] {})();
+         return isThere;
+      }
+      EventfulFolder& folder;
+      std::unique_ptr<Listener> inner;
+   };
+};
+
+/// Whoever goes to sleep has been told of everything that was rung for.
+TEST(Process, NoWakeUpIsLostWhileTheDoorbellIsEmptied) {
+   for (const auto when : {&EventfulFolder::before, &EventfulFolder::after}) {
+      const auto folder = std::make_shared<EventfulFolder>();
+      PoolWriter pool(folder);
+      TableWriter<FixedRow> writer(pool, "t");
+      PoolReader reader(folder);
+      const int descriptor = reader.descriptor();
+      const TableReader<FixedRow> table(reader, "t");
+      const TableReader<FixedRow> late(reader, "late");
+      const auto wakeWith = [&](const std::function<void()>& event) {
+         (*folder).*when = event;
+         writer.is(FixedRow{{1, 0}, 1});
+         pool.flush();
+         for (int turn = 0; turn < 2 && isReadable(descriptor, 0); ++turn) {
+            reader.drain();
+            reader.deliver(100);
+         }
+         EXPECT_FALSE(isReadable(descriptor, 0));
+      };
+      wakeWith([&] {
+         writer.is(FixedRow{{1, 0}, 2});
+         pool.flush();
+      });
+      EXPECT_EQ(reader.position(), pool.logPosition());
+      EXPECT_EQ(late.mountStatus(), MountStatus::unmounted);
+      wakeWith([&] { TableWriter<FixedRow>(pool, "late"); });
+      EXPECT_EQ(late.mountStatus(), MountStatus::mounted);
    }
 }
 
