@@ -75,7 +75,7 @@ void FlatMapBase::nodesAre(U64 wanted, const NodeShape& shape, const void* first
    const U64 places = isTable() ? lowMask() + U64(1) : used_;
    void* const from = std::exchange(nodes_, block);
    const OwnedBlock old(from == first ? nullptr : from);
-   shift_ = bits == 0 ? 0 : 32 - bits;
+   shift_ = static_cast<U16>(bits == 0 ? 0 : 32 - bits);
    U32* const list = isTable() ? order(shape) : nullptr;
    if (list)
       std::fill_n(list, used_, struckOut);

@@ -59,8 +59,8 @@ class FlatMapBase {
    void* nodes_;
    U32 used_ = 0; ///< numbers given, those struck out included
    U32 live_ = 0;
-   U32 walks_ = 0; ///< walks under way: numbers stay what they are
-   U32 shift_ = 0; ///< of a hash to its home: 32 less the bits of a place; 0: no table
+   U16 walks_ = 0; ///< walks under way: numbers stay what they are; so many do not fit into a stack
+   U16 shift_ = 0; ///< of a hash to its home: 32 less the bits of a place; 0: no table
 
   private:
    /// How many nodes there may be before the places are too few.
