@@ -6,9 +6,9 @@
 
 namespace Vok {
 
-/// Both kinds have the same calls and the same promises about walks. What a walk shows is a copy in the one and
-/// the entry itself in the other: it is good until the walk goes on, and whether a value that is set meanwhile
-/// shows in it is not promised.
+/// Both kinds have the same calls and the same promises about walks. What a walk shows is a copy in the one
+/// and the entry itself in the other: it is good until the walk goes on, and whether a value that is set
+/// meanwhile shows in it is not promised.
 template <class K, class V>
 using HashMap = std::conditional_t<suitsFlatMap<K, V>, FlatMap<K, V>, IndexedMap<K, V>>;
 
