@@ -4,54 +4,56 @@
 
 namespace Vok {
 
-/// One delivery under way: whom it tells next, and who was last when it began. It neither keeps the entity
-/// alive nor copies a list: whoever detaches takes himself out of the deliveries, and the entity, which lives
-/// as long as it has notifiees, is forgotten before the last one is told.
+/// One delivery under way: whom it tells next, and whom no more. It neither keeps the entity alive nor copies
+/// a list: whoever detaches takes himself out of the deliveries, whoever attaches is told from the next one
+/// on, and an entity that goes, which it cannot before its notifiees, is forgotten.
 class Entity::Delivery {
   public:
    explicit Delivery(const Entity& entity)
-       : entity_(&entity), outer_(entity.deliveries_), next_(entity.notifiees_), last_(next_->previous_) {
+       : entity_(&entity), outer_(entity.deliveries_), next_(entity.notifiees_) {
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer" // end() takes it back, or the entity is gone
+#pragma GCC diagnostic ignored "-Wdangling-pointer" // the destructor takes it back, or the entity is gone
       entity.deliveries_ = this;
 #pragma GCC diagnostic pop
    }
    Delivery(const Delivery&) = delete;
    Delivery& operator=(const Delivery&) = delete;
    ~Delivery() {
-      if (entity_) // a notifiee raised an error, or the rest detached
-         end();
+      if (entity_)
+         entity_->deliveries_ = outer_;
    }
 
-   /// The next to be told, or null.
-   Notifiee* take() {
-      Notifiee* const taken = next_;
-      if (taken == last_)
-         end();
-      else if (taken)
-         next_ = taken->next_;
-      return taken;
+   bool isOver() const {
+      return next_ == end_;
    }
+   /// The next to be told; there is one.
+   Notifiee* take() {
+      return std::exchange(next_, next_->next_);
+   }
+
    void passOver(const Notifiee* leaving) {
       if (next_ == leaving)
-         next_ = leaving == last_ ? nullptr : leaving->next_;
-      else if (next_ && last_ == leaving)
-         last_ = leaving->previous_;
+         next_ = leaving->next_;
+      if (end_ == leaving)
+         end_ = leaving->next_;
    }
-   Delivery* outer() const { return outer_; }
-   void entityIsGone() { entity_ = nullptr; }
+   /// Somebody came, behind all others.
+   void endBefore(Notifiee* newcomer) {
+      if (!end_ && next_)
+         end_ = newcomer;
+   }
+   Delivery* outer() const {
+      return outer_;
+   }
+   void entityIsGone() {
+      entity_ = nullptr;
+   }
 
   private:
-   void end() {
-      entity_->deliveries_ = outer_;
-      entity_ = nullptr;
-      next_ = nullptr;
-   }
-
    const Entity* entity_;
    Delivery* outer_;
    Notifiee* next_;
-   Notifiee* last_;
+   Notifiee* end_ = nullptr; ///< the first who came after the delivery had begun, if somebody did
 };
 
 Entity::~Entity() {
@@ -71,6 +73,8 @@ String Entity::fullName() const {
 }
 
 void Entity::attach(Notifiee* notifiee) const {
+   for (Delivery* delivery = deliveries_; delivery; delivery = delivery->outer())
+      delivery->endBefore(notifiee);
    Notifiee*& first = notifiees_;
    if (!first) {
       first = notifiee->previous_ = notifiee;
@@ -93,16 +97,18 @@ void Entity::detach(Notifiee* notifiee) const {
       behind->previous_ = notifiee->previous_;
 }
 
-void Entity::deliver(AttrId attr, const void* key, Event event) const {
+void Entity::deliver(AttrId attr, const void* key) const {
    Delivery delivery(*this);
-   while (Notifiee* notifiee = delivery.take()) {
-      if (event == Event::change)
-         notifiee->vokOnChange(attr, key);
-      else if (event == Event::collection)
-         notifiee->vokOnCollection(attr);
-      else
-         notifiee->vokOnMountStatus(attr);
-   }
+   do
+      delivery.take()->vokOnChange(attr, key);
+   while (!delivery.isOver());
+}
+
+void Entity::deliver(AttrId attr, void (Notifiee::*event)(AttrId)) const {
+   Delivery delivery(*this);
+   do
+      (delivery.take()->*event)(attr);
+   while (!delivery.isOver());
 }
 
 Notifiee::Notifiee(Ptr<const Entity> watched) : watched_(std::move(watched)) {

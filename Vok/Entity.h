@@ -41,15 +41,15 @@ class Entity {
          notifiees_->vokOnChange(attr,
                                  key); // nobody comes after it, so that nothing needs to be kept track of
       else
-         deliver(attr, key, Event::change);
+         deliver(attr, key);
    }
    void vokNotifyCollection(AttrId attr) const {
       if (notifiees_)
-         deliver(attr, nullptr, Event::collection);
+         deliver(attr, &Notifiee::vokOnCollection);
    }
    void vokNotifyMountStatus(AttrId attr) const {
       if (notifiees_)
-         deliver(attr, nullptr, Event::mountStatus);
+         deliver(attr, &Notifiee::vokOnMountStatus);
    }
 
    void vokAcquire() const { ++pointers_; }
@@ -188,12 +188,13 @@ class Entity {
 
   private:
    friend class Notifiee;
-   enum class Event : U8 { change, collection, mountStatus };
    class Delivery;
 
    void attach(Notifiee* notifiee) const;
    void detach(Notifiee* notifiee) const;
-   void deliver(AttrId attr, const void* key, Event event) const;
+   // To several, or to one at least.
+   void deliver(AttrId attr, const void* key) const;
+   void deliver(AttrId attr, void (Notifiee::*event)(AttrId)) const;
 
    mutable U32 pointers_ = 1; ///< the first is make()'s, so that constructors may hand out pointers
    AttrId parentAttr_ = 0;

@@ -41,10 +41,18 @@ std::vector<std::pair<U32, int>> walked(const Map& map) {
    return entries;
 }
 
-TEST(HashMap, EqualsItsModelInContentAndOrder) {
+using FlatMap = Vok::FlatMap<U32, int>;
+using IndexedMap = Vok::IndexedMap<U32, int>;
+
+template <class Map>
+class HashMap : public testing::Test {};
+using HashMaps = testing::Types<FlatMap, IndexedMap>;
+TYPED_TEST_SUITE(HashMap, HashMaps);
+
+TYPED_TEST(HashMap, EqualsItsModelInContentAndOrder) {
    for (const U32 keys : {6u, 40u, 400u}) {
       std::mt19937 random(keys);
-      Vok::HashMap<U32, int> map;
+      TypeParam map;
       InsertionOrder model;
       for (int step = 0; step < 6000; ++step) {
          const U32 key = random() % keys;
@@ -65,20 +73,44 @@ TEST(HashMap, EqualsItsModelInContentAndOrder) {
    }
 }
 
-/// Emptied, a map forgets what it was, and an index made for many does not stay for few.
-TEST(HashMap, IsFilledAndEmptiedOverAndOver) {
-   Vok::HashMap<Vok::String, U32> map;
+/// Emptied, a map forgets what it was, and memory made for many does not stay for few.
+template <class Map, class KeyOf>
+void fillAndEmpty(KeyOf keyOf) {
+   Map map;
    for (const U32 count : {1000u, 1000u, 3u, 12u, 5000u, 1u, 400u}) {
       for (U32 key = 0; key < count; ++key)
-         ASSERT_TRUE(map.is(std::to_string(key), key));
+         ASSERT_TRUE(map.is(keyOf(key), key));
       for (U32 key = 0; key < count; ++key) {
-         ASSERT_EQ(*map.find(std::to_string(key)), key);
-         ASSERT_TRUE(map.del(std::to_string(key)));
-         ASSERT_FALSE(map.has(std::to_string(key)));
-         ASSERT_EQ(map.has(std::to_string(key + 1)), key + 1 < count);
+         ASSERT_EQ(*map.find(keyOf(key)), key);
+         ASSERT_TRUE(map.del(keyOf(key)));
+         ASSERT_FALSE(map.has(keyOf(key)));
+         ASSERT_EQ(map.has(keyOf(key + 1)), key + 1 < count);
       }
       ASSERT_TRUE(map.empty() && map.begin() == map.end());
    }
+}
+
+TEST(HashMaps, AreFilledAndEmptiedOverAndOver) {
+   fillAndEmpty<Vok::FlatMap<U32, U32>>([](U32 key) { return key * 16; });
+   fillAndEmpty<Vok::IndexedMap<Vok::String, U32>>([](U32 key) { return std::to_string(key); });
+}
+
+/// The map grows from one entry to thousands under its walk, which sees all that stayed, in order.
+TYPED_TEST(HashMap, IsWalkedToTheEndOfWhatIsAddedMeanwhile) {
+   constexpr U32 last = 3000;
+   TypeParam map;
+   map.is(0, 0);
+   U32 expected = 0;
+   for (const auto& entry : map) {
+      ASSERT_EQ(entry.key, expected);
+      for (U32 key = entry.key + 1; key <= std::min(entry.key + 5, last); ++key)
+         map.is(key, 0);
+      map.del(entry.key);
+      map.del(entry.key + 1); // before it is reached
+      expected += 2;
+      ASSERT_EQ(walked(map).size(), map.size());
+   }
+   EXPECT_GE(expected, last);
 }
 
 TEST(OrderedMap, EqualsItsModelInContentAndOrder) {
@@ -157,13 +189,14 @@ void walkWhileChanging(unsigned seed) {
 
 TEST(Walks, SurviveAnyChange) {
    for (unsigned seed = 0; seed < 50; ++seed) {
-      walkWhileChanging<Vok::HashMap<U32, int>>(seed);
+      walkWhileChanging<FlatMap>(seed);
+      walkWhileChanging<IndexedMap>(seed);
       walkWhileChanging<Vok::OrderedMap<U32, int>>(seed);
    }
 }
 
-TEST(HashMap, ReferencesStayValidWhileAWalkIsUnderWay) {
-   Vok::HashMap<Vok::String, Vok::String> map;
+TEST(IndexedMap, ReferencesStayValidWhileAWalkIsUnderWay) {
+   Vok::IndexedMap<Vok::String, Vok::String> map;
    for (int i = 0; i < 20; ++i)
       map.is("key number " + std::to_string(i), "value number " + std::to_string(i));
    int number = 0;
