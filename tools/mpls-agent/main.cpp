@@ -3,7 +3,7 @@
 #include "Vok/Errors.h"
 #include "Vok/Trace.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <cstdio>
 

@@ -3,7 +3,7 @@
 #include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/database/EntityWatcher.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 

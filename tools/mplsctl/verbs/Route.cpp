@@ -5,6 +5,8 @@
 #include "tools/mplsctl/lfib/RouteRows.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
 
+#include <fmt/format.h>
+
 namespace mplsctl {
 
 namespace {

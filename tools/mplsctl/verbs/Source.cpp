@@ -8,6 +8,8 @@
 #include "tools/mplsctl/verbs/RouteReport.h"
 #include "tools/mplsctl/verbs/Show.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace mplsctl {
