@@ -11,6 +11,11 @@ endif()
 target_include_directories(mpls_options INTERFACE
    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/gen>)
 
+# mpls_compileFast(<target>): for what runs so seldom that the compiler's time counts for more than its own.
+function(mpls_compileFast target)
+   target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
+endfunction()
+
 # mpls_room(<name> SOURCES <files> [VOK <files>] [USES <rooms>])
 function(mpls_room name)
    cmake_parse_arguments(room "" "" "SOURCES;VOK;USES" ${ARGN})
@@ -53,8 +58,12 @@ function(mpls_test name)
    cmake_parse_arguments(test "" "" "SOURCES;VOK;USES" ${ARGN})
    add_executable(${name} ${test_SOURCES})
    target_link_libraries(${name} PRIVATE mpls_options ${test_USES} GTest::gtest_main)
-   # A test runs once for each time it is compiled: the compiler's time counts, not the program's.
-   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+   mpls_compileFast(${name}) # a test runs once for each time it is compiled
+   if(MPLS_GROUP_TESTS)
+      set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
+      # In a group the compiler takes the files of tests for headers, and their unnamed namespaces for a fault.
+      target_compile_options(${name} PRIVATE -Wno-subobject-linkage)
+   endif()
    if(test_VOK)
       vok_compile(${name} ROOT ${PROJECT_SOURCE_DIR} FILES ${test_VOK})
    endif()

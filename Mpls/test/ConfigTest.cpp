@@ -1,14 +1,11 @@
 #include "Mpls/Mpls.h"
+#include "Mpls/test/RouteKeys.h"
 #include "Vok/Errors.h"
 
 #include <gtest/gtest.h>
 
 namespace Mpls {
 namespace {
-
-RouteKeyAndMetric routeKey(Vok::U32 label, Vok::U32 metric = 1) {
-   return RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), RouteMetric(metric));
-}
 
 TEST(ConfigTest, dumpsItsSwitchesAndInterfaces) {
    const Vok::Ptr<Config> config = configFactory("config");

@@ -2,16 +2,13 @@
 
 #include "Cli/EntityCopy.h"
 #include "Mpls/Mpls.h"
+#include "Mpls/test/RouteKeys.h"
 #include "Vok/Trace.h"
 
 #include <gtest/gtest.h>
 
 namespace Mpls {
 namespace {
-
-RouteKeyAndMetric routeKey(Vok::U32 label) {
-   return RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), RouteMetric(1));
-}
 
 Via via(std::string_view hop) {
    return Via(Kinet::IpGenAddr(hop), Kinet::MplsLabelAction::swap, Kinet::MplsLabel(17), false);

@@ -1,5 +1,6 @@
 #include "Mpls/MplsRouteConfigMergeSm.h"
 #include "Mpls/test/MergeFixture.h"
+#include "Mpls/test/RouteKeys.h"
 
 #include <map>
 #include <random>
@@ -7,10 +8,6 @@
 
 namespace Mpls {
 namespace {
-
-RouteKeyAndMetric routeKey(Vok::U32 label, Vok::U32 metric = 1) {
-   return RouteKeyAndMetric::fromLabel(Kinet::MplsLabel(label), RouteMetric(metric));
-}
 
 struct RouteMerge {
    using Sm = RouteConfigMergeSm;

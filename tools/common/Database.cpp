@@ -9,7 +9,6 @@
 
 #include "Vok/Errors.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <cerrno>
@@ -55,9 +54,9 @@ std::string listed(const std::vector<Database::Mount>& mounts) {
 
 } // namespace
 
-void declareSocket(CLI::App& program, std::string& socket) {
+void declareSocket(Command program, std::string& socket) {
    socket = Hubdb::defaultSocketPath();
-   program.add_option("--socket", socket, "Socket of the central database")->capture_default_str();
+   program.option("--socket", socket, "Socket of the central database");
 }
 
 Hubdb::Catalogue databaseCatalogue() {

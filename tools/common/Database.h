@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/common/CommandLine.h"
+
 #include "Hubdb/EntityManager.h"
 
 #include <functional>
@@ -9,10 +11,6 @@
 
 /// The central database in the hands of a program.
 
-namespace CLI {
-class App;
-}
-
 namespace Hubdb {
 class Client;
 }
@@ -20,7 +18,7 @@ class Client;
 namespace tools {
 
 /// Declares --socket; without it, the one that hubdbd takes.
-void declareSocket(CLI::App& program, std::string& socket);
+void declareSocket(Command program, std::string& socket);
 
 /// The types of the library that can stand in the database.
 Hubdb::Catalogue databaseCatalogue();

@@ -2,10 +2,13 @@
 
 #include "tools/common/Failure.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <unistd.h>
 
 namespace tools {
@@ -42,6 +45,11 @@ void Output::flush() {
       left -= static_cast<std::size_t>(written);
    }
    buffer_.clear();
+}
+
+void Output::printArguments(fmt::string_view format, fmt::format_args args) {
+   room(0);
+   fmt::vformat_to(std::back_inserter(buffer_), format, args);
 }
 
 void Output::jsonString(std::string_view text) {

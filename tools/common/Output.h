@@ -1,6 +1,6 @@
 #pragma once
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <concepts>
 #include <string>
@@ -22,7 +22,7 @@ class Output {
 
    Output& operator<<(std::string_view text) {
       room(text.size());
-      buffer_.append(text.data(), text.data() + text.size());
+      buffer_ += text;
       return *this;
    }
    /// So many blanks.
@@ -37,8 +37,7 @@ class Output {
    }
    template <class... Args>
    void print(fmt::format_string<Args...> format, Args&&... args) {
-      room(0);
-      fmt::format_to(fmt::appender(buffer_), format, std::forward<Args>(args)...);
+      printArguments(format, fmt::make_format_args(args...));
    }
    /// A JSON string, quotes included.
    void jsonString(std::string_view text);
@@ -58,10 +57,12 @@ class Output {
          flush();
    }
 
+   void printArguments(fmt::string_view format, fmt::format_args args);
+
    int descriptor_;
    bool colour_;
    bool gone_ = false; ///< nobody reads any more
-   fmt::memory_buffer buffer_;
+   std::string buffer_;
 };
 
 /// A table for people: every column as wide as its widest cell, two blanks between columns. Keeps its cells
@@ -79,7 +80,7 @@ class TextTable {
    TextTable& cell(std::string_view text);
    template <std::integral Number>
    TextTable& cell(Number number) {
-      return cell(fmt::format_int(number).c_str());
+      return cell(std::to_string(number));
    }
    bool empty() const { return ends_.empty(); }
    /// Prints the titles and all lines.

@@ -1,6 +1,6 @@
 #include "tools/config/RouteProducer.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace tools::config {
 

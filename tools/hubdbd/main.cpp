@@ -1,13 +1,11 @@
 #include "tools/common/Catalogue.h"
-#include "tools/common/Failure.h"
+#include "tools/common/CommandLine.h"
 
 #include "Hubdb/Server.h"
 #include "Hubdb/SocketPath.h"
 
 #include "Vok/Errors.h"
 #include "Vok/Trace.h"
-
-#include <CLI/CLI.hpp>
 
 #include <csignal>
 #include <cstdio>
@@ -82,31 +80,20 @@ void serve(const Options& options) {
 
 int main(int argc, char** argv) {
    Options options;
-   CLI::App program("The server of the central database.", "hubdbd");
-   program.footer(footer);
-   program.option_defaults()->always_capture_default();
-   program.add_option("--socket", options.socket, "Unix socket to serve, made with mode 0660");
-   program.add_option("--state", options.state,
-                      "Journal of the state: nothing acknowledged is lost when hubdbd ends");
-   program.add_option("--access", options.access,
-                      "Who may own and who may read which paths; all may without it");
-   auto* sync =
-       program.add_flag("--sync", options.sync, "Wait for the disk: nothing is lost when the power goes");
-   sync->needs("--state");
-   program.add_flag("--verbose", options.verbose, "Trace clients that come and go");
+   tools::Program program("hubdbd", "The server of the central database.", footer);
+   program.option("--socket", options.socket, "Unix socket to serve, made with mode 0660")
+       .option("--state", options.state,
+               "Journal of the state: nothing acknowledged is lost when hubdbd ends")
+       .option("--access", options.access, "Who may own and who may read which paths; all may without it")
+       .flag("--sync", options.sync, "Wait for the disk: nothing is lost when the power goes")
+       .needs("--sync", "--state")
+       .flag("--verbose", options.verbose, "Trace clients that come and go")
+       .does([&] { serve(options); });
    try {
-      program.parse(argc, argv);
-   } catch (const CLI::ParseError& error) {
-      return program.exit(error) == 0 ? 0 : static_cast<int>(Outcome::usage);
-   }
-   try {
-      serve(options);
+      return static_cast<int>(program.parse(argc, argv).value_or(Outcome::done));
    } catch (const Failure& failure) {
-      std::fprintf(stderr, "hubdbd: %s\n", failure.what());
-      return static_cast<int>(failure.outcome());
+      return program.report(failure);
    } catch (const std::exception& error) {
-      std::fprintf(stderr, "hubdbd: %s\n", error.what());
-      return static_cast<int>(Outcome::failed);
+      return program.report(Failure(Outcome::failed, error.what()));
    }
-   return 0;
 }

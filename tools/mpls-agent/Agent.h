@@ -8,10 +8,6 @@
 
 #include <csignal>
 
-namespace CLI {
-class App;
-}
-
 /// What main and the verbs of mpls-agent agree on. Each verb is one agent: it declares its options on the
 /// program, and when it is chosen serves until a signal ends it.
 
@@ -25,12 +21,12 @@ struct Options {
    std::string socket; ///< of the central database
 };
 
-/// Declares an agent: adds a subcommand to `program` that serves. The options outlive the program.
-using Verb = void (*)(CLI::App& program, const Options& options);
+/// Declares an agent: adds a verb to `program` that serves. The options outlive the program.
+using Verb = void (*)(tools::Command program, const Options& options);
 
-void routesVerb(CLI::App& program, const Options& options);
-void forwardVerb(CLI::App& program, const Options& options);
-void labelsVerb(CLI::App& program, const Options& options);
+void routesVerb(tools::Command program, const Options& options);
+void forwardVerb(tools::Command program, const Options& options);
+void labelsVerb(tools::Command program, const Options& options);
 
 /// Raised in what an agent waits for when a signal asks it to end; main ends the process in good order.
 struct Stopped {};

@@ -3,8 +3,7 @@
 #include "Vok/Errors.h"
 #include "Vok/Trace.h"
 
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <cstdio>
 
@@ -39,41 +38,29 @@ void traceIs(const std::vector<std::string>& wishes) {
    }
 }
 
-int report(const Failure& failure) {
-   std::fprintf(stderr, "mpls-agent: %s\n", failure.what());
-   if (!failure.next().empty())
-      std::fprintf(stderr, "mpls-agent: %s\n", failure.next().c_str());
-   return static_cast<int>(failure.outcome());
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
    std::signal(SIGPIPE, SIG_IGN);
    agent::Options options;
    std::vector<std::string> traces;
-   CLI::App program("The agents of MPLS: each verb is a process.", "mpls-agent");
-   program.footer(footer);
+   tools::Program program("mpls-agent", "The agents of MPLS: each verb is a process.", footer);
    tools::declareSocket(program, options.socket);
-   program.add_option("--trace", traces, "UNIT=LEVEL: trace on standard error (may be given several times)")
-       ->allow_extra_args(false);
-   program.fallthrough();
-   program.require_subcommand(1);
-   program.parse_complete_callback([&] { traceIs(traces); });
+   program.option("--trace", traces, "UNIT=LEVEL: trace on standard error (may be given several times)")
+       .needsVerb();
+   program.beforeVerb([&] { traceIs(traces); });
    for (const agent::Verb verb : verbs)
       verb(program, options);
    try {
-      program.parse(argc, argv);
-   } catch (const CLI::ParseError& error) {
-      return program.exit(error) == 0 ? 0 : static_cast<int>(Outcome::usage);
+      return static_cast<int>(program.parse(argc, argv).value_or(Outcome::done));
    } catch (const agent::Stopped&) {
       return 0;
    } catch (const Failure& failure) {
-      return report(failure);
+      return program.report(failure);
    } catch (const Vok::CorruptionDetectedError& error) {
-      return report(Failure(Outcome::corrupt, error.what(), "'mplsctl verify' lists what is damaged"));
+      return program.report(
+          Failure(Outcome::corrupt, error.what(), "'mplsctl verify' lists what is damaged"));
    } catch (const std::exception& error) {
-      return report(Failure(Outcome::failed, error.what()));
+      return program.report(Failure(Outcome::failed, error.what()));
    }
-   return 0;
 }

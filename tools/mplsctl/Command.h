@@ -1,14 +1,10 @@
 #pragma once
 
-#include "tools/common/Failure.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/Paths.h"
 
 #include <string>
 #include <string_view>
-
-namespace CLI {
-class App;
-}
 
 /// What main and the verbs agree on. A verb is one source file: it declares its options on the program in
 /// `<verb>Verb( program, session )` and leaves its outcome in the session when it ran. main.cpp holds the
@@ -16,6 +12,7 @@ class App;
 
 namespace mplsctl {
 
+using tools::Command;
 using tools::Failure;
 using tools::Outcome;
 
@@ -30,28 +27,28 @@ struct Session {
    std::string poolOr(std::string_view usual) const { return hasPool ? pool : std::string(usual); }
 };
 
-/// Declares a verb: adds a subcommand to `program` whose callback sets `session.outcome` or raises Failure.
+/// Declares a verb: adds a verb to `program` that sets `session.outcome` or raises Failure.
 /// The session outlives the program; options belong to the callback (capture a shared_ptr).
-using Verb = void (*)(CLI::App& program, Session& session);
+using Verb = void (*)(Command program, Session& session);
 
-void loadVerb(CLI::App& program, Session& session);
-void routeVerb(CLI::App& program, Session& session);
-void showVerb(CLI::App& program, Session& session);
-void explainVerb(CLI::App& program, Session& session);
-void watchVerb(CLI::App& program, Session& session);
-void verifyVerb(CLI::App& program, Session& session);
-void statsVerb(CLI::App& program, Session& session);
-void schemaVerb(CLI::App& program, Session& session);
-void sourceVerb(CLI::App& program, Session& session);
-void configVerb(CLI::App& program, Session& session);
-void dbVerb(CLI::App& program, Session& session);
-void ldpVerb(CLI::App& program, Session& session);
-void segmentRoutingVerb(CLI::App& program, Session& session);
-void labelVerb(CLI::App& program, Session& session);
-void ownerVerb(CLI::App& program, Session& session);
+void loadVerb(Command program, Session& session);
+void routeVerb(Command program, Session& session);
+void showVerb(Command program, Session& session);
+void explainVerb(Command program, Session& session);
+void watchVerb(Command program, Session& session);
+void verifyVerb(Command program, Session& session);
+void statsVerb(Command program, Session& session);
+void schemaVerb(Command program, Session& session);
+void sourceVerb(Command program, Session& session);
+void configVerb(Command program, Session& session);
+void dbVerb(Command program, Session& session);
+void ldpVerb(Command program, Session& session);
+void segmentRoutingVerb(Command program, Session& session);
+void labelVerb(Command program, Session& session);
+void ownerVerb(Command program, Session& session);
 
 /// The nouns of `show` that stand beside their verbs.
-void addShowLdp(CLI::App& show, Session& session);
-void addShowLabels(CLI::App& show, Session& session);
+void addShowLdp(Command show, Session& session);
+void addShowLabels(Command show, Session& session);
 
 } // namespace mplsctl

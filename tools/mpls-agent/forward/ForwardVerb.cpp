@@ -6,8 +6,6 @@
 #include "Mpls/LfibIpLookupSm.h"
 #include "Mpls/LfibStatusSm.h"
 
-#include <CLI/CLI.hpp>
-
 namespace agent {
 
 namespace {
@@ -17,7 +15,7 @@ namespace paths = tools::paths;
 struct ForwardOptions {
    std::string pool = std::string(tools::pools::lfib);
    std::string hardwarePool = std::string(tools::pools::hardware);
-   std::size_t capacity = Kinet::MplsLabel::max + 1;
+   Vok::U64 capacity = Kinet::MplsLabel::max + 1;
 };
 
 /// What this agent owns.
@@ -93,16 +91,14 @@ void serveForward(const Options& options, const ForwardOptions& wishes) {
 
 } // namespace
 
-void forwardVerb(CLI::App& program, const Options& options) {
+void forwardVerb(tools::Command program, const Options& options) {
    auto wishes = std::make_shared<ForwardOptions>();
-   CLI::App* verb = program.add_subcommand(
-       "forward", "Program a forwarding table from the LFIB, and report what is in it as hardware does");
-   verb->add_option("--capacity", wishes->capacity, "Routes that the table has room for")
-       ->capture_default_str();
-   verb->add_option("--pool", wishes->pool, "Pool of the LFIB's tables")->capture_default_str();
-   verb->add_option("--hardware-pool", wishes->hardwarePool, "Pool for the routes that are not programmed")
-       ->capture_default_str();
-   verb->callback([&options, wishes] { serveForward(options, *wishes); });
+   program
+       .verb("forward", "Program a forwarding table from the LFIB, and report what is in it as hardware does")
+       .option("--capacity", wishes->capacity, "Routes that the table has room for")
+       .option("--pool", wishes->pool, "Pool of the LFIB's tables")
+       .option("--hardware-pool", wishes->hardwarePool, "Pool for the routes that are not programmed")
+       .does([&options, wishes] { serveForward(options, *wishes); });
 }
 
 } // namespace agent

@@ -1,8 +1,6 @@
 #include "tools/mpls-agent/Agent.h"
 #include "tools/mpls-agent/labels/ReturningClients.h"
 
-#include <CLI/CLI.hpp>
-
 namespace agent {
 
 namespace {
@@ -32,16 +30,13 @@ void serveLabels(const Options& options, double graceSeconds) {
 
 } // namespace
 
-void labelsVerb(CLI::App& program, const Options& options) {
+void labelsVerb(tools::Command program, const Options& options) {
    auto graceSeconds = std::make_shared<double>(30);
-   CLI::App* verb = program.add_subcommand(
-       "labels", "Give blocks of dynamic labels to the clients that ask for them in the database");
-   verb->add_option("--grace", *graceSeconds,
-                    "Seconds that clients have to bring their requests to a server that lost them, before "
-                    "their blocks are taken back")
-       ->check(CLI::NonNegativeNumber)
-       ->capture_default_str();
-   verb->callback([&options, graceSeconds] { serveLabels(options, *graceSeconds); });
+   program.verb("labels", "Give blocks of dynamic labels to the clients that ask for them in the database")
+       .seconds("--grace", *graceSeconds,
+                "Seconds that clients have to bring their requests to a server that lost them, before "
+                "their blocks are taken back")
+       .does([&options, graceSeconds] { serveLabels(options, *graceSeconds); });
 }
 
 } // namespace agent

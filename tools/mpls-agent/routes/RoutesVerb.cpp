@@ -3,8 +3,6 @@
 #include "tools/mpls-agent/routes/LfibRoutes.h"
 #include "tools/mpls-agent/routes/Publication.h"
 
-#include <CLI/CLI.hpp>
-
 namespace agent {
 
 namespace {
@@ -37,12 +35,11 @@ void serveRoutes(const Options& options, const std::string& pool) {
 
 } // namespace
 
-void routesVerb(CLI::App& program, const Options& options) {
+void routesVerb(tools::Command program, const Options& options) {
    auto pool = std::make_shared<std::string>(tools::pools::lfib);
-   CLI::App* verb = program.add_subcommand(
-       "routes", "Merge the static routes and VRF labels of all sources, and write them to the LFIB");
-   verb->add_option("--pool", *pool, "Pool of the LFIB's tables")->capture_default_str();
-   verb->callback([&options, pool] { serveRoutes(options, *pool); });
+   program.verb("routes", "Merge the static routes and VRF labels of all sources, and write them to the LFIB")
+       .option("--pool", *pool, "Pool of the LFIB's tables")
+       .does([&options, pool] { serveRoutes(options, *pool); });
 }
 
 } // namespace agent

@@ -3,7 +3,7 @@
 #include "tools/mplsctl/Command.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -2,7 +2,7 @@
 
 #include "tools/mplsctl/formats/JsonRoutes.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace mplsctl {
 

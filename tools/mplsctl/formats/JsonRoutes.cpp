@@ -1,6 +1,6 @@
 #include "tools/mplsctl/formats/JsonRoutes.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include "Vok/Errors.h"
 #include "Vok/Flags.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 
 #include "tools/mplsctl/formats/RouteWords.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 
 #include "Vok/Errors.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <charconv>

@@ -4,7 +4,7 @@
 #include "tools/mplsctl/formats/JsonRoutes.h"
 #include "tools/mplsctl/ldp/LdpWords.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace mplsctl {
 

@@ -2,7 +2,7 @@
 
 #include "Mpls/LfibBatch.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <utility>

@@ -3,7 +3,7 @@
 #include "tools/mplsctl/formats/JsonRoutes.h"
 #include "tools/mplsctl/formats/JsonValue.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace mplsctl {
 

@@ -3,7 +3,7 @@
 
 #include "Pooltab/VokPooltab.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>

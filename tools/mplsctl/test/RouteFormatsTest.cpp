@@ -1,7 +1,7 @@
 #include "tools/mplsctl/formats/IpRouteText.h"
 #include "tools/mplsctl/formats/RouteWords.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>

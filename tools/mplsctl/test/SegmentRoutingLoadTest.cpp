@@ -5,7 +5,7 @@
 #include "Pooltab/PrivateFolder.h"
 #include "Pooltab/VokPooltab.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <fstream>
 #include <gtest/gtest.h>
 

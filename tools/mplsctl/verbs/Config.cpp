@@ -3,8 +3,6 @@
 #include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/verbs/ConfigSession.h"
 
-#include <CLI/CLI.hpp>
-
 namespace mplsctl {
 
 namespace {
@@ -67,25 +65,21 @@ void changeConfig(const ConfigOptions& options, const Session& session, const Ch
 
 } // namespace
 
-void configVerb(CLI::App& program, Session& session) {
-   CLI::App* config = program.add_subcommand("config", "What holds for MPLS on the whole router");
-   config->require_subcommand(1);
+void configVerb(Command program, Session& session) {
+   const Command config = program.verb("config", "What holds for MPLS on the whole router").needsVerb();
    auto options = std::make_shared<ConfigOptions>();
    const auto declare = [&](const char* name, const char* help, std::function<void()> work) {
-      CLI::App* verb = config->add_subcommand(name, help);
-      verb->add_option("--session", options->session,
-                       "Show or change the copy of this configuration session");
-      verb->add_flag("--json", options->json, "Print one JSON object");
-      verb->callback(std::move(work));
-      return verb;
+      return config.verb(name, help)
+          .option("--session", options->session, "Show or change the copy of this configuration session")
+          .flag("--json", options->json, "Print one JSON object")
+          .does(std::move(work));
    };
    const auto declareChange = [&](const char* name, const char* help, const char* what, Change change) {
-      CLI::App* verb = declare(name, help, [options, &session, change = std::move(change)] {
-         changeConfig(*options, session, change);
-      });
-      verb->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-      verb->add_option("ATTRIBUTE", options->attribute, "As 'mplsctl config show' names it")->required();
-      verb->add_option("WORDS", options->words, what)->required();
+      declare(name, help,
+              [options, &session, change = std::move(change)] { changeConfig(*options, session, change); })
+          .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+          .argument("ATTRIBUTE", options->attribute, "As 'mplsctl config show' names it")
+          .argument("WORDS", options->words, what);
    };
    const Change set = [](Vok::Entity& entity, const ConfigOptions& given) {
       tools::setAttribute(entity, given.attribute, given.words);
@@ -103,7 +97,7 @@ void configVerb(CLI::App& program, Session& session) {
                                      "'mplsctl config show' shows what there is");
                     return std::string("removed from");
                  });
-   declareConfigSession(*config, session);
+   declareConfigSession(config, session);
 }
 
 } // namespace mplsctl

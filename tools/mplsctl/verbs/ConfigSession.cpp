@@ -4,8 +4,6 @@
 #include "tools/config/Candidate.h"
 #include "tools/mplsctl/Connection.h"
 
-#include <CLI/CLI.hpp>
-
 namespace mplsctl {
 
 namespace {
@@ -157,24 +155,23 @@ void list(const SessionOptions& options, const Session& session) {
 
 } // namespace
 
-void declareConfigSession(CLI::App& config, const Session& session) {
-   CLI::App* parent = config.add_subcommand("session", "Edit configuration apart, and commit it in one step");
-   parent->require_subcommand(1);
+void declareConfigSession(Command config, const Session& session) {
+   const Command parent =
+       config.verb("session", "Edit configuration apart, and commit it in one step").needsVerb();
    auto options = std::make_shared<SessionOptions>();
    using Work = void (*)(const SessionOptions&, const Session&);
    const auto declare = [&](const char* name, const char* help, Work work) {
-      CLI::App* verb = parent->add_subcommand(name, help);
-      verb->add_flag("--json", options->json, "Print one JSON object");
-      verb->callback([options, &session, work] { work(*options, session); });
-      return verb;
+      return parent.verb(name, help)
+          .flag("--json", options->json, "Print one JSON object")
+          .does([options, &session, work] { work(*options, session); });
    };
-   const auto named = [&](CLI::App* verb) {
-      verb->add_option("NAME", options->name, "The session")->capture_default_str();
+   const auto named = [&](const char* name, const char* help, Work work) {
+      declare(name, help, work).optionalArgument("NAME", options->name, "The session");
    };
-   named(declare("start", "Copy the configuration of the command line", start));
-   named(declare("diff", "Say what a commit would do, down to the routes of the LFIB", diff));
-   named(declare("commit", "Put the copy in the place of the configuration, and end the session", commit));
-   named(declare("abort", "Forget the copy", abort));
+   named("start", "Copy the configuration of the command line", start);
+   named("diff", "Say what a commit would do, down to the routes of the LFIB", diff);
+   named("commit", "Put the copy in the place of the configuration, and end the session", commit);
+   named("abort", "Forget the copy", abort);
    declare("list", "The sessions that there are", list);
 }
 

@@ -8,7 +8,7 @@
 
 namespace mplsctl {
 
-void declareConfigSession(CLI::App& config, const Session& session);
+void declareConfigSession(Command config, const Session& session);
 
 /// What a commit would do, in words and as JSON.
 void printPreview(tools::Output& out, const tools::config::Preview& preview);

@@ -3,8 +3,7 @@
 #include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/database/EntityWatcher.h"
 
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include <algorithm>
 
@@ -141,35 +140,30 @@ void watch(const DbOptions& options, const Session& session) {
 
 } // namespace
 
-void dbVerb(CLI::App& program, Session& session) {
-   CLI::App* db = program.add_subcommand("db", "The central database as it stands, entity by entity");
-   db->require_subcommand(1);
+void dbVerb(Command program, Session& session) {
+   const Command db = program.verb("db", "The central database as it stands, entity by entity").needsVerb();
    auto options = std::make_shared<DbOptions>();
    using Work = void (*)(const DbOptions&, const Session&);
-   const auto declare = [&](const char* name, const char* help, Work work) {
-      CLI::App* verb = db->add_subcommand(name, help);
-      verb->callback([options, &session, work] { work(*options, session); });
-      return verb;
+   const auto declare = [&](const char* name, const char* help, const char* path, Work work) {
+      return db.verb(name, help).argument("PATH", options->path, path).does([options, &session, work] {
+         work(*options, session);
+      });
    };
-   const auto withPath = [&](CLI::App* verb) {
-      verb->add_option("PATH", options->path, "Where the entity stands")->required();
-      return verb;
-   };
-   CLI::App* ls = declare("ls", "What there is in a directory; directories end with '/'", list);
-   ls->add_option("PATH", options->path, "The directory, such as routing/mpls")->required();
-   ls->add_flag("--json", options->json, "Print one JSON object");
-   withPath(declare("get", "An entity with all its attributes", get))
-       ->add_flag("--json", options->json, "Print one JSON object");
-   CLI::App* setter =
-       withPath(declare("set", "Set an attribute of an entity, or an entry of a collection", set));
-   setter->add_option("ATTRIBUTE", options->attribute, "As 'mplsctl db get' names it")->required();
-   setter->add_option("WORDS", options->words, "The value; for a map, the key before it")->required();
-   setter->add_option("--type", options->type, "Make an entity of this type if there is none");
-   setter->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-   CLI::App* watcher = withPath(declare("watch", "Every change of an entity and of its members", watch));
-   watcher->add_flag("--jsonl", options->json, "Print a JSON object a line");
-   watcher->add_option("--count", options->count, "End after so many changes");
-   watcher->add_flag("--until-caught-up", options->untilCaughtUp, "End when the entity is there");
+   const char* entity = "Where the entity stands";
+   declare("ls", "What there is in a directory; directories end with '/'",
+           "The directory, such as routing/mpls", list)
+       .flag("--json", options->json, "Print one JSON object");
+   declare("get", "An entity with all its attributes", entity, get)
+       .flag("--json", options->json, "Print one JSON object");
+   declare("set", "Set an attribute of an entity, or an entry of a collection", entity, set)
+       .argument("ATTRIBUTE", options->attribute, "As 'mplsctl db get' names it")
+       .argument("WORDS", options->words, "The value; for a map, the key before it")
+       .option("--type", options->type, "Make an entity of this type if there is none")
+       .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
+   declare("watch", "Every change of an entity and of its members", entity, watch)
+       .flag("--jsonl", options->json, "Print a JSON object a line")
+       .option("--count", options->count, "End after so many changes")
+       .flag("--until-caught-up", options->untilCaughtUp, "End when the entity is there");
 }
 
 } // namespace mplsctl

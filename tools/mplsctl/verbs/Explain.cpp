@@ -5,8 +5,6 @@
 #include "tools/mplsctl/verbs/Show.h"
 #include "tools/mplsctl/verbs/ShowConfig.h"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 /// `mplsctl explain`: the way of one label, from whoever configured it to the hardware.
@@ -65,23 +63,23 @@ void write(const Explanation& explanation, tools::Output& out) {
 
 } // namespace
 
-void explainVerb(CLI::App& program, Session& session) {
-   CLI::App* verb = program.add_subcommand(
-       "explain",
-       "The way of a label from its sources to the hardware, and what is missing where. Exit status: 0 "
-       "the whole way stands, 1 something is missing");
+void explainVerb(Command program, Session& session) {
    auto label = std::make_shared<std::string>();
    auto inJson = std::make_shared<bool>(false);
-   verb->add_option("LABEL", *label, "The label, or the stack with its top first: 24019/24011")->required();
-   verb->add_flag("--json", *inJson, "Print one JSON object");
-   verb->callback([&session, label, inJson] {
-      const Evidence evidence = gather(session, routeKeyFromText(*label));
-      const Explanation explanation = explain(evidence);
-      tools::Output out;
-      *inJson ? write(explanation, out) : print(explanation, out);
-      out.flush();
-      session.outcome = explanation.stands() ? Outcome::done : Outcome::failed;
-   });
+   program
+       .verb("explain",
+             "The way of a label from its sources to the hardware, and what is missing where. Exit status: 0 "
+             "the whole way stands, 1 something is missing")
+       .argument("LABEL", *label, "The label, or the stack with its top first: 24019/24011")
+       .flag("--json", *inJson, "Print one JSON object")
+       .does([&session, label, inJson] {
+          const Evidence evidence = gather(session, routeKeyFromText(*label));
+          const Explanation explanation = explain(evidence);
+          tools::Output out;
+          *inJson ? write(explanation, out) : print(explanation, out);
+          out.flush();
+          session.outcome = explanation.stands() ? Outcome::done : Outcome::failed;
+       });
 }
 
 } // namespace mplsctl

@@ -1,7 +1,5 @@
 #include "tools/mplsctl/labels/LabelView.h"
 
-#include <CLI/CLI.hpp>
-
 /// `mplsctl label request|release`.
 
 namespace mplsctl {
@@ -116,22 +114,19 @@ void release(const LabelOptions& options, const Session& session) {
 
 } // namespace
 
-void labelVerb(CLI::App& program, Session& session) {
-   CLI::App* label = program.add_subcommand("label", "Ask for blocks of dynamic labels, and give them back");
-   label->require_subcommand(1);
+void labelVerb(Command program, Session& session) {
+   const Command label =
+       program.verb("label", "Ask for blocks of dynamic labels, and give them back").needsVerb();
    auto options = std::make_shared<LabelOptions>();
    using Work = void (*)(const LabelOptions&, const Session&);
    const auto declare = [&](const char* name, const char* help, const char* timeout, Work work) {
-      CLI::App* verb = label->add_subcommand(name, help);
-      verb->add_option("CLIENT", options->client, "Who wants the block: a protocol, or any other word")
-          ->required();
-      verb->add_option("NAME", options->name, "What the client calls the request")->required();
-      verb->add_option("--timeout", options->timeout, timeout)
-          ->check(CLI::NonNegativeNumber)
-          ->capture_default_str();
-      verb->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-      verb->add_flag("--json", options->json, "Print one JSON object");
-      verb->callback([options, &session, work] { work(*options, session); });
+      label.verb(name, help)
+          .argument("CLIENT", options->client, "Who wants the block: a protocol, or any other word")
+          .argument("NAME", options->name, "What the client calls the request")
+          .seconds("--timeout", options->timeout, timeout)
+          .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+          .flag("--json", options->json, "Print one JSON object")
+          .does([options, &session, work] { work(*options, session); });
    };
    declare("request", "Ask for a block, and wait until it is granted", "Seconds to wait for the block",
            request);

@@ -7,8 +7,6 @@
 
 #include "Vok/Clock.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
 
 namespace mplsctl {
@@ -92,12 +90,10 @@ Outcome run(const LdpOptions& options, const std::string& pool) {
    return files.badLines.empty() ? Outcome::done : Outcome::failed;
 }
 
-void addLdpNoun(CLI::App& ldp, Session& session, const char* noun, const char* what,
+void addLdpNoun(Command ldp, Session& session, const char* noun, const char* what,
                 void (*shown)(const LdpView&, bool asJson, tools::Output&)) {
-   CLI::App* command = ldp.add_subcommand(noun, what);
-   auto json = std::make_shared<bool>(false);
-   command->add_flag("--json", *json, "Print one JSON object");
-   command->callback([json, shown, &session] {
+   auto inJson = std::make_shared<bool>(false);
+   ldp.verb(noun, what).flag("--json", *inJson, "Print one JSON object").does([inJson, shown, &session] {
       const std::string& pool = session.poolOr(tools::pools::ldp);
       const auto tables = ldpPublicationFactory(Vok::Name(pool));
       const auto mount = tools::mountForReading(tables, pool,
@@ -105,7 +101,7 @@ void addLdpNoun(CLI::App& ldp, Session& session, const char* noun, const char* w
                                                 "another place with --pool or POOLTAB_DIR");
       const LdpView view(tables);
       tools::Output out;
-      shown(view, *json, out);
+      shown(view, *inJson, out);
       out.flush();
       view.requireWhole();
       session.outcome = Outcome::done;
@@ -114,30 +110,25 @@ void addLdpNoun(CLI::App& ldp, Session& session, const char* noun, const char* w
 
 } // namespace
 
-void addShowLdp(CLI::App& show, Session& session) {
-   CLI::App* ldp = show.add_subcommand("ldp", "Print what LDP published");
-   ldp->require_subcommand(1);
-   addLdpNoun(*ldp, session, "bindings", "All bindings, a line a prefix and neighbor", showLdpBindings);
-   addLdpNoun(*ldp, session, "neighbors", "All neighbors", showLdpNeighbors);
+void addShowLdp(Command show, Session& session) {
+   const Command ldp = show.verb("ldp", "Print what LDP published").needsVerb();
+   addLdpNoun(ldp, session, "bindings", "All bindings, a line a prefix and neighbor", showLdpBindings);
+   addLdpNoun(ldp, session, "neighbors", "All neighbors", showLdpNeighbors);
 }
 
-void ldpVerb(CLI::App& program, Session& session) {
-   CLI::App* ldp = program.add_subcommand("ldp", "Publish label bindings in the tables of LDP");
-   ldp->require_subcommand(1);
+void ldpVerb(Command program, Session& session) {
    auto options = std::make_shared<LdpOptions>();
-   CLI::App* load = ldp->add_subcommand("load", "Make the tables hold what files of one router say");
-   load->add_option(
-           "FILE", options->files,
-           "JSON of `show mpls ldp binding`, `show mpls ldp neighbor detail` or `show ip route`; - reads "
-           "standard input")
-       ->required();
-   load->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-   load->add_flag(
-       "--keep-going", options->keepGoing,
-       "Load the good rows of files with bad ones; the prefixes of the bad ones keep what they have");
-   load->add_flag("--json", options->json, "Print one JSON object");
-   load->callback(
-       [options, &session] { session.outcome = run(*options, session.poolOr(tools::pools::ldp)); });
+   program.verb("ldp", "Publish label bindings in the tables of LDP")
+       .needsVerb()
+       .verb("load", "Make the tables hold what files of one router say")
+       .argument("FILE", options->files,
+                 "JSON of `show mpls ldp binding`, `show mpls ldp neighbor detail` or `show ip route`; - "
+                 "reads standard input")
+       .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+       .flag("--keep-going", options->keepGoing,
+             "Load the good rows of files with bad ones; the prefixes of the bad ones keep what they have")
+       .flag("--json", options->json, "Print one JSON object")
+       .does([options, &session] { session.outcome = run(*options, session.poolOr(tools::pools::ldp)); });
 }
 
 } // namespace mplsctl

@@ -1,10 +1,8 @@
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/RouteWords.h"
-#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/LoadPlan.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
-
-#include <CLI/CLI.hpp>
 
 namespace mplsctl {
 
@@ -110,24 +108,20 @@ Outcome run(const LoadOptions& options, const std::string& pool) {
 
 } // namespace
 
-void loadVerb(CLI::App& program, Session& session) {
+void loadVerb(Command program, Session& session) {
    auto options = std::make_shared<LoadOptions>();
-   CLI::App* verb = program.add_subcommand("load", "Make the tables hold what a file wishes for its sources");
-   verb->add_option("FILE", options->file,
-                    "Label routes: text or JSON of `ip -f mpls route show`, lines of an `ip -batch` file, or "
-                    "`show mpls table json`; - reads standard input")
-       ->required();
-   verb->add_option(
-           "--source", options->sources,
-           "Load only routes of this source, and remove only its routes (may be given several times); "
-           "otherwise all sources in the file")
-       ->allow_extra_args(false);
-   verb->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-   verb->add_flag(
-       "--keep-going", options->keepGoing,
-       "Load the good lines of a file with bad ones; the labels of the bad ones keep their routes");
-   verb->add_flag("--json", options->json, "Print one JSON object");
-   verb->callback([options, &session] { session.outcome = run(*options, session.pool); });
+   program.verb("load", "Make the tables hold what a file wishes for its sources")
+       .argument("FILE", options->file,
+                 "Label routes: text or JSON of `ip -f mpls route show`, lines of an `ip -batch` file, or "
+                 "`show mpls table json`; - reads standard input")
+       .option("--source", options->sources,
+               "Load only routes of this source, and remove only its routes (may be given several times); "
+               "otherwise all sources in the file")
+       .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+       .flag("--keep-going", options->keepGoing,
+             "Load the good lines of a file with bad ones; the labels of the bad ones keep their routes")
+       .flag("--json", options->json, "Print one JSON object")
+       .does([options, &session] { session.outcome = run(*options, session.pool); });
 }
 
 } // namespace mplsctl

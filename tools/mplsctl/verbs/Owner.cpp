@@ -4,8 +4,6 @@
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 
 /// `mplsctl owner LABEL`.
@@ -148,23 +146,23 @@ void write(const Owner& owner, tools::Output& out) {
 
 } // namespace
 
-void ownerVerb(CLI::App& program, Session& session) {
-   CLI::App* command = program.add_subcommand(
-       "owner", "Whose a label is: its range, its block and client, the routes that match or push it");
+void ownerVerb(Command program, Session& session) {
    auto text = std::make_shared<std::string>();
    auto inJson = std::make_shared<bool>(false);
-   command->add_option("LABEL", *text, "A number, or a name such as implicit-null")->required();
-   command->add_flag("--json", *inJson, "Print one JSON object");
-   command->callback([&session, text, inJson] {
-      Owner owner;
-      owner.label = labelOf(*text);
-      ask(owner, [&] { askDatabase(owner, session); });
-      ask(owner, [&] { askTables(owner, session); });
-      tools::Output out;
-      *inJson ? write(owner, out) : print(owner, out);
-      out.flush();
-      session.outcome = owner.outcome;
-   });
+   program
+       .verb("owner", "Whose a label is: its range, its block and client, the routes that match or push it")
+       .argument("LABEL", *text, "A number, or a name such as implicit-null")
+       .flag("--json", *inJson, "Print one JSON object")
+       .does([&session, text, inJson] {
+          Owner owner;
+          owner.label = labelOf(*text);
+          ask(owner, [&] { askDatabase(owner, session); });
+          ask(owner, [&] { askTables(owner, session); });
+          tools::Output out;
+          *inJson ? write(owner, out) : print(owner, out);
+          out.flush();
+          session.outcome = owner.outcome;
+       });
 }
 
 } // namespace mplsctl

@@ -1,11 +1,11 @@
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/IpRouteText.h"
 #include "tools/mplsctl/formats/RouteWords.h"
-#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/RouteRows.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
 
-#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 namespace mplsctl {
 
@@ -102,30 +102,28 @@ void deleteRoute(const RouteOptions& options, const std::string& pool) {
    report(options, "removed", wish.label(), {});
 }
 
-void declare(CLI::App& parent, const char* name, const char* help,
+void declare(Command parent, const char* name, const char* help,
              std::function<void(const RouteOptions&)> work) {
    auto options = std::make_shared<RouteOptions>();
-   CLI::App* verb = parent.add_subcommand(name, help);
-   verb->add_option(
-           "ROUTE", options->words,
-           "LABEL [as LABEL{/LABEL}] [via inet|inet6 ADDRESS] [dev NAME] [proto NAME] [metric NUMBER] "
-           "[ttl-propagate enabled|disabled] {nexthop ... [weight NUMBER]}")
-       ->required();
-   verb->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-   verb->add_flag("--json", options->json, "Print one JSON object");
-   verb->callback([options, work = std::move(work)] { work(*options); });
+   parent.verb(name, help)
+       .argument("ROUTE", options->words,
+                 "LABEL [as LABEL{/LABEL}] [via inet|inet6 ADDRESS] [dev NAME] [proto NAME] [metric NUMBER] "
+                 "[ttl-propagate enabled|disabled] {nexthop ... [weight NUMBER]}")
+       .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+       .flag("--json", options->json, "Print one JSON object")
+       .does([options, work = std::move(work)] { work(*options); });
 }
 
 } // namespace
 
-void routeVerb(CLI::App& program, Session& session) {
-   CLI::App* verb = program.add_subcommand("route", "Change one route, in the grammar of `ip -f mpls route`");
-   verb->require_subcommand(1);
-   declare(*verb, "add", "Add a route to a label that has none",
+void routeVerb(Command program, Session& session) {
+   const Command route =
+       program.verb("route", "Change one route, in the grammar of `ip -f mpls route`").needsVerb();
+   declare(route, "add", "Add a route to a label that has none",
            [&session](const RouteOptions& options) { writeRoute(options, session.pool, false); });
-   declare(*verb, "replace", "Give a label this route, whether it has one or not",
+   declare(route, "replace", "Give a label this route, whether it has one or not",
            [&session](const RouteOptions& options) { writeRoute(options, session.pool, true); });
-   declare(*verb, "del", "Remove the route of a label",
+   declare(route, "del", "Remove the route of a label",
            [&session](const RouteOptions& options) { deleteRoute(options, session.pool); });
 }
 

@@ -2,6 +2,8 @@
 
 #include "tools/mplsctl/formats/Words.h"
 
+#include <fmt/format.h>
+
 namespace mplsctl {
 
 namespace {

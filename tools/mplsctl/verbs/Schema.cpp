@@ -7,8 +7,6 @@
 #include "Vok/Bounded.h"
 #include "Vok/Flags.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <memory>
 
@@ -184,25 +182,22 @@ void printSchema(tools::Output& out, const tools::Catalogue& types) {
       printEntity(out, *type);
 }
 
-void schemaVerb(CLI::App& program, Session& session) {
-   struct Options {
-      std::string word;
-      bool json = false;
-   };
-   auto options = std::make_shared<Options>();
-   CLI::App* verb = program.add_subcommand("schema", "Print the types of the library and of its tables");
-   verb->add_option("NAME", options->word, "Only types whose full name contains this");
-   verb->add_flag("--json", options->json, "Print JSON");
-   verb->callback([options, &session] {
-      tools::Catalogue types = tools::catalogue();
-      if (!select(types, options->word))
-         throw Failure(Outcome::failed, "no type has '" + options->word + "' in its name",
-                       "mplsctl schema lists them all");
-      tools::Output out;
-      options->json ? writeSchema(out, types) : printSchema(out, types);
-      out.flush();
-      session.outcome = Outcome::done;
-   });
+void schemaVerb(Command program, Session& session) {
+   auto word = std::make_shared<std::string>();
+   auto inJson = std::make_shared<bool>(false);
+   program.verb("schema", "Print the types of the library and of its tables")
+       .optionalArgument("NAME", *word, "Only types whose full name contains this")
+       .flag("--json", *inJson, "Print JSON")
+       .does([&session, word, inJson] {
+          tools::Catalogue types = tools::catalogue();
+          if (!select(types, *word))
+             throw Failure(Outcome::failed, "no type has '" + *word + "' in its name",
+                           "mplsctl schema lists them all");
+          tools::Output out;
+          *inJson ? writeSchema(out, types) : printSchema(out, types);
+          out.flush();
+          session.outcome = Outcome::done;
+       });
 }
 
 } // namespace mplsctl

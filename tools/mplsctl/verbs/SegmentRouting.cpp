@@ -7,8 +7,6 @@
 #include "tools/mplsctl/segment-routing/SegmentRoutingText.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
 
 namespace mplsctl {
@@ -90,29 +88,26 @@ void show(const std::string& pool, bool asJson) {
 
 } // namespace
 
-void segmentRoutingVerb(CLI::App& program, Session& session) {
-   CLI::App* verb = program.add_subcommand("segment-routing", "Load and show the tables of segment routing");
-   verb->require_subcommand(1);
+void segmentRoutingVerb(Command program, Session& session) {
+   const Command verb =
+       program.verb("segment-routing", "Load and show the tables of segment routing").needsVerb();
    auto options = std::make_shared<LoadOptions>();
-   CLI::App* loading = verb->add_subcommand("load", "Make the tables hold what a file wishes for them");
-   loading
-       ->add_option("FILE", options->file,
-                    "JSON as `segment-routing show --json` prints it; - reads standard input")
-       ->required();
-   loading->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-   loading->add_flag("--keep-going", options->keepGoing,
-                     "Load the good rows of a file with bad ones; nothing is removed then");
-   loading->add_flag("--json", options->json, "Print one JSON object");
-   loading->callback([options, &session] {
-      session.outcome = run(*options, session.poolOr(tools::pools::segmentRouting));
-   });
-
-   CLI::App* showing = verb->add_subcommand("show", "Print the tables");
-   showing->add_flag("--json", options->json, "Print the JSON that `segment-routing load` reads");
-   showing->callback([options, &session] {
-      show(session.poolOr(tools::pools::segmentRouting), options->json);
-      session.outcome = Outcome::done;
-   });
+   verb.verb("load", "Make the tables hold what a file wishes for them")
+       .argument("FILE", options->file,
+                 "JSON as `segment-routing show --json` prints it; - reads standard input")
+       .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+       .flag("--keep-going", options->keepGoing,
+             "Load the good rows of a file with bad ones; nothing is removed then")
+       .flag("--json", options->json, "Print one JSON object")
+       .does([options, &session] {
+          session.outcome = run(*options, session.poolOr(tools::pools::segmentRouting));
+       });
+   verb.verb("show", "Print the tables")
+       .flag("--json", options->json, "Print the JSON that `segment-routing load` reads")
+       .does([options, &session] {
+          show(session.poolOr(tools::pools::segmentRouting), options->json);
+          session.outcome = Outcome::done;
+       });
 }
 
 } // namespace mplsctl

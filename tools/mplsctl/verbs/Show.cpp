@@ -7,8 +7,6 @@
 #include "tools/mplsctl/verbs/ShowHardware.h"
 #include "tools/mplsctl/verbs/ShowTracking.h"
 
-#include <CLI/CLI.hpp>
-
 #include <memory>
 
 namespace mplsctl {
@@ -41,18 +39,17 @@ RouteFilter Options::filter() const {
 
 using Shown = std::function<void(const LfibTables&, const Options&, tools::Output&)>;
 
-CLI::App* addNoun(CLI::App& show, Session& session, const std::shared_ptr<Options>& options, const char* noun,
-                  const char* what, Shown shown) {
-   CLI::App* command = show.add_subcommand(noun, what);
-   command->add_flag("--json", options->json, "Print one JSON object");
-   command->callback([options, &session, shown] {
-      const auto tables = openTables(tools::folderOf(session.pool));
-      tools::Output out;
-      shown(*tables, *options, out);
-      out.flush();
-      session.outcome = Outcome::done;
-   });
-   return command;
+Command addNoun(Command show, Session& session, const std::shared_ptr<Options>& options, const char* noun,
+                const char* what, Shown shown) {
+   return show.verb(noun, what)
+       .flag("--json", options->json, "Print one JSON object")
+       .does([options, &session, shown] {
+          const auto tables = openTables(tools::folderOf(session.pool));
+          tools::Output out;
+          shown(*tables, *options, out);
+          out.flush();
+          session.outcome = Outcome::done;
+       });
 }
 
 } // namespace
@@ -94,39 +91,35 @@ void labelRangeFromText(std::string_view text, RouteFilter& filter) {
                     "give the lowest label first");
 }
 
-void showVerb(CLI::App& program, Session& session) {
-   CLI::App* show = program.add_subcommand("show", "Print routes, via sets and vias; and configuration");
-   show->require_subcommand(1);
+void showVerb(Command program, Session& session) {
+   const Command show =
+       program.verb("show", "Print routes, via sets and vias; and configuration").needsVerb();
    auto options = std::make_shared<Options>();
-
-   CLI::App* routes = addNoun(*show, session, options, "routes", "All routes, a line a next hop",
-                              [](const LfibTables& tables, const Options& given, tools::Output& out) {
-                                 showRoutes(tables, given.filter(), given.format(), out);
-                              });
-   routes->add_option("--source", options->source, "Only routes of this source or type");
-   routes->add_option("--label", options->labels, "Only routes with this top label, or in LOW-HIGH");
-   routes->add_flag("--jsonl", options->jsonLines, "Print a JSON object a line, one a route");
-
-   CLI::App* route = addNoun(*show, session, options, "route", "All about one route",
-                             [](const LfibTables& tables, const Options& given, tools::Output& out) {
-                                showRoute(tables, routeKeyFromText(given.route), given.format(), out);
-                             });
-   route->add_option("LABEL", options->route, "The label, or the stack with its top first: 24019/24011")
-       ->required();
-
-   addNoun(*show, session, options, "viasets", "All via sets",
+   addNoun(show, session, options, "routes", "All routes, a line a next hop",
+           [](const LfibTables& tables, const Options& given, tools::Output& out) {
+              showRoutes(tables, given.filter(), given.format(), out);
+           })
+       .option("--source", options->source, "Only routes of this source or type")
+       .option("--label", options->labels, "Only routes with this top label, or in LOW-HIGH")
+       .flag("--jsonl", options->jsonLines, "Print a JSON object a line, one a route");
+   addNoun(show, session, options, "route", "All about one route",
+           [](const LfibTables& tables, const Options& given, tools::Output& out) {
+              showRoute(tables, routeKeyFromText(given.route), given.format(), out);
+           })
+       .argument("LABEL", options->route, "The label, or the stack with its top first: 24019/24011");
+   addNoun(show, session, options, "viasets", "All via sets",
            [](const LfibTables& tables, const Options& given, tools::Output& out) {
               showViaSets(tables, given.format(), out);
            });
-   addNoun(*show, session, options, "vias", "All vias of every kind",
+   addNoun(show, session, options, "vias", "All vias of every kind",
            [](const LfibTables& tables, const Options& given, tools::Output& out) {
               showVias(tables, given.format(), out);
            });
-   declareShowConfig(*show, session);
-   declareShowHardware(*show, session);
-   declareShowTracking(*show, session);
-   addShowLdp(*show, session);
-   addShowLabels(*show, session);
+   declareShowConfig(show, session);
+   declareShowHardware(show, session);
+   declareShowTracking(show, session);
+   addShowLdp(show, session);
+   addShowLabels(show, session);
 }
 
 } // namespace mplsctl

@@ -4,8 +4,6 @@
 #include "tools/config/RouteProducer.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <set>
 
@@ -261,13 +259,11 @@ void writeWithheld(tools::Json& json, const std::vector<Withheld>& withheld) {
    }
 }
 
-void declareShowConfig(CLI::App& show, const Session& session) {
+void declareShowConfig(Command show, const Session& session) {
    using Shown = void (*)(const Configuration&, bool, tools::Output&);
    const auto noun = [&](const char* name, const char* what, Shown shown) {
-      CLI::App* command = show.add_subcommand(name, what);
       auto inJson = std::make_shared<bool>(false);
-      command->add_flag("--json", *inJson, "Print one JSON object");
-      command->callback([&session, inJson, shown] {
+      show.verb(name, what).flag("--json", *inJson, "Print one JSON object").does([&session, inJson, shown] {
          Connection connection(session);
          const Configuration configuration(connection);
          tools::Output out;

@@ -21,7 +21,7 @@ struct Configuration {
 };
 
 /// Declares `show sources`, `show merged` and `show conflicts`.
-void declareShowConfig(CLI::App& show, const Session& session);
+void declareShowConfig(Command show, const Session& session);
 
 /// Conflicts in words, each with what to type to resolve it; as JSON, one object each in the array under way.
 void printWithheld(tools::Output& out, const std::vector<tools::config::Withheld>& withheld);

@@ -7,8 +7,6 @@
 
 #include "Mpls/LfibIpLookupSm.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 
 /// `mplsctl show hardware|ip-lookup`.
@@ -131,13 +129,11 @@ std::string HardwareView::reason(const Mpls::RouteKey& key) const {
    return !row ? "unknown" : std::string(stringValue(row.returnCode()));
 }
 
-void declareShowHardware(CLI::App& show, const Session& session) {
+void declareShowHardware(Command show, const Session& session) {
    using Shown = void (*)(const Session&, bool, tools::Output&);
    const auto noun = [&](const char* name, const char* what, Shown shown) {
-      CLI::App* command = show.add_subcommand(name, what);
       auto inJson = std::make_shared<bool>(false);
-      command->add_flag("--json", *inJson, "Print one JSON object");
-      command->callback([&session, inJson, shown] {
+      show.verb(name, what).flag("--json", *inJson, "Print one JSON object").does([&session, inJson, shown] {
          tools::Output out;
          shown(session, *inJson, out);
          out.flush();

@@ -32,6 +32,6 @@ struct HardwareView {
 };
 
 /// Declares `show hardware` and `show ip-lookup`.
-void declareShowHardware(CLI::App& show, const Session& session);
+void declareShowHardware(Command show, const Session& session);
 
 } // namespace mplsctl

@@ -1,7 +1,5 @@
 #include "tools/mplsctl/labels/LabelView.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 
 /// `mplsctl show labels`.
@@ -63,17 +61,16 @@ void writeLabels(const LabelState& state, tools::Output& out) {
 
 } // namespace
 
-void addShowLabels(CLI::App& show, Session& session) {
-   CLI::App* command =
-       show.add_subcommand("labels", "Ranges of labels, blocks and who has them, requests that wait");
+void addShowLabels(Command show, Session& session) {
    auto inJson = std::make_shared<bool>(false);
-   command->add_flag("--json", *inJson, "Print one JSON object");
-   command->callback([&session, inJson] {
-      const LabelState state = LabelView(session).state();
-      tools::Output out;
-      *inJson ? writeLabels(state, out) : printLabels(state, out);
-      out.flush();
-   });
+   show.verb("labels", "Ranges of labels, blocks and who has them, requests that wait")
+       .flag("--json", *inJson, "Print one JSON object")
+       .does([&session, inJson] {
+          const LabelState state = LabelView(session).state();
+          tools::Output out;
+          *inJson ? writeLabels(state, out) : printLabels(state, out);
+          out.flush();
+       });
 }
 
 } // namespace mplsctl

@@ -1,7 +1,6 @@
 #include "tools/mplsctl/verbs/ShowTracking.h"
 
 #include "tools/common/Lfib.h"
-#include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/RouteWords.h"
 #include "tools/mplsctl/lfib/Users.h"
 #include "tools/mplsctl/verbs/RouteText.h"
@@ -10,9 +9,8 @@
 #include "Vok/Enum.h"
 #include "Vok/Errors.h"
 
-#include <CLI/CLI.hpp>
-
 #include <limits>
+#include <sstream>
 
 namespace mplsctl {
 
@@ -114,22 +112,22 @@ void trackLabel(const LfibTables& tables, const std::string& text, bool inJson, 
    print(routesUsing(tables, {route->viaSetKey()}), inJson, out);
 }
 
-void declareShowTracking(CLI::App& show, const Session& session) {
-   CLI::App* tracking = show.add_subcommand("tracking", "Who uses a via set, a via, or what a label uses");
-   tracking->require_subcommand(1);
+void declareShowTracking(Command show, const Session& session) {
+   const Command tracking =
+       show.verb("tracking", "Who uses a via set, a via, or what a label uses").needsVerb();
    using Tracked = void (*)(const LfibTables&, const std::string&, bool, tools::Output&);
    const auto by = [&](const char* name, const char* argument, const char* what, Tracked tracked) {
-      CLI::App* command = tracking->add_subcommand(name, what);
       auto text = std::make_shared<std::string>();
       auto inJson = std::make_shared<bool>(false);
-      command->add_option(argument, *text)->required();
-      command->add_flag("--json", *inJson, "Print one JSON object");
-      command->callback([&session, text, inJson, tracked] {
-         const auto tables = openTables(tools::folderOf(session.pool));
-         tools::Output out;
-         tracked(*tables, *text, *inJson, out);
-         out.flush();
-      });
+      tracking.verb(name, what)
+          .argument(argument, *text)
+          .flag("--json", *inJson, "Print one JSON object")
+          .does([&session, text, inJson, tracked] {
+             const auto tables = openTables(tools::folderOf(session.pool));
+             tools::Output out;
+             tracked(*tables, *text, *inJson, out);
+             out.flush();
+          });
    };
    by("viaset", "KEY", "The routes that use this via set", trackViaSet);
    by("via", "KEY", "The via sets that list this via, and their routes", trackVia);

@@ -3,6 +3,8 @@
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <unordered_map>
 

@@ -8,7 +8,7 @@
 #include "tools/mplsctl/verbs/RouteReport.h"
 #include "tools/mplsctl/verbs/Show.h"
 
-#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -25,6 +25,7 @@ struct SourceOptions {
    std::string source;
    std::string session; ///< empty: what holds
    std::vector<std::string> words;
+   std::string label;
    std::string file;
    bool dryRun = false;
    bool keepGoing = false;
@@ -220,7 +221,7 @@ void addVrfLabel(const SourceOptions& options, const Session& session) {
 
 void deleteVrfLabel(const SourceOptions& options, const Session& session) {
    const std::string path = tools::config::vrfInputPath(options.source);
-   const Kinet::MplsLabel label = bindingLabel(options.words.at(0));
+   const Kinet::MplsLabel label = bindingLabel(options.label);
    Connection connection(session);
    const auto input = openInput<VrfLabelConfigInput>(connection, options, path);
    if (!input->vrfLabelHas(label))
@@ -229,71 +230,60 @@ void deleteVrfLabel(const SourceOptions& options, const Session& session) {
                     "'mplsctl show sources' shows who binds labels");
    input->vrfLabelDel(label);
    finish(connection, options);
-   report(options, "removed", options.words.at(0), {});
+   report(options, "removed", options.label, {});
 }
 
 using Work = std::function<void(const SourceOptions&)>;
 
-CLI::App* declare(CLI::App& parent, const std::shared_ptr<SourceOptions>& options, const char* name,
-                  const char* help, Work work) {
-   CLI::App* verb = parent.add_subcommand(name, help);
-   verb->add_option("--session", options->session, "Change the copy of this configuration session");
-   verb->add_flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
-   verb->add_flag("--json", options->json, "Print one JSON object");
-   verb->callback([options, work = std::move(work)] { work(*options); });
-   return verb;
+Command declare(Command parent, const std::shared_ptr<SourceOptions>& options, const char* name,
+                const char* help, Work work) {
+   return parent.verb(name, help)
+       .option("--session", options->session, "Change the copy of this configuration session")
+       .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing")
+       .flag("--json", options->json, "Print one JSON object")
+       .does([options, work = std::move(work)] { work(*options); });
 }
 
-void declareRoute(CLI::App& source, const std::shared_ptr<SourceOptions>& options, const Session& session) {
-   CLI::App* route = source.add_subcommand("route", "Change one route of the source");
-   route->require_subcommand(1);
-   const auto routeWords = [&](CLI::App* verb) {
-      verb->add_option("ROUTE", options->words,
-                       "LABEL{/LABEL} [as LABEL] [via inet|inet6 ADDRESS] [dev NAME] [metric NUMBER] "
-                       "[ttl-propagate enabled|disabled] {nexthop ... [weight NUMBER]}")
-          ->required();
+void declareRoute(Command source, const std::shared_ptr<SourceOptions>& options, const Session& session) {
+   const Command route = source.verb("route", "Change one route of the source").needsVerb();
+   const auto change = [&](const char* name, const char* help, Work work) {
+      declare(route, options, name, help, std::move(work))
+          .argument("ROUTE", options->words,
+                    "LABEL{/LABEL} [as LABEL] [via inet|inet6 ADDRESS] [dev NAME] [metric NUMBER] "
+                    "[ttl-propagate enabled|disabled] {nexthop ... [weight NUMBER]}");
    };
-   routeWords(declare(*route, options, "add", "Add a route that the source does not have",
-                      [&session](const SourceOptions& given) { writeSourceRoute(given, session, false); }));
-   routeWords(declare(*route, options, "replace", "Give the source this route, whether it has one or not",
-                      [&session](const SourceOptions& given) { writeSourceRoute(given, session, true); }));
-   routeWords(declare(*route, options, "del", "Remove a route: LABEL{/LABEL} [metric NUMBER]",
-                      [&session](const SourceOptions& given) { deleteSourceRoute(given, session); }));
+   change("add", "Add a route that the source does not have",
+          [&session](const SourceOptions& given) { writeSourceRoute(given, session, false); });
+   change("replace", "Give the source this route, whether it has one or not",
+          [&session](const SourceOptions& given) { writeSourceRoute(given, session, true); });
+   change("del", "Remove a route: LABEL{/LABEL} [metric NUMBER]",
+          [&session](const SourceOptions& given) { deleteSourceRoute(given, session); });
 }
 
-void declareVrfLabel(CLI::App& source, const std::shared_ptr<SourceOptions>& options,
-                     const Session& session) {
-   CLI::App* vrfLabel = source.add_subcommand("vrf-label", "Change one binding of a label to a VRF");
-   vrfLabel->require_subcommand(1);
-   declare(*vrfLabel, options, "add", "Bind a label to a VRF, or bind it otherwise",
+void declareVrfLabel(Command source, const std::shared_ptr<SourceOptions>& options, const Session& session) {
+   const Command vrfLabel = source.verb("vrf-label", "Change one binding of a label to a VRF").needsVerb();
+   declare(vrfLabel, options, "add", "Bind a label to a VRF, or bind it otherwise",
            [&session](const SourceOptions& given) { addVrfLabel(given, session); })
-       ->add_option("BINDING", options->words, "LABEL VRF [dynamic]")
-       ->required();
-   declare(*vrfLabel, options, "del", "Bind a label no longer",
-           [&session](const SourceOptions& given) { deleteVrfLabel(given, session); })
-       ->add_option("LABEL", options->words, "The label")
-       ->required()
-       ->expected(1);
+       .argument("BINDING", options->words, "LABEL VRF [dynamic]");
+   declare(vrfLabel, options, "del", "Bind a label no longer", [&session](const SourceOptions& given) {
+      deleteVrfLabel(given, session);
+   }).argument("LABEL", options->label, "The label");
 }
 
 } // namespace
 
-void sourceVerb(CLI::App& program, Session& session) {
+void sourceVerb(Command program, Session& session) {
    auto options = std::make_shared<SourceOptions>();
-   CLI::App* source = program.add_subcommand("source", "Change what one source of configuration gives");
-   source->add_option("NAME", options->source, "The source; cli is the command line's own")->required();
-   source->require_subcommand(1);
-   declareRoute(*source, options, session);
-   CLI::App* load =
-       declare(*source, options, "load", "Make a file all the routes of the source",
-               [&session](const SourceOptions& given) { session.outcome = loadSource(given, session); });
-   load->add_option("FILE", options->file,
-                    "Label routes in any format of 'mplsctl load'; - is standard input")
-       ->required();
-   load->add_flag(
-       "--keep-going", options->keepGoing,
-       "Load the good lines of a file with bad ones; the labels of the bad ones keep their routes");
-   declareVrfLabel(*source, options, session);
+   const Command source = program.verb("source", "Change what one source of configuration gives")
+                              .argument("NAME", options->source, "The source; cli is the command line's own")
+                              .needsVerb();
+   declareRoute(source, options, session);
+   declare(source, options, "load", "Make a file all the routes of the source",
+           [&session](const SourceOptions& given) { session.outcome = loadSource(given, session); })
+       .argument("FILE", options->file, "Label routes in any format of 'mplsctl load'; - is standard input")
+       .flag("--keep-going", options->keepGoing,
+             "Load the good lines of a file with bad ones; the labels of the bad ones keep their routes");
+   declareVrfLabel(source, options, session);
 }
 
 } // namespace mplsctl

@@ -1,9 +1,7 @@
 #include "tools/common/Json.h"
-#include "tools/mplsctl/Command.h"
 #include "tools/common/Lfib.h"
+#include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/lfib/LfibTables.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 
@@ -60,19 +58,18 @@ void writeStatistics(const std::vector<Pooltab::TableStatistics>& all, tools::Ou
 
 } // namespace
 
-void statsVerb(CLI::App& program, Session& session) {
-   auto json = std::make_shared<bool>(false);
-   CLI::App* verb = program.add_subcommand("stats", "Print the size and the changes of every table, and who "
-                                                    "writes them");
-   verb->add_flag("--json", *json, "Print one JSON object");
-   verb->callback([json, &session] {
-      const auto tables = openTables(tools::folderOf(session.pool));
-      tools::Output out;
-      const auto all = collect(*tables);
-      *json ? writeStatistics(all, out) : printStatistics(all, out);
-      out.flush();
-      session.outcome = Outcome::done;
-   });
+void statsVerb(Command program, Session& session) {
+   auto inJson = std::make_shared<bool>(false);
+   program.verb("stats", "Print the size and the changes of every table, and who writes them")
+       .flag("--json", *inJson, "Print one JSON object")
+       .does([inJson, &session] {
+          const auto tables = openTables(tools::folderOf(session.pool));
+          tools::Output out;
+          const auto all = collect(*tables);
+          *inJson ? writeStatistics(all, out) : printStatistics(all, out);
+          out.flush();
+          session.outcome = Outcome::done;
+       });
 }
 
 } // namespace mplsctl

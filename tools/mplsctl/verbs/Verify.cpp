@@ -1,9 +1,7 @@
 #include "tools/common/Json.h"
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/lfib/Audit.h"
-#include "tools/common/Lfib.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 
@@ -65,29 +63,30 @@ void writeReport(const AuditReport& report, tools::Output& out) {
 
 } // namespace
 
-void verifyVerb(CLI::App& program, Session& session) {
+void verifyVerb(Command program, Session& session) {
    struct Options {
       bool json = false;
-      std::size_t limit = 20;
+      Vok::U64 limit = 20;
    };
    auto options = std::make_shared<Options>();
-   CLI::App* verb = program.add_subcommand(
-       "verify", "Check the whole LFIB. Exit status: 0 clean, 1 broken links or orphans, 4 damaged tables");
-   verb->add_option("--limit", options->limit, "Print at most so many findings");
-   verb->add_flag("--json", options->json, "Print one JSON object, with all findings");
-   verb->callback([options, &session] {
-      LfibTables tables(tools::folderOf(session.pool));
-      // A damaged table is what this verb is for; one that is not there is another matter.
-      if (const auto& routes = tables.lfibRoute; routes.mountStatus() != Pooltab::MountStatus::corrupted)
-         tools::requireMounted(*tables.pool.folder(), routes.mountStatus(), routes.mountText());
-      const AuditReport report = audit(tables);
-      tools::Output out;
-      options->json ? writeReport(report, out) : printReport(report, options->limit, out);
-      out.flush();
-      session.outcome = report.isDamaged() ? Outcome::corrupt
-                        : report.isClean() ? Outcome::done
-                                           : Outcome::failed;
-   });
+   program
+       .verb("verify",
+             "Check the whole LFIB. Exit status: 0 clean, 1 broken links or orphans, 4 damaged tables")
+       .option("--limit", options->limit, "Print at most so many findings")
+       .flag("--json", options->json, "Print one JSON object, with all findings")
+       .does([options, &session] {
+          LfibTables tables(tools::folderOf(session.pool));
+          // A damaged table is what this verb is for; one that is not there is another matter.
+          if (const auto& routes = tables.lfibRoute; routes.mountStatus() != Pooltab::MountStatus::corrupted)
+             tools::requireMounted(*tables.pool.folder(), routes.mountStatus(), routes.mountText());
+          const AuditReport report = audit(tables);
+          tools::Output out;
+          options->json ? writeReport(report, out) : printReport(report, options->limit, out);
+          out.flush();
+          session.outcome = report.isDamaged() ? Outcome::corrupt
+                            : report.isClean() ? Outcome::done
+                                               : Outcome::failed;
+       });
 }
 
 } // namespace mplsctl

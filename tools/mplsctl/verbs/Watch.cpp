@@ -1,11 +1,9 @@
+#include "tools/common/Lfib.h"
 #include "tools/mplsctl/Command.h"
 #include "tools/mplsctl/formats/Words.h"
-#include "tools/common/Lfib.h"
 #include "tools/mplsctl/lfib/Watcher.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 #include <poll.h>
@@ -160,7 +158,7 @@ void follow(Watcher& watcher, const LfibTables& tables, const Limits& limits, Pr
 
 } // namespace
 
-void watchVerb(CLI::App& program, Session& session) {
+void watchVerb(Command program, Session& session) {
    struct Options {
       std::optional<Vok::U64> since;
       Limits limits;
@@ -168,32 +166,33 @@ void watchVerb(CLI::App& program, Session& session) {
       bool json = false;
    };
    auto options = std::make_shared<Options>();
-   CLI::App* verb = program.add_subcommand("watch", "Print the state of all routes, then every change");
-   verb->add_option("--since", options->since, "No state: go on behind this change");
-   verb->add_option("--count", options->limits.changes, "End after so many changes");
-   verb->add_flag("--until-caught-up", options->limits.untilCaughtUp, "End when there is nothing new");
-   verb->add_option("--label", options->labels, "Only routes with this top label, or in LOW-HIGH");
-   verb->add_flag("--jsonl,--json", options->json, "Print a JSON object a line");
-   verb->callback([options, &session] {
-      RouteFilter filter;
-      if (!options->labels.empty())
-         labelRangeFromText(options->labels, filter);
-      const auto tables = openTables(tools::folderOf(session.pool));
-      if (!tables->pool.hasLog())
-         throw Failure(Outcome::corrupt, tables->pool.folder()->where() + ": the change log cannot be read",
-                       "stop the writer and load again: it makes the log anew");
-      tools::Output out;
-      std::unique_ptr<Printer> printer;
-      if (options->json)
-         printer = std::make_unique<JsonPrinter>(out, options->limits.changes);
-      else
-         printer = std::make_unique<TextPrinter>(out, options->limits.changes);
-      Watcher watcher(*tables, filter, *printer);
-      watcher.start(options->since);
-      follow(watcher, *tables, options->limits, *printer, out);
-      out.flush();
-      session.outcome = Outcome::done;
-   });
+   program.verb("watch", "Print the state of all routes, then every change")
+       .option("--since", options->since, "No state: go on behind this change")
+       .option("--count", options->limits.changes, "End after so many changes")
+       .flag("--until-caught-up", options->limits.untilCaughtUp, "End when there is nothing new")
+       .option("--label", options->labels, "Only routes with this top label, or in LOW-HIGH")
+       .flag("--jsonl,--json", options->json, "Print a JSON object a line")
+       .does([options, &session] {
+          RouteFilter filter;
+          if (!options->labels.empty())
+             labelRangeFromText(options->labels, filter);
+          const auto tables = openTables(tools::folderOf(session.pool));
+          if (!tables->pool.hasLog())
+             throw Failure(Outcome::corrupt,
+                           tables->pool.folder()->where() + ": the change log cannot be read",
+                           "stop the writer and load again: it makes the log anew");
+          tools::Output out;
+          std::unique_ptr<Printer> printer;
+          if (options->json)
+             printer = std::make_unique<JsonPrinter>(out, options->limits.changes);
+          else
+             printer = std::make_unique<TextPrinter>(out, options->limits.changes);
+          Watcher watcher(*tables, filter, *printer);
+          watcher.start(options->since);
+          follow(watcher, *tables, options->limits, *printer, out);
+          out.flush();
+          session.outcome = Outcome::done;
+       });
 }
 
 } // namespace mplsctl
