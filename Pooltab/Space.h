@@ -22,20 +22,27 @@ class Space {
    /// tail() once the row stands. Raises Vok::Error when the memory is full; nothing has changed then.
    U32 allocate(U32 blockBytes);
    /// Takes back a block that has been cleared.
-   void free(U32 slot, U32 blockBytes) { freeOf(blockBytes).push_back(slot); }
+   void free(U32 slot, U32 blockBytes) {
+      free_[classOf(blockBytes)].push_back(slot);
+      sizes_ |= bitOf(blockBytes);
+   }
 
    U64 tail() const { return tail_; }
    /// Bytes of all free blocks.
    U64 freeBytes() const;
 
   private:
-   static constexpr unsigned classes = blockBytesMax / granuleBytes + 1;
-   std::vector<U32>& freeOf(U32 blockBytes) { return free_[blockBytes / granuleBytes]; }
-   bool split(U32 blockBytes, U32& slot);
+   static constexpr unsigned classes = blockBytesMax / granuleBytes;
+   static_assert(classes <= 64);
+   static unsigned classOf(U32 blockBytes) { return blockBytes / granuleBytes - 1; }
+   static U64 bitOf(U32 blockBytes) { return U64{1} << classOf(blockBytes); }
+   U32 take(U32 blockBytes);
+   U32 split(U32 largerBytes, U32 blockBytes);
 
    RowsWriter* rows_;
    U64 tail_;
-   std::array<std::vector<U32>, classes> free_; ///< by size in granules
+   std::array<std::vector<U32>, classes> free_; ///< by size, the smallest first
+   U64 sizes_ = 0;                              ///< a bit for each size of which there is a free block
 };
 
 } // namespace Pooltab

@@ -64,7 +64,7 @@ class TableStore {
    std::optional<PackedRow> walk(U64& slot) const;
 
    /// For callers that know what they will touch next: first the index of several keys, then their rows.
-   void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
+   void prefetchIndex(U32 tag) const { index_.prefetchToErase(tag); }
    void prefetchRow(U32 tag) const;
 
    /// True for the key that the last probe did not find, with its tag and place: whoever asks for a key in

@@ -176,6 +176,28 @@ TEST(Model, LargePrefetchedLookupsAndGrowth) {
    EXPECT_TRUE(isClean<FixedRow>(*folder, "t"));
 }
 
+TEST(Model, KeysThatWantTheSamePlacesMakeTheIndexGrow) {
+   const auto folder = privateFolder("p");
+   PoolWriter pool(folder);
+   TableWriter<FixedRow> table(pool, "t");
+   PoolReader readerPool(folder);
+   const TableReader<FixedRow> reader(readerPool, "t");
+   const U64 capacity = table.store().capacity();
+   std::vector<TestKey> keys;
+   for (U32 index = 0; keys.size() < capacity / 2; ++index)
+      if (const TestKey key{index * 101, index}; (table.spot(key).tag() & 7) == 3)
+         keys.push_back(key);
+   for (std::size_t i = 0; i < keys.size(); ++i)
+      table.is(FixedRow{keys[i], i});
+   EXPECT_GT(table.store().capacity(), capacity); // though it was not full
+   EXPECT_TRUE(isClean<FixedRow>(*folder, "t"));
+   for (std::size_t i = 0; i < keys.size(); i += 2)
+      EXPECT_TRUE(table.del(keys[i]));
+   for (std::size_t i = 0; i < keys.size(); ++i)
+      EXPECT_EQ(reader.lookup(keys[i]).value, i % 2 ? i : 0) << i;
+   EXPECT_TRUE(isClean<FixedRow>(*folder, "t"));
+}
+
 TEST(Model, LappedReaderIsToldOnceAndGoesOn) {
    const auto folder = privateFolder("p");
    PoolWriter pool(folder, {.keyBytesMax = 8, .logEntriesLog2 = 4});
