@@ -31,21 +31,11 @@ void printRoutes(const LfibTables& tables, const RouteFilter& filter, tools::Out
    table.print(out);
 }
 
-/// The number of the change that wrote a row; 0 when it is gone.
-template <class Row>
-Vok::U64 versionOf(const Pooltab::TableReader<Row>& table, const typename Row::Key& key) {
-   const Pooltab::Packed<typename Row::Key> packed(key);
-   const Pooltab::TableView& view = table.view();
-   Pooltab::RowCopy copy;
-   const Vok::U32 tag = Pooltab::tagOf<typename Row::Key>(packed.words(), view.seed());
-   return view.find({tag, packed.words()}, copy) ? copy.version() : 0;
-}
-
 Vok::U64 viaVersion(const LfibTables& tables, const Mpls::LfibViaKey& key) {
    Vok::U64 version = 0;
    tables.eachViaTable([&]<class Row>(const Pooltab::TableReader<Row>& table) {
       if (key.viaType() == Row::viaType)
-         version = versionOf(table, key);
+         version = table.version(key);
    });
    return version;
 }
@@ -59,14 +49,14 @@ void writeRouteInFull(const LfibTables& tables, const Chain& chain, tools::Outpu
    tools::Json json(out, 1);
    json.object().field("label", labelText(chain.route.key()));
    writeFields(json, Mpls::LfibRoute::vokType(), &chain.route);
-   json.field("version", versionOf(tables.lfibRoute, chain.route.key()));
+   json.field("version", tables.lfibRoute.version(chain.route.key()));
    json.field("whole", chain.isWhole());
    writeRoute(json.key("route"), chain);
    json.key("viaSet").object();
    if (const auto viaSet = tables.viaSet.find(chain.route.viaSetKey())) {
       json.field("key", keyText(viaSet->key())).field("backup", keyText(viaSet->backupViaSetKey()));
       json.field("isUsableAsPrimaryVia", viaSet->isUsableAsPrimaryVia());
-      json.field("version", versionOf(tables.viaSet, viaSet->key()));
+      json.field("version", tables.viaSet.version(viaSet->key()));
    }
    json.end().key("vias").array();
    for (const Chain::Link& link : chain.vias) {
@@ -84,7 +74,7 @@ void writeRouteInFull(const LfibTables& tables, const Chain& chain, tools::Outpu
 void printRouteInFull(const LfibTables& tables, const Chain& chain, tools::Output& out) {
    const Mpls::LfibRoute& route = chain.route;
    out.print("Route {}  ({}, version {})\n", labelText(route.key()), routeType(route.source()),
-             versionOf(tables.lfibRoute, route.key()));
+             tables.lfibRoute.version(route.key()));
    out.print("   source   {}\n   metric   {}\n   fec      {}\n", stringValue(route.source()),
              route.metric().value(), route.fec().stringValue());
    out.print("Via set {}", keyText(route.viaSetKey()));
@@ -93,7 +83,7 @@ void printRouteInFull(const LfibTables& tables, const Chain& chain, tools::Outpu
       out << "  is not there\n";
       return;
    }
-   out.print("  (version {}, {} vias)\n", versionOf(tables.viaSet, viaSet->key()), viaSet->viaKeys());
+   out.print("  (version {}, {} vias)\n", tables.viaSet.version(viaSet->key()), viaSet->viaKeys());
    if (!!viaSet->backupViaSetKey())
       out.print("   backup   {}\n", keyText(viaSet->backupViaSetKey()));
    Hop hop;
