@@ -64,6 +64,7 @@ void FlatMapBase::numberAnew(const NodeShape& shape) {
       }
    used_ = number;
 }
+
 /// Moves to a new block. A table's places are gone through as they stand in memory: their nodes fall into the
 /// new ones in about the same order, for a home is the upper end of a hash.
 void FlatMapBase::nodesAre(U64 wanted, const NodeShape& shape, const void* first) {
