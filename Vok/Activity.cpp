@@ -145,7 +145,7 @@ void Activity::post(Callback work) {
    vokAssert(work);
    posted_.push_back(std::move(work));
    if (posted_.size() == 1 && !turning_) // a turn looks after what it leaves behind
-      wake();
+      showPosted();
 }
 
 void Activity::wantTurnEnd() {
@@ -319,9 +319,20 @@ void Activity::leaveTurn() {
    turning_ = ending_ = false;
    if (std::exchange(endWanted_, false)) // something was thrown before they ran, or one is new
       posted_.emplace_back([] {});
-   if (!posted_.empty())
-      wake();
+   showPosted();
    timerArm();
+}
+
+int Activity::descriptor() {
+   embedded_ = true;
+   showPosted();
+   return epoll_;
+}
+
+/// A loop that is only turned needs no sign of what is posted: it looks before it sleeps.
+void Activity::showPosted() {
+   if (embedded_ && !posted_.empty())
+      wake();
 }
 
 void Activity::wake() {

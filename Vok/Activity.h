@@ -98,8 +98,8 @@ class Activity {
    const Clock& clock() const { return clock_; }
 
    /// Becomes readable when there is something to do: a descriptor, a due timer, posted work. Owned by the
-   /// loop.
-   int descriptor() const { return epoll_; }
+   /// loop. Posting takes a system call once this has been called.
+   int descriptor();
 
    /// Runs one turn, and sleeps at most `timeout` seconds (for ever when negative) until there is something
    /// to do. A signal ends the sleep. Returns whether any callback ran, turn-end callbacks aside.
@@ -156,6 +156,7 @@ class Activity {
    void runTurnEnd(U64 lastSerial);
    void arrivalsTake();
    void leaveTurn();
+   void showPosted();
    void wake();
    void timerArm();
 
@@ -165,6 +166,7 @@ class Activity {
    const Descriptor wakeUp_; // an event counter, written when there is work that no other descriptor tells of
    const Descriptor timer_;  // fires at armed_
 
+   bool embedded_ = false; // somebody may wait for descriptor()
    bool turning_ = false;
    bool ending_ = false;    // the turn has come to its turn-end callbacks
    bool endWanted_ = false; // and somebody waits for them

@@ -82,7 +82,7 @@ void DatabaseClient::settle() {
       manager_->flush(); // what did not fit before
       if (client_->isConnected() && client_->writable() && client_->unacknowledged() == 0)
          return;
-      activity_.turn(0);
+      activity_.turn(-1);
    }
 }
 
