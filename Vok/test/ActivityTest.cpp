@@ -32,7 +32,7 @@ class Ready {
    const int descriptor_;
 };
 
-bool hasWork(const Activity& activity, int milliseconds = 0) {
+bool hasWork(Activity& activity, int milliseconds = 0) {
    pollfd wait{activity.descriptor(), POLLIN, 0};
    return poll(&wait, 1, milliseconds) == 1;
 }
