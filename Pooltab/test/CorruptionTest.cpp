@@ -12,7 +12,6 @@
 namespace PooltabTest {
 namespace {
 
-constexpr PoolOptions smallLog{.keyBytesMax = 8, .logEntriesLog2 = 4};
 constexpr U32 keys = 60;
 
 unsigned lengthOf(U32 index) {

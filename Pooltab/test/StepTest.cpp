@@ -12,13 +12,10 @@
 namespace PooltabTest {
 namespace {
 
-using Content = std::pair<unsigned, U64>;
-using Model = std::map<TestKey, Content>;
+using Rows = std::map<TestKey, std::pair<unsigned, U64>>;
 
-constexpr PoolOptions smallLog{.keyBytesMax = 8, .logEntriesLog2 = 4};
-
-Model walk(const TableReader<VariableRow>& table) {
-   Model found;
+Rows walk(const TableReader<VariableRow>& table) {
+   Rows found;
    for (const VariableRow& row : table)
       found[row.rowKey()] = row.content();
    return found;
@@ -60,10 +57,10 @@ struct Scenario {
 
 /// 300 rows of all sizes, 20 of them deleted again: room for reuse and for splitting, and a well filled
 /// index.
-Model fill(const std::shared_ptr<Folder>& folder) {
+Rows fill(const std::shared_ptr<Folder>& folder) {
    PoolWriter pool(folder, smallLog);
    TableWriter<VariableRow> table(pool, "t");
-   Model model;
+   Rows model;
    for (U32 i = 0; i < 300; ++i) {
       const TestKey key{i, i % 3};
       table.is(VariableRow::make(key, i % 25, i));
@@ -76,27 +73,27 @@ Model fill(const std::shared_ptr<Folder>& folder) {
    return model;
 }
 
-void checkReader(const TableReader<VariableRow>& reader, const Model& before, const Model& after,
+void checkReader(const TableReader<VariableRow>& reader, const Rows& before, const Rows& after,
                  const TestKey& changed) {
-   Model walked = walk(reader);
-   const auto contentIn = [](const Model& model, const TestKey& key) {
+   Rows walked = walk(reader);
+   const auto contentIn = [](const Rows& model, const TestKey& key) {
       const auto found = model.find(key);
-      return found == model.end() ? Content(999, 0) : found->second;
+      return found == model.end() ? Rows::mapped_type(999, 0) : found->second;
    };
    const std::optional<VariableRow> row = reader.find(changed);
-   const Content now = row ? row->content() : Content(999, 0);
+   const Rows::mapped_type now = row ? row->content() : Rows::mapped_type(999, 0);
    ASSERT_TRUE(now == contentIn(before, changed) || now == contentIn(after, changed));
-   const Content seen = contentIn(walked, changed);
+   const Rows::mapped_type seen = contentIn(walked, changed);
    ASSERT_TRUE(seen == contentIn(before, changed) || seen == contentIn(after, changed));
    walked.erase(changed);
-   Model others = before;
+   Rows others = before;
    others.erase(changed);
    ASSERT_EQ(walked, others);
    for (const auto& [key, content] : others)
       ASSERT_EQ(reader.lookup(key).content(), content) << key.index;
 }
 
-void checkNextWriter(const TestRoot& root, const Model& before, const Model& after) {
+void checkNextWriter(const TestRoot& root, const Rows& before, const Rows& after) {
    const TestRoot copy;
    std::filesystem::copy(root.path(), copy.path(), std::filesystem::copy_options::recursive);
    std::filesystem::permissions(copy.path() + "/p", std::filesystem::perms(0750));
@@ -107,7 +104,7 @@ void checkNextWriter(const TestRoot& root, const Model& before, const Model& aft
       PoolWriter pool(folder, smallLog);
       TableWriter<VariableRow> table(pool, "t");
       PoolReader readerPool(folder);
-      const Model adopted = walk(TableReader<VariableRow>(readerPool, "t"));
+      const Rows adopted = walk(TableReader<VariableRow>(readerPool, "t"));
       ASSERT_TRUE(adopted == before || adopted == after);
       ASSERT_TRUE(isClean<VariableRow>(*folder, "t"));
       for (U32 i = 0; i < 30; ++i)
@@ -141,8 +138,8 @@ TEST(Step, WriterStoppedAfterEveryStore) {
    for (const Scenario& scenario : scenarios) {
       SCOPED_TRACE(scenario.name);
       const TestRoot root;
-      const Model before = fill(root.pool());
-      Model after = before;
+      const Rows before = fill(root.pool());
+      Rows after = before;
       std::unique_ptr<PoolWriter> pool;
       std::optional<TableWriter<VariableRow>> table;
       Stepped writer(
@@ -274,7 +271,7 @@ TEST(Step, KeyThatMovesPastTheReaderIsNotMissed) {
    constexpr int never = 1 << 30;
    // The move that costs the reader most is one that its first look misses.
    int worst = 0, most = 0, quiet = keys.lookUp(never, never).steps;
-   for (int first = 0; first < quiet; first += 16) {
+   for (int first = 0; first < quiet; first += 3) { // a probe takes a few instructions from place to place
       const auto [found, steps] = keys.lookUp(first, never);
       ASSERT_TRUE(found) << "after " << first << " instructions";
       if (steps > most) {

@@ -15,6 +15,9 @@ namespace PooltabTest {
 
 using namespace Pooltab;
 
+/// For tables of TestKey whose log is soon full.
+inline constexpr PoolOptions smallLog{.keyBytesMax = 8, .logEntriesLog2 = 4};
+
 /// Eight bytes; neighbours in `index` stand near each other.
 struct TestKey {
    static constexpr std::size_t packedSize = 8;
