@@ -204,9 +204,11 @@ void TableStore::growIndex() {
    const U64 old = index_.generation();
    IndexWriter larger;
    unsigned bits = index_.bits();
-   do // once, but for a small index whose keys happen to want the same places
+   do { // once, but for a small index whose keys happen to want the same places
+      if (bits == indexBitsMax)
+         throw Vok::Error(folder_->where() + "/" + name_ + ": the index has reached its largest size");
       larger = IndexWriter(*folder_, name_, rows_.header().preamble, old + 1, ++bits);
-   while (!larger.fill(index_));
+   } while (!larger.fill(index_));
    folder_->publish(indexFileName(name_, old + 1));
    // Partner: TableView, which maps the new index when its miss finds the generation changed. The old file
    // lives on for those who have it mapped; what they find there is checked against the rows.

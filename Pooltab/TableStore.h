@@ -26,9 +26,8 @@ struct Place {
 /// A packed key and its tag.
 struct PackedKey {
    U32 tag;
-   const Word* words; ///< what stands behind the last byte of the key is ignored
-   Place* place =
-       nullptr; ///< what the writer's caller remembers of the key; kept up to date. Null in readers
+   const Word* words;      ///< what stands behind the last byte of the key is ignored
+   Place* place = nullptr; ///< what a writer's caller knows of the key, kept up to date; readers have none
 };
 
 class TableStore {

@@ -67,15 +67,6 @@ U64 loadWord(const U8* at) {
    }
 }
 
-/// For each word of packed bytes, a mask of all its bytes but the four that start at `at`.
-template <std::size_t words>
-constexpr std::array<U64, words> wordsWithout(std::size_t at) {
-   std::array<U8, 8 * words> bytes;
-   for (std::size_t i = 0; i < bytes.size(); ++i)
-      bytes[i] = i - at < sizeof(U32) ? 0x00 : 0xff;
-   return std::bit_cast<std::array<U64, words>>(bytes);
-}
-
 } // namespace RowCodecDetail
 
 template <class T>
@@ -427,6 +418,20 @@ bool rowLoad(T& value, const U64* words, std::size_t bytes) {
    }
 }
 
+namespace RowCodecDetail {
+
+/// For each word of packed bytes, a mask of all its bytes but the four of the `near` number at `at`; of all
+/// when there is none.
+template <std::size_t words>
+constexpr std::array<U64, words> wordsWithout(std::size_t at) {
+   std::array<U8, 8 * words> bytes;
+   for (std::size_t i = 0; i < bytes.size(); ++i)
+      bytes[i] = at != noNear && i - at < sizeof(U32) ? 0x00 : 0xff;
+   return std::bit_cast<std::array<U64, words>>(bytes);
+}
+
+} // namespace RowCodecDetail
+
 /// The `near` numbers of a table whose keys are numbered without gaps are this many a line of its index, and
 /// the tags of a line and of the next are this far apart.
 inline constexpr U32 nearALine = 8;
@@ -454,11 +459,13 @@ U32 packedTag(const U8* packed, U64 seed) {
    (std::make_index_sequence<words>());
    mixed = foldedProduct(mixed, 0x94d049bb133111ebull);
    const auto tag = static_cast<U32>(mixed >> 32 ^ mixed);
-   if constexpr (nearAt == noNear)
+   if constexpr (nearAt == noNear) {
       return tag;
-   U32 number;
-   std::memcpy(&number, packed + nearAt, sizeof number);
-   return (tag + number / nearALine * nearStep) ^ number % nearALine;
+   } else {
+      U32 number;
+      std::memcpy(&number, packed + nearAt, sizeof number);
+      return (tag + number / nearALine * nearStep) ^ number % nearALine;
+   }
 }
 
 } // namespace Vok

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <random>
+#include <set>
 
 /// Random operations against a map: the table, its reader, its walk, its change log and its verification must
 /// agree with it, in shared and in private memory, across takeovers.
@@ -196,6 +197,13 @@ TEST(Model, KeysThatWantTheSamePlacesMakeTheIndexGrow) {
    for (std::size_t i = 0; i < keys.size(); ++i)
       EXPECT_EQ(reader.lookup(keys[i]).value, i % 2 ? i : 0) << i;
    EXPECT_TRUE(isClean<FixedRow>(*folder, "t"));
+}
+
+TEST(Model, KeysWithoutNeighboursAreToldApartByAllTheirBytes) {
+   std::set<U32> tags;
+   for (U16 key = 0; key < 4096; ++key)
+      tags.insert(tagOf<U16>(Packed<U16>(key).words(), 12345));
+   EXPECT_GT(tags.size(), 4090u);
 }
 
 TEST(Model, LappedReaderIsToldOnceAndGoesOn) {
