@@ -1,15 +1,16 @@
 #include "Bolk/NumAllocator.h"
 
 #include "Vok/Attributes.h"
+#include "Vok/Observer.h"
 
 #include <algorithm>
 
 namespace Bolk {
 
-class NumAllocator::VokConfig : public NumAllocatorConfig::Notifiee {
+class NumAllocator::VokConfig final : public Vok::Observer<NumAllocator::VokConfig, NumAllocatorConfig> {
   public:
    VokConfig(NumAllocator& allocator, Vok::Ptr<const NumAllocatorConfig> config)
-       : Notifiee(std::move(config)), allocator_(allocator) {}
+       : Observer(std::move(config)), allocator_(allocator) {}
    void onRange() override { allocator_.handleRange(); }
 
   private:

@@ -4,6 +4,8 @@
 #include "bench/Rows.h"
 #include "bench/Works.h"
 
+#include "Vok/Observer.h"
+
 #include <memory>
 #include <unordered_map>
 #if BENCH_WITH_ABSL
@@ -49,9 +51,9 @@ struct ByName {
    static void set(Gauge& gauge, const Key& key, U64 value) { gauge.byNameIs(key, value); }
 };
 
-class ChangeCounter : public Gauge::Notifiee {
+class ChangeCounter final : public Vok::Observer<ChangeCounter, Gauge> {
   public:
-   using Notifiee::Notifiee;
+   using Observer::Observer;
    void onReading(U32) override { ++told; }
    void onByLabel(Kinet::MplsLabel) override { ++told; }
    void onByName(const Vok::Name&) override { ++told; }

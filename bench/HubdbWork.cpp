@@ -5,6 +5,7 @@
 #include "bench/Works.h"
 
 #include "Mpls/Mpls.h"
+#include "Vok/Observer.h"
 
 #include <functional>
 #include <malloc.h>
@@ -30,9 +31,9 @@ struct Progress {
    std::atomic<U64> told = 0;
 };
 
-class Counter : public Gauge::Notifiee {
+class Counter final : public Vok::Observer<Counter, Gauge> {
   public:
-   using Notifiee::Notifiee;
+   using Observer::Observer;
    void onReading(U32) override { ++told; }
    U64 told = 0;
 };
@@ -50,9 +51,9 @@ std::vector<double> follow(const std::string& socketPath, U64 keys, Progress& pr
    return {nowNs()};
 }
 
-class WakeListener : public Gauge::Notifiee {
+class WakeListener final : public Vok::Observer<WakeListener, Gauge> {
   public:
-   WakeListener(const Vok::Ptr<Gauge>& gauge, Arrivals& arrivals) : Notifiee(gauge), arrivals_(arrivals) {}
+   WakeListener(const Vok::Ptr<Gauge>& gauge, Arrivals& arrivals) : Observer(gauge), arrivals_(arrivals) {}
    void onReading(U32) override { arrivals_.arrived(); }
 
   private:

@@ -3,6 +3,8 @@
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
+#include "Vok/Observer.h"
+
 #include <poll.h>
 
 /// What attached readers cost the writer, in its own processor time: the same changes with nobody there, and
@@ -19,9 +21,9 @@ struct Audience {
    std::atomic<bool> over = false;
 };
 
-class KeyCounter : public Mpls::LfibStatus::Notifiee {
+class KeyCounter final : public Vok::Observer<KeyCounter, Mpls::LfibStatus> {
   public:
-   using Notifiee::Notifiee;
+   using Observer::Observer;
    void onLfibRoute(const Mpls::RouteKey&) override { ++keys; }
    U64 keys = 0;
 };

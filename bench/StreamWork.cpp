@@ -4,6 +4,8 @@
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
+#include "Vok/Observer.h"
+
 #include <poll.h>
 
 namespace Bench {
@@ -16,9 +18,9 @@ struct Progress {
 };
 
 /// Reads each route that the log tells of.
-class RouteFollower : public Mpls::LfibStatus::Notifiee {
+class RouteFollower final : public Vok::Observer<RouteFollower, Mpls::LfibStatus> {
   public:
-   explicit RouteFollower(TablesView& view) : Notifiee(view.lfib()), view_(view) {}
+   explicit RouteFollower(TablesView& view) : Observer(view.lfib()), view_(view) {}
    void onLfibRoute(const Mpls::RouteKey& key) override {
       rows += view_.routes().find(key, route_);
       keep(route_);

@@ -2,6 +2,8 @@
 #include "bench/Tables.h"
 #include "bench/Works.h"
 
+#include "Vok/Observer.h"
+
 #include <functional>
 #include <poll.h>
 
@@ -18,10 +20,10 @@ void sleepOn(int descriptor) {
 }
 
 /// Reads the route that changed.
-class RouteWatcher : public Mpls::LfibStatus::Notifiee {
+class RouteWatcher final : public Vok::Observer<RouteWatcher, Mpls::LfibStatus> {
   public:
    RouteWatcher(TablesView& view, Arrivals& arrivals)
-       : Notifiee(view.lfib()), view_(view), arrivals_(arrivals) {}
+       : Observer(view.lfib()), view_(view), arrivals_(arrivals) {}
    void onLfibRoute(const Mpls::RouteKey& key) override {
       keep(view_.routes().find(key, route_));
       arrivals_.arrived();

@@ -1,6 +1,7 @@
 #include "Vok/test/Watched.h"
 
 #include "Vok/EntityType.h"
+#include "Vok/Observer.h"
 
 #include <algorithm>
 #include <functional>
@@ -14,11 +15,11 @@ namespace {
 using Steps = std::vector<std::string>;
 
 /// Writes what it is told into a diary, then acts.
-class Watcher final : public Watched::Notifiee {
+class Watcher final : public Vok::Observer<Watcher, Watched> {
   public:
    Watcher(Vok::Ptr<const Watched> watched, std::string name, Steps& diary,
            std::function<void()> act = nullptr)
-       : Notifiee(watched), name_(std::move(name)), diary_(diary), act_(std::move(act)) {}
+       : Observer(watched), name_(std::move(name)), diary_(diary), act_(std::move(act)) {}
 
    void onLevel() override { told("level " + std::to_string(watched().level())); }
    void onCount(Vok::U32 key) override { told("count", key, watched().countHas(key)); }

@@ -41,7 +41,7 @@ class NotifieeEmitter {
             out += "   virtual void on" + upper(attribute.name) + "MountStatus() {}\n";
          }
       }
-      out += "\n   void vokOnChange(Vok::AttrId attr, const void* key) override;\n";
+      out += "\n   void vokOnChange(Vok::AttrId attr, const void* key) override;\n" + dispatch();
       if (hasTables_) {
          out += "   void vokOnCollection(Vok::AttrId attr) override;\n";
          out += "   void vokOnMountStatus(Vok::AttrId attr) override;\n";
@@ -57,22 +57,29 @@ class NotifieeEmitter {
   private:
    std::string otherwise(const std::string& function, const std::string& arguments) const {
       return std::string("   default:\n      return") +
-             (hasBase_ ? " " + base_ + "::" + function + arguments : "") + ";\n   }\n}\n";
+             (hasBase_ ? " " + base_ + "::" + function + arguments : "") + ";\n   }\n";
    }
 
-   std::string changes() const {
+   /// The one place that knows which attribute has which handler.
+   std::string dispatch() const {
       const bool usesKey = hasBase_ || std::any_of(type_.attributes.begin(), type_.attributes.end(),
                                                    [](const Attribute& item) { return item.isCollection(); });
-      std::string text = "void " + class_ + "::Notifiee::vokOnChange(Vok::AttrId attr, const void*" +
-                         (usesKey ? " key" : "") + ") {\n   switch (attr) {\n";
+      std::string text = "/// Calls the handler that `self` has for the attribute.\ntemplate <class Self>\n"
+                         "static void vokDispatch(Self& self, Vok::AttrId attr, const void*" +
+                         std::string(usesKey ? " key" : "") + ") {\n   switch (attr) {\n";
       for (const Attribute& attribute : type_.attributes) {
          const std::string argument = attribute.isCollection()
                                           ? "*static_cast<const " + spelling_.type(*attribute.key) + "*>(key)"
                                           : "";
-         text += "   case " + attribute.name + "Attr:\n      return on" + upper(attribute.name) + "(" +
+         text += "   case " + attribute.name + "Attr:\n      return self.on" + upper(attribute.name) + "(" +
                  argument + ");\n";
       }
-      return text + otherwise("vokOnChange", "(attr, key)");
+      return indented(text + otherwise("vokDispatch", "(self, attr, key)") + "}\n", 3);
+   }
+
+   std::string changes() const {
+      return "void " + class_ + "::Notifiee::vokOnChange(Vok::AttrId attr, const void* key) {\n" +
+             "   vokDispatch(*this, attr, key);\n}\n";
    }
 
    std::string tables(const std::string& function, const std::string& suffix) const {
@@ -84,7 +91,7 @@ class NotifieeEmitter {
                     "();\n";
          }
       }
-      return text + otherwise(function, "(attr)");
+      return text + otherwise(function, "(attr)") + "}\n";
    }
 
    const Model::Entity& type_;

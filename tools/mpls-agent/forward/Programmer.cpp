@@ -1,5 +1,6 @@
 #include "tools/mpls-agent/forward/Programmer.h"
 
+#include "Vok/Observer.h"
 #include "Vok/Trace.h"
 
 namespace agent {
@@ -18,9 +19,9 @@ constexpr int looksMax = 8;
 } // namespace
 
 /// Collects the routes that enter the backlog, and leaves them there for whoever drains it.
-class Programmer::Changes final : public Mpls::LfibTrackingStatus::Notifiee {
+class Programmer::Changes final : public Vok::Observer<Programmer::Changes, Mpls::LfibTrackingStatus> {
   public:
-   explicit Changes(Programmer& owner) : Notifiee(owner.tracked_), owner_(owner) {
+   explicit Changes(Programmer& owner) : Observer(owner.tracked_), owner_(owner) {
       for (const RouteKey& key : owner.tracked_->routeKeyBacklogEach())
          owner.changedRoutes_.insert(key);
    }

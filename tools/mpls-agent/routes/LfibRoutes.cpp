@@ -3,6 +3,7 @@
 #include "tools/common/RouteRows.h"
 #include "tools/mpls-agent/routes/IpLookupRoute.h"
 
+#include "Vok/Observer.h"
 #include "Vok/Trace.h"
 
 #include <algorithm>
@@ -20,9 +21,9 @@ constinit Vok::TraceFacility trace("LfibRoutes");
 
 } // namespace
 
-class LfibRoutes::RouteWatch final : public Mpls::Route::Notifiee {
+class LfibRoutes::RouteWatch final : public Vok::Observer<LfibRoutes::RouteWatch, Mpls::Route> {
   public:
-   RouteWatch(LfibRoutes& owner, Vok::Ptr<Mpls::Route> route) : Notifiee(route), owner_(owner) {}
+   RouteWatch(LfibRoutes& owner, Vok::Ptr<Mpls::Route> route) : Observer(route), owner_(owner) {}
    const Mpls::Route& route() const { return static_cast<const Mpls::Route&>(*vokWatched()); }
    void onVia(const Mpls::Via&) override { owner_.changed(route().key().routeKey()); }
 
@@ -30,9 +31,9 @@ class LfibRoutes::RouteWatch final : public Mpls::Route::Notifiee {
    LfibRoutes& owner_;
 };
 
-class LfibRoutes::RoutesWatch final : public Mpls::RouteConfig::Notifiee {
+class LfibRoutes::RoutesWatch final : public Vok::Observer<LfibRoutes::RoutesWatch, Mpls::RouteConfig> {
   public:
-   explicit RoutesWatch(LfibRoutes& owner) : Notifiee(owner.merge_.routes()), owner_(owner) {}
+   explicit RoutesWatch(LfibRoutes& owner) : Observer(owner.merge_.routes()), owner_(owner) {}
    void onRoute(const Mpls::RouteKeyAndMetric& key) override {
       owner_.watch(key);
       owner_.changed(key.routeKey());
@@ -42,9 +43,10 @@ class LfibRoutes::RoutesWatch final : public Mpls::RouteConfig::Notifiee {
    LfibRoutes& owner_;
 };
 
-class LfibRoutes::VrfLabelsWatch final : public Mpls::VrfLabelConfig::Notifiee {
+class LfibRoutes::VrfLabelsWatch final
+    : public Vok::Observer<LfibRoutes::VrfLabelsWatch, Mpls::VrfLabelConfig> {
   public:
-   explicit VrfLabelsWatch(LfibRoutes& owner) : Notifiee(owner.merge_.vrfLabels()), owner_(owner) {}
+   explicit VrfLabelsWatch(LfibRoutes& owner) : Observer(owner.merge_.vrfLabels()), owner_(owner) {}
    void onVrfLabel(Kinet::MplsLabel label) override { owner_.changed(Mpls::RouteKey::fromLabel(label)); }
 
   private:
