@@ -38,6 +38,10 @@ Credentials peerCredentials(int socket) {
    return who;
 }
 
+bool isTrusted(const Credentials& who) {
+   return who.user == 0 || who.user == geteuid();
+}
+
 /// Takes the next word from the line; empty at its end or before a comment.
 static std::string_view takeWord(std::string_view& line) {
    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
@@ -100,7 +104,7 @@ Access::Grant Access::grant(std::string_view line) {
 }
 
 bool Access::may(const Credentials& who, std::string_view path, bool own) const {
-   if (open_ || who.user == 0 || who.user == geteuid())
+   if (open_ || isTrusted(who))
       return true;
    return std::ranges::any_of(grants_, [&](const Grant& grant) {
       const bool isTheirs = grant.subject == Subject::any ||

@@ -19,6 +19,9 @@ struct Credentials {
 /// Of a connected Unix socket. Raises std::system_error.
 Credentials peerCredentials(int socket);
 
+/// Root and the user that this process runs as, who could do whatever they like with it anyway.
+bool isTrusted(const Credentials& who);
+
 /// Grants, one a line:
 ///
 ///    grant = who ( "own" | "read" ) prefix      # a comment

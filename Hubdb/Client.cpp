@@ -69,7 +69,9 @@ void Client::socketIs(Vok::Descriptor socket) {
    connection_->send(Wire::Kind::hello, [&](auto& body) {
       body.u16(Wire::version);
       body.string(std::string_view(program_).substr(0, 256));
+      body.u8(true);
    });
+   connection_->pipesAwait();
    connection_->flush();
 }
 

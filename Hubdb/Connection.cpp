@@ -7,6 +7,7 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace Hubdb {
 
@@ -16,7 +17,7 @@ using Vok::U8;
 static constinit Vok::TraceFacility trace("HubdbConnection");
 
 Connection::Connection(Vok::Activity& activity, Vok::Descriptor socket, ConnectionUser& user)
-    : user_(user), socket_(std::move(socket)), in_(Wire::portion),
+    : activity_(activity), user_(user), socket_(std::move(socket)), in_(Wire::portion),
       watch_(activity.watch(socket_.fd(), Vok::Activity::readable, [this](U32 events) { ready(events); })) {
    // As much as the system allows: fewer turns for a large batch.
    const int size = 4 * Wire::portion;
@@ -24,8 +25,32 @@ Connection::Connection(Vok::Activity& activity, Vok::Descriptor socket, Connecti
 }
 
 bool Connection::isHungUp() const {
-   pollfd poll{socket_.fd(), POLLRDHUP, 0};
+   pollfd poll{pipes_ ? pipes_.in.fd() : socket_.fd(), POLLRDHUP, 0};
    return !isOpen() || (::poll(&poll, 1, 0) == 1 && (poll.revents & (POLLHUP | POLLERR | POLLRDHUP)) != 0);
+}
+
+void Connection::pipesGive() {
+   auto [ours, theirs] = makePipes();
+   if (!ours || !isOpen())
+      return;
+   const ssize_t sent = sendPipes(socket_.fd(), Bytes(out_).subspan(outStart_), theirs);
+   if (sent < 0)
+      return;
+   if (static_cast<std::size_t>(sent) < queued())
+      throw Vok::LogError("it takes no " + std::to_string(queued()) + " bytes at once");
+   out_.clear();
+   outStart_ = 0;
+   pipesAre(std::move(ours));
+}
+
+void Connection::pipesAre(Pipes pipes) {
+   watch_.del();
+   pipes_ = std::move(pipes);
+   socket_ = Vok::Descriptor();
+   const auto told = [this](U32 events) { ready(events); };
+   watch_ = activity_.watch(pipes_.in.fd(), Vok::Activity::readable, told);
+   outWatch_ = activity_.watch(pipes_.out.fd(), 0, told);
+   watch();
 }
 
 Vok::NboAttrLog::Writer& Connection::emptyFrame() {
@@ -80,7 +105,9 @@ U32 Connection::sendRecords(U32 mount, Bytes records) {
 
 void Connection::flush() {
    while (isOpen() && queued() > 0) {
-      const auto sent = ::send(socket_.fd(), out_.data() + outStart_, queued(), MSG_NOSIGNAL);
+      const U8* const bytes = out_.data() + outStart_;
+      const auto sent = pipes_ ? ::write(pipes_.out.fd(), bytes, queued())
+                               : ::send(socket_.fd(), bytes, queued(), MSG_NOSIGNAL);
       if (sent < 0) {
          if (errno == EINTR)
             continue;
@@ -113,13 +140,22 @@ void Connection::readingIs(bool reading) {
 }
 
 void Connection::watch() {
-   watch_.eventsIs((reading_ ? Vok::Activity::readable : 0) | (waiting_ ? Vok::Activity::writable : 0));
+   const U32 writable = waiting_ ? Vok::Activity::writable : 0;
+   if (pipes_) {
+      // Whoever is not read from is still seen to go.
+      watch_.eventsIs(reading_ ? Vok::Activity::readable : Vok::Activity::hungUp);
+      outWatch_.eventsIs(writable);
+   } else {
+      watch_.eventsIs((reading_ ? Vok::Activity::readable : 0) | writable);
+   }
 }
 
 void Connection::close() {
    *alive_ = false;
    watch_.del();
+   outWatch_.del();
    socket_ = Vok::Descriptor();
+   pipes_ = Pipes();
    out_.clear();
    outStart_ = 0;
 }
@@ -137,8 +173,22 @@ void Connection::ready(U32 events) {
       read();
 }
 
+ssize_t Connection::receive(U8* bytes, std::size_t size) {
+   if (pipes_)
+      return ::read(pipes_.in.fd(), bytes, size);
+   if (!awaitsPipes_)
+      return ::recv(socket_.fd(), bytes, size, 0);
+   Pipes pipes;
+   const auto got = receivePipes(socket_.fd(), bytes, size, pipes);
+   if (got > 0)
+      awaitsPipes_ = false; // they come with the first bytes or not at all
+   if (pipes)
+      pipesAre(std::move(pipes));
+   return got;
+}
+
 void Connection::read() {
-   const auto got = ::recv(socket_.fd(), in_.data() + inSize_, in_.size() - inSize_, 0);
+   const auto got = receive(in_.data() + inSize_, in_.size() - inSize_);
    if (got < 0) {
       if (errno != EAGAIN && errno != EINTR)
          end(errno == ECONNRESET ? "" : Vok::String("reading: ") + std::strerror(errno));

@@ -79,15 +79,19 @@ void Peer::onFrame(Wire::Kind kind, Bytes body) {
 void Peer::hello(Wire::FrameReader& frame) {
    const Vok::U16 version = frame.u16();
    program_ = frame.text(256);
-   frame.expectEnd();
    if (version != Wire::version)
       throw Vok::LogError("it speaks version " + std::to_string(version) + ", the server version " +
                           std::to_string(Wire::version) + "; run both from one installation");
+   const bool takesPipes = frame.flag();
+   frame.expectEnd();
    greeted_ = true;
    connection_.send(Wire::Kind::welcome, [](auto& body) {
       body.u16(Wire::version);
       body.u32(static_cast<Vok::U32>(getpid()));
    });
+   // Others could hold the server up by them.
+   if (takesPipes && isTrusted(who_))
+      connection_.pipesGive();
 }
 
 void Peer::mount(Wire::FrameReader& frame) {

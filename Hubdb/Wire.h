@@ -7,7 +7,7 @@
 
 namespace Hubdb::Wire {
 
-inline constexpr Vok::U16 version = 1;
+inline constexpr Vok::U16 version = 2;
 
 /// A frame is the length of what follows (32 bits), the kind (8 bits) and the body.
 inline constexpr std::size_t lengthSize = 4;
@@ -24,14 +24,14 @@ inline constexpr std::size_t maxTextSize = 4096;
 inline constexpr std::size_t maxMounts = 65536;
 
 enum class Kind : Vok::U8 {
-   hello = 1,         ///< u16 version, program
+   hello = 1,         ///< u16 version, program, u8 whether pipes are welcome
    mount = 2,         ///< u32 mount, u8 filter, u8 resume, u64 fingerprint, path, type
    unmount = 3,       ///< u32 mount
    del = 4,           ///< u32 mount
    records = 5,       ///< u32 mount, records
    snapshotBegin = 6, ///< u32 mount
    snapshotEnd = 7,   ///< u32 mount
-   welcome = 16,      ///< u16 version, u32 process of the server
+   welcome = 16,      ///< u16 version, u32 process of the server; pipes may come with it
    status = 17,       ///< u32 mount, u8 status, text
    entry = 18,        ///< u32 mount, u8 present, name, type
    gone = 19,         ///< u32 mount

@@ -15,7 +15,8 @@ using Hubdb::MountFilter;
 using Hubdb::Wire::Kind;
 using HubdbRoutes::Source;
 
-/// A conversation as a client would begin it, in frames.
+/// A conversation as a client would begin it, in frames. Whether it welcomes pipes is said in the last byte
+/// of the first.
 std::vector<std::string> conversation(Vok::U64 fingerprint) {
    std::vector<std::string> frames;
    const auto frame = [&](Kind kind, auto fields) {
@@ -40,6 +41,7 @@ std::vector<std::string> conversation(Vok::U64 fingerprint) {
    frame(Kind::hello, [](auto& body) {
       body.u16(Hubdb::Wire::version);
       body.string("hostile");
+      body.u8(false);
    });
    mount(1, MountFilter::own(), true, "hostile/a");
    mount(2, MountFilter::read(), false, "good/a");
@@ -61,16 +63,46 @@ std::vector<std::string> conversation(Vok::U64 fingerprint) {
    return frames;
 }
 
+/// A client's side, over the socket or over the pipes that the server has given it.
+struct Line {
+   Vok::Descriptor socket;
+   Hubdb::Pipes pipes;
+
+   ssize_t send(const char* bytes, std::size_t size) const {
+      return pipes ? ::write(pipes.out.fd(), bytes, size) : ::send(socket.fd(), bytes, size, MSG_NOSIGNAL);
+   }
+   ssize_t receive(char* bytes, std::size_t size) const {
+      return ::read(pipes ? pipes.in.fd() : socket.fd(), bytes, size);
+   }
+};
+
 struct HostileTest : ServerFixture {
-   /// Sends it, a piece at a time, while the server turns; the socket closes then.
-   void send(const std::string& bytes, std::mt19937& random) {
+   Line line() {
       auto [ours, theirs] = socketPair();
       server->clientIs(std::move(theirs));
+      return {std::move(ours), {}};
+   }
+   /// One that has been greeted.
+   Line line(bool overPipes) {
+      Line made = line();
+      std::string hello = conversation(0)[0];
+      hello.back() = overPipes;
+      made.send(hello.data(), hello.size());
+      Vok::U8 welcome[100];
+      EXPECT_TRUE(turnUntil(activity, [&] {
+         return Hubdb::receivePipes(made.socket.fd(), welcome, sizeof welcome, made.pipes) > 0;
+      }));
+      EXPECT_EQ(bool(made.pipes), overPipes);
+      return made;
+   }
+   /// Sends it, a piece at a time, while the server turns; the line goes then.
+   void send(const Line& line, const std::string& bytes, std::mt19937& random) {
       for (std::size_t at = 0; at < bytes.size();) {
          const std::size_t size = std::min<std::size_t>(bytes.size() - at, 1 + random() % 200);
-         if (::send(ours.fd(), bytes.data() + at, size, MSG_NOSIGNAL) < 0)
+         const bool taken = line.send(bytes.data() + at, size) >= 0;
+         if (!taken && !(line.pipes && errno == EAGAIN && activity.turn(0)))
             break;
-         at += size;
+         at += taken ? size : 0;
          activity.turn(0);
       }
    }
@@ -88,10 +120,11 @@ TEST_F(HostileTest, aGoodPairGoesOn) {
    const auto until =
        std::chrono::steady_clock::now() + std::chrono::seconds(seconds ? std::atoi(seconds) : 0);
    for (int round = 0; round < 1500 || std::chrono::steady_clock::now() < until; ++round) {
+      const bool greeted = random() % 2;
       std::string bytes;
-      for (const std::string& frame : frames)
+      for (std::size_t i = greeted; i < frames.size(); ++i)
          if (random() % 8 != 0)
-            bytes += frame;
+            bytes += frames[i];
       switch (random() % 4) {
       case 0: // bytes of no meaning at all
          for (char& byte : bytes)
@@ -104,7 +137,7 @@ TEST_F(HostileTest, aGoodPairGoesOn) {
          for (Vok::U32 count = random() % 6; count > 0 && !bytes.empty(); --count)
             bytes[random() % bytes.size()] = static_cast<char>(random());
       }
-      send(bytes, random);
+      send(greeted ? line(random() % 2) : line(), bytes, random);
       source->countIs(round);
       source->routeIs(random() % 50)->metricIs(random());
       source->routeDel(random() % 50);
@@ -115,36 +148,39 @@ TEST_F(HostileTest, aGoodPairGoesOn) {
    EXPECT_TRUE(turnUntil(activity, [&] { return server->clients() == 2; }));
 }
 
-/// Answers to requests are queued whatever their number: the requests have to wait.
+/// Answers to requests are queued whatever their number: the requests have to wait. Who goes is seen all the
+/// same.
 TEST_F(HostileTest, whoDoesNotListenIsNotListenedTo) {
-   const auto frames = conversation(0); // with a fingerprint that gets each mount refused
-   auto [ours, theirs] = socketPair();
-   server->clientIs(std::move(theirs));
-   const std::string& request = frames[2];
+   const std::string request = conversation(0)[2]; // with a fingerprint that gets each mount refused
    std::string requests;
    while (requests.size() < 64 * 1024)
       requests += request;
-   ASSERT_EQ(::send(ours.fd(), frames[0].data(), frames[0].size(), 0),
-             static_cast<ssize_t>(frames[0].size()));
-   std::size_t at = 0;
-   /// Sends until neither the socket takes more nor the server has anything to do.
-   const auto sendAll = [&](std::size_t limit) {
-      std::size_t sent = 0;
-      for (bool more = true; more && sent < limit;) {
-         const auto size = ::send(ours.fd(), requests.data() + at, requests.size() - at, MSG_NOSIGNAL);
-         more = activity.turn(0) || size > 0;
-         sent += std::max<ssize_t>(size, 0);
-         at = (at + std::max<ssize_t>(size, 0)) % requests.size();
-      }
-      return sent;
-   };
-   constexpr std::size_t tooMuch = 32 << 20;
-   ASSERT_LT(sendAll(tooMuch), tooMuch);
-   std::vector<char> answers(1 << 20);
-   while (::recv(ours.fd(), answers.data(), answers.size(), 0) > 0 || activity.turn(0))
-      continue;
-   EXPECT_GT(sendAll(1 << 20), 0u) << "it listens again";
-   EXPECT_EQ(server->clients(), 1u);
+   for (const bool overPipes : {false, true}) {
+      SCOPED_TRACE(overPipes);
+      std::optional<Line> client = line(overPipes);
+      std::size_t at = 0;
+      /// Sends until neither the line takes more nor the server has anything to do.
+      const auto sendAll = [&](std::size_t limit) {
+         std::size_t sent = 0;
+         for (bool more = true; more && sent < limit;) {
+            const auto size = client->send(requests.data() + at, requests.size() - at);
+            more = activity.turn(0) || size > 0;
+            sent += std::max<ssize_t>(size, 0);
+            at = (at + std::max<ssize_t>(size, 0)) % requests.size();
+         }
+         return sent;
+      };
+      constexpr std::size_t tooMuch = 32 << 20;
+      ASSERT_LT(sendAll(tooMuch), tooMuch);
+      std::vector<char> answers(1 << 20);
+      while (client->receive(answers.data(), answers.size()) > 0 || activity.turn(0))
+         continue;
+      EXPECT_GT(sendAll(1 << 20), 0u) << "it listens again";
+      ASSERT_LT(sendAll(tooMuch), tooMuch);
+      EXPECT_EQ(server->clients(), 1u);
+      client.reset();
+      EXPECT_TRUE(turnUntil(activity, [&] { return server->clients() == 0; }));
+   }
 }
 
 TEST_F(HostileTest, whoTakesNothingCostsNothing) {
@@ -173,8 +209,8 @@ TEST_F(HostileTest, saysWhatIsWrong) {
        {std::string("\x7f\0\0\0", 4), "a frame of 2130706432 bytes; 1 to 1048512 are allowed"},
        {mount, "the first frame is no hello"},
        {hello + hello, "a second hello"},
-       {std::string("\0\0\0\7\1\0\2\0\0\0\0", 11),
-        "it speaks version 2, the server version 1; run both from one installation"},
+       {std::string("\0\0\0\10\1\0\1\0\0\0\0\0", 12),
+        "it speaks version 1, the server version 2; run both from one installation"},
        {hello + std::string("\0\0\0\1\x63", 5), "no frame of kind 99 comes from a client"},
        {hello + std::string("\0\0\0\5\3\0\0\0\7", 9), "there is no mount 7"},
        {hello + mount + mount, "mount 1 is there already"},
@@ -186,7 +222,7 @@ TEST_F(HostileTest, saysWhatIsWrong) {
    std::mt19937 random(1);
    for (const auto& c : cases) {
       Vok::TraceCapture lines("HubdbServer/1");
-      send(c.bytes, random);
+      send(line(), c.bytes, random);
       ASSERT_TRUE(turnUntil(activity, [&] { return server->clients() == 0; })) << c.reason;
       ASSERT_EQ(lines.lines().size(), 1u) << c.reason;
       EXPECT_TRUE(lines.lines()[0].ends_with(std::string(" is ended: ") + c.reason)) << lines.lines()[0];

@@ -3,6 +3,9 @@
 #include "Vok/Errors.h"
 #include "Vok/Trace.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
+
 namespace HubdbTest {
 namespace {
 
@@ -46,6 +49,68 @@ TEST_F(ServerTest, aFlushNeedsNoTurn) {
    owner.manager->get<Source>("routing/a")->countIs(5);
    owner.manager->flush();
    expectSame(owner, reader, "routing/a");
+}
+
+/// Lets the process open so many more descriptors, for a while.
+class DescriptorLimit {
+  public:
+   explicit DescriptorLimit(rlim_t more) {
+      getrlimit(RLIMIT_NOFILE, &before_);
+      const Vok::Descriptor next(open("/dev/null", O_RDONLY));
+      const rlimit limit{static_cast<rlim_t>(next.fd()) + more, before_.rlim_max};
+      setrlimit(RLIMIT_NOFILE, &limit);
+   }
+   ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+  private:
+   rlimit before_{};
+};
+
+TEST_F(ServerTest, withoutDescriptorsForPipesTheSocketStays) {
+   Program owner = program(), reader = program();
+   ASSERT_TRUE(
+       turnUntil(activity, [&] { return owner.client->isConnected() && reader.client->isConnected(); }));
+   Program late = program();
+   {
+      const DescriptorLimit limit(5); // of six that pipes need at first
+      EXPECT_EQ(Hubdb::makePipes().first.in.fd(), -1);
+      ASSERT_TRUE(turnUntil(activity, [&] { return late.client->isConnected(); }));
+   }
+   const auto source = owner.own<Source>("routing/a");
+   for (const Program* program : {&reader, &late})
+      EXPECT_EQ(
+          const_cast<Program*>(program)->mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()),
+          MountStatus::success);
+   fill(*source, 50);
+   expectSame(owner, reader, "routing/a");
+   expectSame(owner, late, "routing/a");
+}
+
+TEST(PipesTest, comeWholeOrNotAtAll) {
+   const auto [one, other] = socketPair();
+   const Vok::U8 sent[] = {1, 2, 3};
+   Vok::U8 got[10];
+   for (const rlim_t more : {3, 2, 1, 0}) {
+      SCOPED_TRACE(more);
+      const auto [ours, theirs] = Hubdb::makePipes();
+      ASSERT_EQ(Hubdb::sendPipes(one.fd(), sent, theirs), 3);
+      Hubdb::Pipes came;
+      const DescriptorLimit limit(more);
+      const ssize_t count = Hubdb::receivePipes(other.fd(), got, sizeof got, came);
+      ASSERT_EQ(bool(came), more == 3);
+      if (!came) {
+         EXPECT_EQ(std::pair(count, errno), std::pair(ssize_t(-1), ECANCELED));
+         continue;
+      }
+      EXPECT_EQ(write(ours.out.fd(), sent, 2), 2);
+      EXPECT_EQ(read(came.in.fd(), got, sizeof got), 2);
+      EXPECT_EQ(write(came.out.fd(), sent, 1), 1);
+      EXPECT_EQ(read(ours.in.fd(), got, sizeof got), 1);
+   }
+   EXPECT_EQ(send(one.fd(), sent, 1, 0), 1);
+   Hubdb::Pipes none;
+   EXPECT_EQ(Hubdb::receivePipes(other.fd(), got, sizeof got, none), 1);
+   EXPECT_FALSE(none);
 }
 
 TEST_F(ServerTest, whoMayMountWhat) {

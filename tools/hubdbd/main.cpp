@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <sys/resource.h>
 
 namespace {
 
@@ -55,6 +56,15 @@ Hubdb::Access accessOf(const std::string& path) {
    }
 }
 
+/// As many descriptors as the process may have: a client takes three.
+void raiseDescriptorLimit() {
+   rlimit limit{};
+   if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+      limit.rlim_cur = limit.rlim_max;
+      setrlimit(RLIMIT_NOFILE, &limit);
+   }
+}
+
 void serve(const Options& options) {
    Vok::traceSettingIs(options.verbose ? "Hubdb*/0-3" : "Hubdb*/0-1");
    Hubdb::ServerSetting setting;
@@ -63,6 +73,7 @@ void serve(const Options& options) {
    setting.stateFile = options.state;
    setting.sync = options.sync;
    const tools::Catalogue known = tools::catalogue();
+   raiseDescriptorLimit();
    Vok::Activity activity;
    running = &activity;
    for (const int signal : {SIGTERM, SIGINT})
