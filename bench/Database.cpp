@@ -77,6 +77,11 @@ void DatabaseClient::mount(const std::string& path, const Vok::EntityType& type,
       throw std::runtime_error("'" + path + "' cannot be mounted");
 }
 
+void DatabaseClient::inTurn(std::function<void()> work) {
+   activity_.post(std::move(work));
+   activity_.turn(0);
+}
+
 void DatabaseClient::settle() {
    for (;;) {
       manager_->flush(); // what did not fit before

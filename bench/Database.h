@@ -41,6 +41,8 @@ class DatabaseClient {
       mount(path, E::vokType(), Hubdb::MountFilter::read());
       return manager_->get<E>(path);
    }
+   /// A turn that does the work, and sends what it has changed.
+   void inTurn(std::function<void()> work);
    /// One turn, at whose end all changes are sent; sleeps when there is nothing to do.
    void turn(bool sleep) { activity_.turn(sleep ? -1 : 0); }
    /// Until the server has acknowledged all changes.

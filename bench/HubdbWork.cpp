@@ -174,7 +174,10 @@ std::vector<double> ourWake() {
    SharedPage<WakeWatch> watch;
    Child reader([&] { return listen(server.socketPath(), *watch.get()); });
    pace(*watch.get(), std::identity(), [&](int number) {
-      gauge->readingIs(1, static_cast<U64>(number) + 1);
+      client.inTurn([&] { // as programs do whose changes follow from what they are told
+         watch->sent = nowNs();
+         gauge->readingIs(1, static_cast<U64>(number) + 1);
+      });
       client.settle(); // the peer waits for its answer as well, and so leaves its processor to the others
    });
    return reader.result();
