@@ -13,13 +13,6 @@ using nlohmann::json;
 using Blocks = std::map<std::string, unsigned>; // first labels by client and request; 0 for one that waits
 
 struct LabelsProcessTest : ProcessFixture {
-   /// mplsctl fails with this status and says this on standard error.
-   void expectRefusal(const std::string& text, const std::string& what, int status = 1) {
-      Child child({"/bin/sh", "-c", std::string(MPLSCTL) + " --socket " + socket() + " " + text + " 2>&1"});
-      const std::string said = child.rest();
-      EXPECT_EQ(child.status(), status) << text;
-      EXPECT_NE(said.find(what), std::string::npos) << text << "\n" << said;
-   }
    Blocks blocks() {
       Blocks all;
       const json shown = json::parse(mplsctl("show labels --json"));
