@@ -35,9 +35,7 @@ void askDatabase(Owner& owner, const Session& session) {
    const LabelState state = LabelView(session).state();
    owner.ranges = state.ranges();
    std::erase_if(owner.ranges, [&](const auto& range) { return !isIn(range.labels, owner.label); });
-   owner.blocks = state.requests();
-   std::erase_if(owner.blocks,
-                 [&](const auto& request) { return !request.block || !isIn(*request.block, owner.label); });
+   owner.blocks = state.owners(owner.label);
    if (!state.status)
       owner.missing.push_back("no label manager has run yet; start 'mpls-agent labels'");
 }
@@ -81,8 +79,7 @@ void print(const Owner& owner, tools::Output& out) {
       out.print("   range {} {} ({})\n", range.name, rangeText(range.labels),
                 range.configured ? "configured" : "default");
    for (const LabelState::Request& request : owner.blocks)
-      out.print("   block {} of client {}, request {}{}\n", rangeText(*request.block), request.client,
-                request.name, request.withdrawn ? ", withdrawn" : "");
+      out.print("   {}\n", blockText(request));
    for (const std::string& missing : owner.missing)
       out.print("   {}\n", missing);
    printRoutes(owner, out);
@@ -98,9 +95,8 @@ void write(const Owner& owner, tools::Output& out) {
    }
    json.end().key("blocks").array();
    for (const LabelState::Request& request : owner.blocks) {
-      json.object().field("client", request.client).field("request", request.name);
-      writeRange(json, *request.block);
-      json.field("withdrawn", request.withdrawn).end();
+      writeBlock(json.object(), request);
+      json.end();
    }
    json.end().key("routes").array();
    for (const LabelUse& use : owner.uses) {
