@@ -44,25 +44,40 @@ void eraseMissing(const Attribute& attribute, Entity& dst, const Entity& src) {
    });
 }
 
+/// An attribute without keys.
+void copySingle(const Attribute& attribute, Entity& dst, const Entity& src) {
+   if (attribute.kind == AttributeKind::pointer)
+      attribute.access.refer(dst, nullptr, attribute.access.entity(src, nullptr));
+   else
+      attribute.access.set(dst, attribute.access.get(src));
+}
+
+/// What stands under a key that `src` has.
+void copyAt(const Attribute& attribute, const void* key, const void* value, Entity& dst, const Entity& src) {
+   if (attribute.kind == AttributeKind::references)
+      attribute.access.refer(dst, key, attribute.access.entity(src, key));
+   else
+      attribute.access.put(dst, key, value);
+}
+
 void copyAttribute(const Attribute& attribute, Entity& dst, const Entity& src) {
-   const Vok::AttributeAccess& access = attribute.access;
-   switch (attribute.kind) {
-   case AttributeKind::scalar:
-      return access.set(dst, access.get(src));
-   case AttributeKind::pointer:
-      return access.refer(dst, nullptr, access.entity(src, nullptr));
-   case AttributeKind::set:
-   case AttributeKind::map:
-   case AttributeKind::values:
-      eraseMissing(attribute, dst, src);
-      return access.walk(src, [&](const void* key, const void* value) { access.put(dst, key, value); });
-   case AttributeKind::references:
-      eraseMissing(attribute, dst, src);
-      return access.walk(
-          src, [&](const void* key, const void*) { access.refer(dst, key, access.entity(src, key)); });
-   default:
-      return; // refused by checkCopyable()
-   }
+   if (!attribute.keyType)
+      return copySingle(attribute, dst, src);
+   eraseMissing(attribute, dst, src);
+   attribute.access.walk(
+       src, [&](const void* key, const void* value) { copyAt(attribute, key, value, dst, src); });
+}
+
+/// One entry of an attribute that does not hold entities.
+void copyValue(const Entry& entry, Entity& dst, const Entity& src) {
+   const Attribute& attribute = *entry.attribute;
+   const void* const key = entry.keyData();
+   if (!key)
+      copySingle(attribute, dst, src);
+   else if (const void* const value = attribute.access.find(src, key))
+      copyAt(attribute, key, value, dst, src);
+   else
+      attribute.access.erase(dst, key);
 }
 
 /// `path` + "." + attribute goes before what a mutator says of a value.
@@ -99,6 +114,39 @@ void EntityCopy::copyAttributes(const Vok::Ptr<Entity>& dst, const Vok::Ptr<cons
    }
    for (const Attribute* attribute : wanted)
       naming(*attribute, path, [&] { copyAttribute(*attribute, *dst, *src); });
+}
+
+void EntityCopy::copyEntry(const Vok::Ptr<Entity>& dst, const Vok::Ptr<const Entity>& src, const Entry& entry,
+                           const String& path) {
+   checkSameType(*dst, *src, path);
+   switch (entry.attribute->kind) {
+   case AttributeKind::child:
+   case AttributeKind::members:
+      return copyMember(dst, *src, entry, path);
+   case AttributeKind::table:
+      return checkCopyable(*entry.attribute, *src, path);
+   default:
+      return naming(*entry.attribute, path, [&] { copyValue(entry, *dst, *src); });
+   }
+}
+
+void EntityCopy::copyMember(const Vok::Ptr<Entity>& dst, const Entity& src, const Entry& entry,
+                            const String& path) {
+   const Attribute& attribute = *entry.attribute;
+   const void* const key = entry.keyData();
+   const Vok::Ptr<const Entity> member(attribute.access.entity(src, key));
+   if (!member)
+      return attribute.access.erase(*dst, key);
+   const String memberPath = path + "." + String(attribute.name);
+   if (!attribute.access.create)
+      throw CopyError("cannot copy " + memberPath + ": its entities are made with pointers to others; copy " +
+                      String(src.vokEntityType().name()) + " as a whole");
+   std::vector<const void*> parameters;
+   for (const Vok::Parameter& parameter : member->vokEntityType().parameters())
+      parameters.push_back(parameter.get(*member));
+   Vok::Ptr<Entity> copy;
+   naming(attribute, path, [&] { copy = Vok::Ptr<Entity>(attribute.access.create(*dst, parameters)); });
+   copyEntity(copy, member, memberPath);
 }
 
 const Vok::EntityType& EntityCopy::vokType() {

@@ -2,6 +2,7 @@
 // Cli::Session::EntityCopy: makes one entity equal to another, attribute by attribute.
 
 #include "Cli/AttributeFilter.h"
+#include "Cli/EntityCompare.h"
 #include "Cli/HandlerRegistry.h"
 
 #include "Vok/Errors.h"
@@ -36,10 +37,19 @@ class EntityCopy : public Vok::Entity {
    void copyAttributes(const Vok::Ptr<Vok::Entity>& dst, const Vok::Ptr<const Vok::Entity>& src,
                        const Vok::Ptr<const AttributeFilter>& filter, const Vok::String& path);
 
+   /// One entry alone, of two entities of one type: it becomes as it is in `src`, and goes where `src` has
+   /// none. A member is made when it is missing, and copied as copyEntity() does. Raises CopyError for an
+   /// entry of a shared table, and for a member that is not made from values alone.
+   void copyEntry(const Vok::Ptr<Vok::Entity>& dst, const Vok::Ptr<const Vok::Entity>& src,
+                  const Entry& entry, const Vok::String& path);
+
    const Vok::EntityType& vokEntityType() const override { return vokType(); }
    static const Vok::EntityType& vokType();
 
   private:
+   void copyMember(const Vok::Ptr<Vok::Entity>& dst, const Vok::Entity& src, const Entry& entry,
+                   const Vok::String& path);
+
    const HandlerRegistry& handlers_;
 };
 

@@ -17,7 +17,8 @@ class EntityManager;
 
 /// Taken from EntityManager::mountGroup(); name what is wanted with doMount(), then close() the group. Once
 /// closed it needs no pointer from outside. The mounts outlive the group, until the manager goes or they
-/// fail; the same path mounted twice is one mount.
+/// fail; the same path mounted twice is one mount, and a directory mounted for entries of two types brings
+/// both.
 class MountGroup : public Vok::Entity {
   public:
    using Callback = std::function<void(MountStatus, EntityManager&)>;

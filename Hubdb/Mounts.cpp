@@ -102,7 +102,9 @@ void EntityManager::Mounts::open(const Vok::String& path, const Vok::EntityType&
    const bool isNew = mount == nullptr;
    if (isNew)
       mount = &add(path, type, filter);
-   else if (mount->complete && (filter == MountFilter::read() || mount->filter == filter))
+   else if (filter == MountFilter::entries())
+      alsoWants(*mount, type);
+   if (mount->complete && (filter == MountFilter::read() || mount->filter == filter))
       return group->mounted(MountStatus::success);
    mount->groups.push_back(group);
    if (isEmbedded()) {

@@ -50,7 +50,7 @@ class EntityManager::Mounts final : public LinkClient, public References {
 
       MountId id;
       Vok::String path;
-      const Vok::EntityType* type; ///< of a directory: of the entries that are wanted
+      const Vok::EntityType* type; ///< of a directory: of the entries that were wanted first
       MountFilter filter;
       bool complete = false;
       bool accepted = false; ///< by the server that is connected
@@ -61,11 +61,19 @@ class EntityManager::Mounts final : public LinkClient, public References {
       std::unique_ptr<Incoming> incoming;
       std::unique_ptr<Outgoing> outgoing; ///< an owner's, once it has the state
 
-      bool listing = false;           ///< a directory: its entries are being told
-      std::set<std::string> listed;   ///< those told so far
-      std::set<std::string> unlisted; ///< those known before and not told yet
-      std::set<std::string> unwhole;  ///< entries(): those whose entities are not whole yet
-      MountId entriesOf = 0;          ///< one of these entities: the mount of its directory
+      std::set<const Vok::EntityType*> otherTypes; ///< entries(): those that were wanted later
+
+      bool listing = false;                                 ///< a directory: its entries are being told
+      std::map<std::string, const Vok::EntityType*> listed; ///< those told so far; null of an unknown type
+      std::set<std::string> unlisted;                       ///< those known before and not told yet
+      std::set<std::string> unwhole; ///< entries(): those whose entities are not whole yet
+      MountId entriesOf = 0;         ///< one of these entities: the mount of its directory
+
+      bool wants(const Vok::EntityType* entry) const {
+         return entry && entry->isMadeFromName() && entry != &Vok::Dir::vokType() &&
+                filter == MountFilter::entries() &&
+                (type == entry || type == &Vok::Dir::vokType() || otherTypes.contains(entry));
+      }
    };
    /// While notifications go out: whoever is told may drop the manager.
    Vok::Ptr<EntityManager> keepAlive() const { return Vok::Ptr<EntityManager>(&manager_); }
@@ -90,6 +98,8 @@ class EntityManager::Mounts final : public LinkClient, public References {
    void listingBegins(Mount& mount);
    void listingEnds(Mount& mount);
    void entryComes(Mount& mount, const std::string& name, const Vok::String& typeName);
+   void readEntry(Mount& directory, const std::string& name);
+   void alsoWants(Mount& directory, const Vok::EntityType& type);
    void entryGoes(Mount& mount, const std::string& name);
    void entryIsWhole(const Mount& entry);
    void completeIfWhole(Mount& directory);

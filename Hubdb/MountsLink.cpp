@@ -161,26 +161,40 @@ void EntityManager::Mounts::onEntry(MountId id, const Vok::String& name, bool pr
 
 void EntityManager::Mounts::entryComes(Mount& mount, const std::string& name, const Vok::String& typeName) {
    mount.unlisted.erase(name);
-   if (!mount.listed.insert(name).second)
+   const Vok::EntityType* type = manager_.catalogue().find(typeName);
+   if (!mount.listed.emplace(name, type).second)
       return;
    const Vok::String path = mount.path + "/" + name;
-   const Vok::EntityType* type = manager_.catalogue().find(typeName);
-   const bool isDir = type == &Vok::Dir::vokType();
-   const bool wanted =
-       type && type->isMadeFromName() && (mount.type == type || mount.type == &Vok::Dir::vokType());
-   if (isDir)
+   if (type == &Vok::Dir::vokType())
       tree_.dirIs(path);
-   if (mount.filter == MountFilter::names() || isDir || !wanted)
-      return tree_.entryIs(path);
+   if (mount.wants(type))
+      return readEntry(mount, name);
+   tree_.entryIs(path);
+}
+
+/// Its directory tells of it when its entity is whole.
+void EntityManager::Mounts::readEntry(Mount& directory, const std::string& name) {
+   const Vok::String path = directory.path + "/" + name;
    Mount* entry = find(path, MountFilter::read());
    if (entry && entry->complete)
       return tree_.entryIs(path);
-   mount.unwhole.insert(name);
+   directory.unwhole.insert(name);
    if (!entry) {
-      entry = &add(path, *type, MountFilter::read());
+      entry = &add(path, *directory.listed.at(name), MountFilter::read());
       ask(*entry);
    }
-   entry->entriesOf = mount.id;
+   entry->entriesOf = directory.id;
+}
+
+/// A directory of entries is mounted again for entries of another type: those that were listed by their names
+/// are read now, and the rest as they come.
+void EntityManager::Mounts::alsoWants(Mount& directory, const Vok::EntityType& type) {
+   if (directory.type == &type || !directory.otherTypes.insert(&type).second)
+      return;
+   for (const auto& [name, listed] : directory.listed)
+      if (directory.wants(listed))
+         readEntry(directory, name);
+   directory.complete = directory.complete && directory.unwhole.empty();
 }
 
 void EntityManager::Mounts::entryIsWhole(const Mount& entry) {
@@ -224,7 +238,8 @@ void EntityManager::Mounts::entryGoes(Mount& mount, const std::string& name) {
 
 void EntityManager::Mounts::listingBegins(Mount& mount) {
    mount.listing = true;
-   mount.unlisted = mount.listed;
+   for (const auto& [name, type] : mount.listed)
+      mount.unlisted.insert(name);
    if (mount.entity)
       return;
    const MountId id = mount.id;

@@ -333,6 +333,33 @@ TEST_F(LinkedTest, aDirectoryOfEntriesTellsOfWholeEntities) {
    client().onGone(id("d/b"));
 }
 
+TEST_F(LinkedTest, aDirectoryOfEntriesIsMountedAgainForAnotherType) {
+   client().onConnected();
+   mount({{"d", otherType, MountFilter::entries()}});
+   list("d", {"a"});
+   client().onEntry(id("d"), "oak", true, treeType);
+   grant("d/a");
+   EXPECT_EQ("success ", turned());
+   const auto dir = manager->get<Vok::Dir>("d");
+   EXPECT_TRUE(dir->entityPtrHas("oak"));
+   DirLog log(dir);
+   asked();
+   mount({{"d", treeType, MountFilter::entries()}});
+   client().onEntry(id("d"), "elm", true, treeType);
+   client().onEntry(id("d"), "b", true, otherType);
+   EXPECT_EQ("read d/oak; read d/elm; read d/b; ", asked());
+   for (const char* path : {"d/oak", "d/elm", "d/b"}) {
+      EXPECT_EQ("", turned()) << path << " is not there";
+      grant(path);
+   }
+   EXPECT_EQ("success ", turned());
+   EXPECT_EQ("+elm +b ", log.text) << "the name of oak was there";
+   EXPECT_EQ(manager->getEntity("d/oak"), dir->entityPtr("oak"));
+   mount({{"d", otherType, MountFilter::entries()}, {"d", treeType, MountFilter::entries()}});
+   EXPECT_EQ("success ", turned());
+   EXPECT_EQ("", asked());
+}
+
 /// Acts at every change of an entity.
 class Acts final : public Vok::Notifiee {
   public:

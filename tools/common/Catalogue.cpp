@@ -2,6 +2,7 @@
 
 #include "Bolk/NumAllocatorTypes.h"
 #include "Cli/AttributeFilter.h"
+#include "Cli/ConfigSession.h"
 #include "Interface/Interface.h"
 #include "Kinet/Labels.h"
 #include "Mpls/LabelManagerSm.h"
@@ -72,6 +73,7 @@ Catalogue catalogue() {
    append(all.entities, Bolk::numAllocatorTypesEntityTypes());
    append(all.entities, Interface::interfaceEntityTypes());
    append(all.entities, Cli::attributeFilterEntityTypes());
+   append(all.entities, Cli::configSessionEntityTypes());
    append(all.entities, Mpls::mplsLabelBindingEntityTypes());
    append(all.entities, Mpls::mplsLabelBlockEntityTypes());
    append(all.entities, Mpls::mplsEntityTypes());

@@ -40,7 +40,7 @@ inline constexpr std::string_view hardwareCapability = "mpls/status/capability";
 /// Mpls::LfibIpLookupStatus
 inline constexpr std::string_view ipLookupStatus = "mpls/status/ipLookup";
 
-/// Copies of a configuration under way, by the session's name; below it the paths of what they are copies of.
+/// Configuration sessions, by name; below a session's name the paths of what it holds copies of.
 inline constexpr std::string_view sessions = "cli/session/";
 
 /// What stands under a directory: entry( routeInputs, "bgp" ).
@@ -56,6 +56,14 @@ inline std::string directoryOf(std::string_view path) {
 /// The copy, in a session, of what stands at a path.
 inline std::string candidate(std::string_view session, std::string_view path) {
    return std::string(sessions).append(session).append("/").append(path);
+}
+/// What stood at the path when the session began.
+inline std::string sessionBase(std::string_view session, std::string_view path) {
+   return candidate(session, "base/").append(path);
+}
+/// Cli::ConfigSession: the session has begun.
+inline std::string sessionBegun(std::string_view session) {
+   return candidate(session, "begun");
 }
 
 } // namespace tools::paths

@@ -11,24 +11,13 @@ using Mpls::RouteKey;
 
 namespace {
 
-bool isEqual(const Mpls::Route& a, const Mpls::Route& b) {
-   if (&a == &b)
-      return true;
-   if (a.dynamic() != b.dynamic() || a.vias() != b.vias())
-      return false;
-   for (const Mpls::Via& via : a.viaEach())
-      if (!b.viaHas(via))
-         return false;
-   return true;
-}
-
 /// Of two collections of routes, inputs or merged configurations.
 template <class Collection>
 std::vector<RouteStep> routeSteps(const Collection& before, const Collection& after) {
    std::vector<RouteStep> steps;
    for (const auto& entry : after.routeEach()) {
       const Vok::Ptr<const Mpls::Route> old = before.route(entry.key);
-      if (!old || !isEqual(*old, *entry.value))
+      if (!old || !Cli::Session::isEqual(*old, *entry.value))
          steps.push_back({old ? Step::changed : Step::added, entry.key, old, entry.value});
    }
    for (const auto& entry : before.routeEach())
@@ -160,8 +149,13 @@ std::string_view stringValue(Step step) {
 }
 
 bool Preview::empty() const {
-   return sourceRoutes.empty() && sourceVrfLabels.empty() && settings.empty() && mergedRoutes.empty() &&
-          mergedVrfLabels.empty() && appearing.empty() && going.empty() && lfib.empty();
+   return source.empty() && mergedRoutes.empty() && mergedVrfLabels.empty() && appearing.empty() &&
+          going.empty() && lfib.empty();
+}
+
+Changes changes(const Side& before, const Side& after) {
+   return {routeSteps(*before.routes, *after.routes), vrfLabelSteps(*before.vrfLabels, *after.vrfLabels),
+           settingSteps(*before.settings, *after.settings)};
 }
 
 Preview preview(const Vok::Ptr<Hubdb::EntityManager>& manager, const Side& before, const Side& after,
@@ -171,9 +165,7 @@ Preview preview(const Vok::Ptr<Hubdb::EntityManager>& manager, const Side& befor
    turnUntil([&] { return mergedBefore.isReady() && mergedAfter.isReady(); });
 
    Preview result;
-   result.sourceRoutes = routeSteps(*before.routes, *after.routes);
-   result.sourceVrfLabels = vrfLabelSteps(*before.vrfLabels, *after.vrfLabels);
-   result.settings = settingSteps(*before.settings, *after.settings);
+   result.source = changes(before, after);
    result.mergedRoutes = routeSteps(*mergedBefore.routes(), *mergedAfter.routes());
    result.mergedVrfLabels = vrfLabelSteps(*mergedBefore.vrfLabels(), *mergedAfter.vrfLabels());
    result.lfib = lfibSteps(result, mergedBefore, mergedAfter);

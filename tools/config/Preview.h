@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/config/Candidate.h"
 #include "tools/config/Inputs.h"
 #include "tools/config/Merge.h"
 #include "tools/config/RouteProducer.h"
@@ -10,13 +11,6 @@
 /// What a change of the command line's configuration would do, before it is done.
 
 namespace tools::config {
-
-/// The configuration as one side of the comparison sees it. The other sources are the same on both sides.
-struct Side {
-   Vok::Ptr<Mpls::RouteConfigInput> routes;
-   Vok::Ptr<Mpls::VrfLabelConfigInput> vrfLabels;
-   Vok::Ptr<Mpls::Config> settings;
-};
 
 enum class Step { added, changed, removed };
 std::string_view stringValue(Step step);
@@ -41,11 +35,19 @@ struct SettingStep {
    std::string before, after; ///< text forms; empty when there is none
 };
 
+/// What distinguishes one side from another, in the order of the keys.
+struct Changes {
+   std::vector<RouteStep> routes;
+   std::vector<VrfLabelStep> vrfLabels;
+   std::vector<SettingStep> settings;
+
+   bool empty() const { return routes.empty() && vrfLabels.empty() && settings.empty(); }
+};
+Changes changes(const Side& before, const Side& after);
+
 /// All in the order of the keys.
 struct Preview {
-   std::vector<RouteStep> sourceRoutes;
-   std::vector<VrfLabelStep> sourceVrfLabels;
-   std::vector<SettingStep> settings;
+   Changes source;
    std::vector<RouteStep> mergedRoutes;
    std::vector<VrfLabelStep> mergedVrfLabels;
    std::vector<Withheld> appearing; ///< conflicts that there would be
@@ -55,9 +57,9 @@ struct Preview {
    bool empty() const;
 };
 
-/// Runs the merge machines over both sides, and the producer of routes over what comes out: the same code
-/// that works when the change is made. All of presentInputMounts() is mounted; `turnUntil` turns the activity
-/// until its argument is true. Publishes nothing.
+/// Runs the merge machines over both sides, with the other sources as they are, and the producer of routes
+/// over what comes out: the same code that works when the change is made. All of presentInputMounts() is
+/// mounted; `turnUntil` turns the activity until its argument is true. Publishes nothing.
 Preview preview(const Vok::Ptr<Hubdb::EntityManager>& manager, const Side& before, const Side& after,
                 const std::function<void(const std::function<bool()>&)>& turnUntil);
 

@@ -13,13 +13,6 @@ using nlohmann::json;
 using Blocks = std::map<std::string, unsigned>; // first labels by client and request; 0 for one that waits
 
 struct LabelsProcessTest : ProcessFixture {
-   /// mplsctl fails with this status and says this on standard error.
-   void expectRefusal(const std::string& text, const std::string& what, int status = 1) {
-      Child child({"/bin/sh", "-c", std::string(MPLSCTL) + " --socket " + socket() + " " + text + " 2>&1"});
-      const std::string said = child.rest();
-      EXPECT_EQ(child.status(), status) << text;
-      EXPECT_NE(said.find(what), std::string::npos) << text << "\n" << said;
-   }
    Blocks blocks() {
       Blocks all;
       const json shown = json::parse(mplsctl("show labels --json"));
@@ -112,6 +105,8 @@ TEST_F(LabelsProcessTest, OwnersAreFoundInWhateverAnswers) {
    const std::string routes = "Inbound Label  Type    Nexthop   Outbound Label  Use\n"
                               "300            Static  10.0.0.1  100400/500      pushes\n"
                               "100400         Static  10.0.0.2  implicit-null   matches\n";
+   const json unexplained = json::parse(mplsctl("explain 100400 --json", 1));
+   EXPECT_FALSE(unexplained.contains("blocks"));
    const std::string withoutServer = mplsctl("owner 100400");
    EXPECT_TRUE(withoutServer.starts_with("Label 100400\n   no database server answers on ")) << withoutServer;
    EXPECT_TRUE(withoutServer.ends_with(routes)) << withoutServer;
@@ -123,6 +118,13 @@ TEST_F(LabelsProcessTest, OwnersAreFoundInWhateverAnswers) {
    EXPECT_EQ(mplsctl("owner 100400"), "Label 100400\n   range dynamic 100000-362143 (default)\n"
                                       "   block 100000-116383 of client ldp, request main\n" +
                                           routes);
+   const std::string block = "Label 100400 is in block 100000-116383 of client ldp, request main\nsources";
+   EXPECT_NE(mplsctl("explain 100400", 1).find(block), std::string::npos);
+   json explained = json::parse(mplsctl("explain 300/100400 --json", 1));
+   EXPECT_EQ(explained.at("blocks"), json::parse(R"([{"label": 100400, "client": "ldp", "request": "main",
+      "base": 100000, "size": 16384, "withdrawn": false}])"));
+   explained = json::parse(mplsctl("explain 300 --json", 1));
+   EXPECT_TRUE(explained.at("blocks").empty());
    const json owner = json::parse(mplsctl("owner 500 --pool elsewhere --json"));
    EXPECT_EQ(owner.at("ranges").front().at("name"), "static");
    EXPECT_EQ(owner.at("missing").size(), 1u);

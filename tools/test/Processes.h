@@ -117,6 +117,14 @@ struct ProcessFixture : testing::Test {
       return printed;
    }
 
+   /// mplsctl fails with this status and says this on standard error.
+   void expectRefusal(const std::string& text, const std::string& what, int status = 1) {
+      Child child({"/bin/sh", "-c", std::string(MPLSCTL) + " --socket " + socket() + " " + text + " 2>&1"});
+      const std::string said = child.rest();
+      EXPECT_EQ(child.status(), status) << text;
+      EXPECT_NE(said.find(what), std::string::npos) << text << "\n" << said;
+   }
+
    std::string socket() const { return directory / "hubdb.sock"; }
    std::filesystem::path directory;
 };

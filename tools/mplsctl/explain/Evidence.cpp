@@ -2,6 +2,7 @@
 
 #include "tools/common/Lfib.h"
 #include "tools/mplsctl/Connection.h"
+#include "tools/mplsctl/labels/LabelView.h"
 #include "tools/mplsctl/lfib/Users.h"
 #include "tools/mplsctl/verbs/ShowConfig.h"
 #include "tools/mplsctl/verbs/ShowHardware.h"
@@ -35,6 +36,12 @@ void lookAtConfiguration(const Session& session, Evidence& evidence) {
    evidence.mergedVrfLabels = configuration.vrfLabels;
 }
 
+void lookAtLabels(const Session& session, Evidence& evidence) {
+   LabelState state = LabelView(session).state();
+   if (state.status)
+      evidence.labels = std::move(state);
+}
+
 void lookAtLfib(const Session& session, Evidence& evidence) {
    const auto folder = tools::folderOf(session.pool);
    evidence.lfibHasWriter = folder->isLocked();
@@ -62,8 +69,11 @@ Evidence gather(const Session& session, const Mpls::RouteKey& key) {
    evidence.noDatabase = failureOf([&] { lookAtConfiguration(session, evidence); });
    evidence.noLfib = failureOf([&] { lookAtLfib(session, evidence); });
    evidence.noHardware = evidence.noDatabase;
-   if (!evidence.noDatabase)
+   if (!evidence.noDatabase) {
       evidence.noHardware = failureOf([&] { lookAtHardware(evidence); });
+      // Blocks are no stage of the way: whoever may not look is told nothing of them.
+      failureOf([&] { lookAtLabels(session, evidence); });
+   }
    return evidence;
 }
 

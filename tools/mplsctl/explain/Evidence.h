@@ -2,6 +2,7 @@
 
 #include "tools/common/Failure.h"
 #include "tools/config/Inputs.h"
+#include "tools/mplsctl/labels/LabelState.h"
 #include "tools/mplsctl/lfib/Chain.h"
 
 #include "Mpls/MplsHardware.h"
@@ -25,6 +26,9 @@ struct Evidence {
    tools::config::Inputs inputs;
    Vok::Ptr<const Mpls::RouteConfig> merged;             ///< null when nobody has merged yet
    Vok::Ptr<const Mpls::VrfLabelConfig> mergedVrfLabels; ///< null when nobody has merged yet
+
+   std::optional<LabelState>
+       labels; ///< nothing when no label manager has left its status, or nobody could look
 
    std::optional<tools::Failure> noLfib;
    bool lfibHasWriter = false; ///< some process has the right to write the LFIB

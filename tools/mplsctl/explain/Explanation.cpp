@@ -39,11 +39,29 @@ bool Explanation::stands() const {
    return !firstGap();
 }
 
+namespace {
+
+std::optional<std::vector<Explanation::Owned>> ownedLabels(const Evidence& evidence) {
+   if (!evidence.labels)
+      return std::nullopt;
+   std::vector<Explanation::Owned> owned;
+   const Kinet::BoundedMplsLabelStack& stack = evidence.key.labelStack();
+   for (unsigned slot = stack.count(); slot-- > 0;) {
+      const Kinet::MplsLabel label = stack.label(Kinet::MplsStackEntryIndex(slot));
+      for (const LabelState::Request& owner : evidence.labels->owners(label))
+         owned.push_back({label, owner});
+   }
+   return owned;
+}
+
+} // namespace
+
 Explanation explain(const Evidence& evidence) {
    const Case given(evidence);
-   return {evidence.key,
-           {sourcesStage(given), mergeStage(given), lfibStage(given), trackingStage(given),
-            hardwareStage(given)}};
+   return {
+       evidence.key,
+       {sourcesStage(given), mergeStage(given), lfibStage(given), trackingStage(given), hardwareStage(given)},
+       ownedLabels(evidence)};
 }
 
 } // namespace mplsctl

@@ -41,8 +41,15 @@ struct Stage {
 std::string_view stringValue(Stage::State state);
 
 struct Explanation {
+   /// A label of the stack, and who has been granted the block that it stands in.
+   struct Owned {
+      Kinet::MplsLabel label;
+      LabelState::Request owner;
+   };
+
    Mpls::RouteKey key;
-   std::vector<Stage> stages; ///< sources, merge, lfib, tracking, hardware
+   std::vector<Stage> stages;               ///< sources, merge, lfib, tracking, hardware
+   std::optional<std::vector<Owned>> owned; ///< from the top; nothing when no label manager has run
 
    /// The label is in the LFIB and in hardware, and nothing is missing, different or unknown on the way. A
    /// label that a protocol writes into the LFIB by itself has no sources, and needs none.

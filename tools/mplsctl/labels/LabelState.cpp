@@ -40,6 +40,17 @@ void writeRange(tools::Json& json, const Mpls::LabelRange& range) {
    json.field("base", range.baseValue()).field("size", range.size());
 }
 
+std::string blockText(const LabelState::Request& request) {
+   return fmt::format("block {} of client {}, request {}{}", rangeText(*request.block), request.client,
+                      request.name, request.withdrawn ? ", withdrawn" : "");
+}
+
+void writeBlock(tools::Json& json, const LabelState::Request& request) {
+   json.field("client", request.client).field("request", request.name);
+   writeRange(json, *request.block);
+   json.field("withdrawn", request.withdrawn);
+}
+
 std::vector<LabelState::Range> LabelState::ranges() const {
    std::map<std::string, Range> byName = defaultRanges();
    for (const auto& entry : config->labelRangeDefaultEach())
@@ -77,6 +88,12 @@ std::vector<LabelState::Request> LabelState::requests() const {
    std::vector<Request> all;
    for (auto& [name, request] : byName)
       all.push_back(std::move(request));
+   return all;
+}
+
+std::vector<LabelState::Request> LabelState::owners(Kinet::MplsLabel label) const {
+   std::vector<Request> all = requests();
+   std::erase_if(all, [&](const Request& request) { return !request.block || !isIn(*request.block, label); });
    return all;
 }
 

@@ -48,10 +48,17 @@ struct LabelState {
    /// All requests and all blocks, by client and name.
    std::vector<Request> requests() const;
    std::optional<Mpls::LabelRange> block(const std::string& client, const std::string& name) const;
+   /// Those that have been granted a block with the label in it: one, or none.
+   std::vector<Request> owners(Kinet::MplsLabel label) const;
    Vok::U32 blocks() const;     ///< that the dynamic range holds
    Vok::U32 freeBlocks() const; ///< of these
    /// Of requests that wait at this moment. To be asked when the label manager has had the time to answer.
    Reason whyWaiting() const;
 };
+
+/// "block 100000-116383 of client ldp, request main"; as fields of the JSON object under way. Of a request
+/// that has its block.
+std::string blockText(const LabelState::Request& request);
+void writeBlock(tools::Json& json, const LabelState::Request& request);
 
 } // namespace mplsctl

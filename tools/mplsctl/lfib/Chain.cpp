@@ -17,10 +17,28 @@ void readLinks(const LfibTables& tables, Chain& chain) {
    chain.vias.clear();
    const auto viaSet = tables.viaSet.find(chain.route.viaSetKey());
    chain.hasViaSet = viaSet.has_value();
+   chain.backup = viaSet ? viaSet->backupViaSetKey() : Mpls::LfibViaSetKey();
    if (!viaSet)
       return;
    for (const auto [slot, key] : viaSet->viaKeyEach())
       chain.vias.push_back({key, tables.via(key)});
+}
+
+/// Follows the backups of a chain; true when they hang together.
+bool readBackups(const LfibTables& tables, const Chain& chain, std::vector<Chain>& backups) {
+   backups.clear();
+   bool whole = chain.isWhole();
+   std::vector<Mpls::LfibViaSetKey> seen{chain.route.viaSetKey()};
+   for (Mpls::LfibViaSetKey key = chain.backup; !!key && std::ranges::find(seen, key) == seen.end();
+        key = backups.back().backup) {
+      seen.push_back(key);
+      Chain& backup = backups.emplace_back();
+      backup.route = chain.route;
+      backup.route.viaSetKeyIs(key);
+      readLinks(tables, backup);
+      whole = whole && backup.isWhole();
+   }
+   return whole;
 }
 
 /// A number that orders routes as their keys do, except among those of several labels with one top label.
@@ -70,11 +88,13 @@ class Block {
          Chain& chain = chains_[i];
          chain.route = *routes[i];
          chain.hasViaSet = false;
+         chain.backup = Mpls::LfibViaSetKey();
          chain.vias.clear();
          viaSetKeys_.push_back(routes[i]->viaSetKey());
       }
       tables_.viaSet.findAll(viaSetKeys_, [&](std::size_t number, const Mpls::LfibViaSet& viaSet) {
          chains_[number].hasViaSet = true;
+         chains_[number].backup = viaSet.backupViaSetKey();
          for (const auto [slot, key] : viaSet.viaKeyEach())
             chains_[number].vias.push_back({key, std::nullopt});
       });
@@ -126,6 +146,14 @@ bool readChain(const LfibTables& tables, const Mpls::RouteKey& key, Chain& chain
          break;
    }
    return true;
+}
+
+std::vector<Chain> backupsOf(const LfibTables& tables, Chain chain) {
+   std::vector<Chain> backups;
+   for (int look = 0; look < looksMax && !readBackups(tables, chain, backups); ++look)
+      if (!readChain(tables, Mpls::RouteKey(chain.route.key()), chain))
+         return {}; // the route has gone
+   return backups;
 }
 
 void eachChain(const LfibTables& tables, const RouteFilter& filter,

@@ -17,7 +17,8 @@ struct Chain {
    };
    Mpls::LfibRoute route;
    bool hasViaSet = false;
-   std::vector<Link> vias; ///< in the order of their slots
+   std::vector<Link> vias;     ///< in the order of their slots
+   Mpls::LfibViaSetKey backup; ///< that the via set names; null when there is none
 
    bool isWhole() const;
 };
@@ -25,6 +26,11 @@ struct Chain {
 /// Reads one route. Returns false when there is none. Beside a changing writer it reads anew until all hangs
 /// together: what then still misses a link is broken and no change under way.
 bool readChain(const LfibTables& tables, const Mpls::RouteKey& key, Chain& chain);
+
+/// The route as it leads to the backup of its via set, to the backup of that, and so on: chains of its key
+/// with another via set each. They may be broken as any chain; a via set that comes again ends them. Beside a
+/// changing writer route and backups are read anew until all hangs together.
+std::vector<Chain> backupsOf(const LfibTables& tables, Chain chain);
 
 /// Which routes to show.
 struct RouteFilter {

@@ -1,6 +1,6 @@
 #include "tools/common/EntityText.h"
 #include "tools/common/Paths.h"
-#include "tools/mplsctl/Connection.h"
+#include "tools/mplsctl/sources/StoredSession.h"
 #include "tools/mplsctl/verbs/ConfigSession.h"
 
 namespace mplsctl {
@@ -23,10 +23,9 @@ struct ConfigOptions {
 
 void showConfig(const ConfigOptions& options, const Session& session) {
    Connection connection(session);
+   if (!options.session.empty())
+      StoredSession(connection, options.session).requireBegun();
    auto config = connection.present(options.path(), Mpls::Config::vokType());
-   if (!config && !options.session.empty())
-      throw Failure(Outcome::failed, "there is no configuration session " + options.session,
-                    "begin one with 'mplsctl config session start " + options.session + "'");
    if (!config)
       config = Mpls::configFactory("global"); // nobody has set anything: all stands at its default
    tools::Output out;
@@ -43,9 +42,8 @@ using Change = std::function<std::string(Vok::Entity&, const ConfigOptions&)>;
 
 void changeConfig(const ConfigOptions& options, const Session& session, const Change& change) {
    Connection connection(session);
-   if (!options.session.empty() && !connection.present(options.path(), Mpls::Config::vokType()))
-      throw Failure(Outcome::failed, "there is no configuration session " + options.session,
-                    "begin one with 'mplsctl config session start " + options.session + "'");
+   if (!options.session.empty())
+      StoredSession(connection, options.session).requireBegun();
    const auto config = connection.input(options.path(), Mpls::Config::vokType(), options.dryRun);
    const std::string done = change(*config, options);
    if (!options.dryRun)

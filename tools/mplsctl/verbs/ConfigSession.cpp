@@ -1,124 +1,182 @@
 #include "tools/mplsctl/verbs/ConfigSession.h"
 
 #include "tools/common/Paths.h"
-#include "tools/config/Candidate.h"
-#include "tools/mplsctl/Connection.h"
+#include "tools/config/Drift.h"
+#include "tools/mplsctl/sources/StoredSession.h"
 
 namespace mplsctl {
 
 namespace {
 
 namespace paths = tools::paths;
-using Hubdb::MountFilter;
-using tools::config::SessionPart;
+using tools::config::Changes;
+using tools::config::Drift;
 using tools::config::Side;
+using Which = tools::config::Drift::Which;
 
 struct SessionOptions {
    std::string name = "default";
+   std::string prefer; ///< of what was changed on both sides; empty: neither
+   bool force = false;
+   bool dryRun = false;
    bool json = false;
 };
 
-std::string checkedName(const SessionOptions& options) {
-   if (options.name.empty() || options.name.find('/') != std::string::npos)
-      throw Failure(Outcome::usage, "'" + options.name + "' cannot be the name of a session",
-                    "give a word without '/'");
-   return options.name;
+/// What was changed outside of a session, in words that stay when the sides go on.
+struct Outside {
+   Outside(const Side& base, const Side& copy, const Side& running)
+       : drift(base, copy, running), all(between(Which::all, base, running)),
+         conflicts(between(Which::conflict, running, copy)) {}
+
+   Drift drift;
+   Changes all;       ///< since the session began
+   Changes conflicts; ///< from what holds to what the session has
+
+  private:
+   Changes between(Which which, const Side& before, const Side& after) const {
+      return tools::config::changes(drift.only(which, before), drift.only(which, after));
+   }
+};
+
+std::string entries(std::size_t count) {
+   return count == 1 ? "1 entry has" : fmt::format("{} entries have", count);
 }
 
-/// The copy of a part, read; null when the session was not started.
-Vok::Ptr<Vok::Entity> candidateOf(Connection& connection, const std::string& name, const SessionPart& part) {
-   return connection.present(paths::candidate(name, part.path), *part.type);
+void writeOutside(tools::Json& json, const Outside& outside) {
+   writeChanges(json.key("changedOutside"), outside.all);
+   writeChanges(json.key("changedOnBothSides"), outside.conflicts);
 }
 
-void requireSession(Connection& connection, const std::string& name, bool exists) {
-   const bool found = candidateOf(connection, name, tools::config::sessionParts().back()) != nullptr;
-   if (found == exists)
-      return;
-   throw found ? Failure(Outcome::failed, "there is a configuration session " + name + " already",
-                         "go on with it, or end it with 'mplsctl config session abort " + name + "'")
-               : Failure(Outcome::failed, "there is no configuration session " + name,
-                         "begin one with 'mplsctl config session start " + name + "'");
-}
-
-void say(const SessionOptions& options, std::string_view done) {
+/// How a verb ended. `outside` is null where it makes no difference to the verb.
+void say(const SessionOptions& options, std::string_view done, const Outside* outside = nullptr,
+         const std::string& more = {}) {
    tools::Output out;
-   if (options.json)
-      tools::Json(out, 0).object().field("session", options.name).field("done", done).end();
-   else
-      out.print("{} {}\n", done, options.name);
+   if (options.json) {
+      tools::Json json(out, 0);
+      json.object().field("session", options.name).field("done", done).field("dryRun", options.dryRun);
+      if (outside)
+         writeOutside(json, *outside);
+      json.end();
+   } else {
+      out.print("{}{} {}{}\n", options.dryRun ? "dry run: would be " : "", done, options.name, more);
+   }
    out.flush();
 }
 
+/// Ends the verb: nothing was done, for this reason. Programs are told of all the entries.
+[[noreturn]] void refuse(const SessionOptions& options, const Outside& outside, const std::string& what,
+                         const std::string& next) {
+   if (options.json)
+      say(options, "refused", &outside);
+   throw Failure(Outcome::failed, what, next);
+}
+
 void start(const SessionOptions& options, const Session& session) {
-   const std::string name = checkedName(options);
    Connection connection(session);
-   requireSession(connection, name, false);
-   for (const SessionPart& part : tools::config::sessionParts()) {
-      const auto original = connection.present(std::string(part.path), *part.type);
-      const auto copy = connection.input(paths::candidate(name, part.path), *part.type, false);
-      if (original)
-         tools::config::copyEntity(copy, original);
-   }
-   connection.database.settle();
+   StoredSession stored(connection, options.name);
+   stored.requireNone();
+   if (!options.dryRun)
+      stored.begin();
    say(options, "started");
 }
 
-/// Ends the session: its copies leave the database.
-void discard(Connection& connection, const std::string& name) {
-   for (const SessionPart& part : tools::config::sessionParts()) {
-      const std::string path = paths::candidate(name, part.path);
-      connection.input(path, *part.type, false);
-      connection.manager()->del(path);
-   }
-   // Nobody acknowledges a deletion; but who answers this has seen it.
-   connection.database.mount(
-       {{paths::candidate(name, ""), Vok::Dir::vokType().name(), MountFilter::names()}});
-}
-
 void abort(const SessionOptions& options, const Session& session) {
-   const std::string name = checkedName(options);
    Connection connection(session);
-   requireSession(connection, name, true);
-   discard(connection, name);
+   StoredSession stored(connection, options.name);
+   stored.requireSome();
+   if (!options.dryRun)
+      stored.discard();
    say(options, "aborted");
 }
 
-void commit(const SessionOptions& options, const Session& session) {
-   const std::string name = checkedName(options);
-   Connection connection(session);
-   requireSession(connection, name, true);
-   // All that is needed is there before anything changes; then all changes in one turn.
-   std::vector<Vok::Ptr<Vok::Entity>> copies, originals;
-   for (const SessionPart& part : tools::config::sessionParts()) {
-      copies.push_back(candidateOf(connection, name, part));
-      originals.push_back(connection.input(std::string(part.path), *part.type, false));
-   }
-   for (std::size_t i = 0; i < copies.size(); ++i)
-      tools::config::copyEntity(originals[i], copies[i]);
-   connection.database.settle();
-   discard(connection, name);
-   say(options, "committed");
+/// A commit puts back what was changed outside: only when it is told to.
+void requireNoDrift(const SessionOptions& options, const StoredSession& stored, const Outside& outside) {
+   if (options.force || outside.drift.empty())
+      return;
+   refuse(
+       options, outside,
+       fmt::format("{} changed since session {} began, and a commit would put back: {}",
+                   entries(outside.drift.size(Which::all)), stored.name(), listed(outside.all)),
+       fmt::format("look with {}, and carry the session over to what holds now with {}; or put its copy in "
+                   "the place of that all the same with {}",
+                   stored.command("diff"), stored.command("rebase"), stored.command("commit --force")));
 }
 
-/// The configuration that holds, or the copy of it in a session; empty where there is none.
-Side sideOf(Connection& connection, const std::function<std::string(std::string_view)>& pathOf) {
-   const auto entity = [&](const SessionPart& part) {
-      const auto found = connection.present(pathOf(part.path), *part.type);
-      return found ? found : part.type->make(part.path.substr(part.path.rfind('/') + 1));
-   };
-   const auto& parts = tools::config::sessionParts();
-   return {Vok::ptrCast<Mpls::RouteConfigInput>(entity(parts[0])),
-           Vok::ptrCast<Mpls::VrfLabelConfigInput>(entity(parts[1])),
-           Vok::ptrCast<Mpls::Config>(entity(parts[2]))};
+void commit(const SessionOptions& options, const Session& session) {
+   Connection connection(session);
+   StoredSession stored(connection, options.name);
+   stored.requireBegun();
+   // Before anything is owned, for that would make it. What is owned nobody else can change any more.
+   const Outside before(stored.base(), stored.copy(), stored.running());
+   requireNoDrift(options, stored, before);
+   if (options.dryRun)
+      return say(options, "committed", &before);
+   const Side base = stored.ownBase(), copy = stored.ownCopy(), running = stored.ownRunning();
+   const Outside outside(base, copy, running);
+   requireNoDrift(options, stored, outside);
+   running.become(copy); // in one turn
+   connection.database.settle();
+   stored.discard();
+   say(options, "committed", &outside);
+}
+
+bool prefersRunning(const SessionOptions& options) {
+   if (!options.prefer.empty() && options.prefer != "session" && options.prefer != "running")
+      throw Failure(Outcome::usage, "'" + options.prefer + "' cannot be preferred",
+                    "give session, or running for what was set outside");
+   return options.prefer == "running";
+}
+
+void rebase(const SessionOptions& options, const Session& session) {
+   const bool runningWins = prefersRunning(options);
+   Connection connection(session);
+   StoredSession stored(connection, options.name);
+   stored.requireBegun();
+   const Side copy = options.dryRun ? stored.copy() : stored.ownCopy();
+   const Side base = options.dryRun ? stored.base() : stored.ownBase();
+   const Side running = stored.running().copy(); // which may go on changing
+   const Outside outside(base, copy, running);
+   const std::size_t conflicts = outside.drift.size(Which::conflict);
+   if (conflicts > 0 && options.prefer.empty())
+      refuse(options, outside,
+             fmt::format("{} changed both outside and in session {}: {}", entries(conflicts), stored.name(),
+                         listed(outside.conflicts)),
+             fmt::format("look with {}; then change the session, or choose for all of them with {} or {}",
+                         stored.command("diff"), stored.command("rebase --prefer session"),
+                         stored.command("rebase --prefer running")));
+   if (!options.dryRun) {
+      // The copy first: a base that is ahead of it would make changes of others the session's own to undo.
+      outside.drift.take(runningWins ? Which::all : Which::outside, copy, running);
+      connection.database.settle();
+      base.become(running);
+      connection.database.settle();
+   }
+   const std::size_t kept = runningWins ? 0 : conflicts;
+   say(options, "rebased", &outside,
+       fmt::format(": {} taken over, {} kept", outside.drift.size(Which::all) - kept, kept));
+}
+
+void printOutside(const StoredSession& stored, const Outside& outside, tools::Output& out) {
+   if (outside.drift.empty())
+      return;
+   printChanges(out, outside.all, " changed outside since the session began");
+   printChanges(out, outside.conflicts, " changed on both sides, from outside to the session");
+   out.print("Changes from outside keep the session from being committed; {} takes them over\n",
+             stored.command("rebase"));
 }
 
 void diff(const SessionOptions& options, const Session& session) {
-   const std::string name = checkedName(options);
    Connection connection(session);
-   requireSession(connection, name, true);
+   StoredSession stored(connection, options.name);
+   stored.requireBegun();
    connection.database.mount(tools::config::presentInputMounts());
-   const Side before = sideOf(connection, [](std::string_view path) { return std::string(path); });
-   const Side after = sideOf(connection, [&](std::string_view path) { return paths::candidate(name, path); });
+   const Side copy = stored.copy(), before = stored.running();
+   const Outside outside(stored.base(), copy, before);
+   Side after = copy;
+   if (!outside.drift.empty()) {
+      after = copy.copy();
+      outside.drift.take(Which::outside, after, before);
+   }
    const auto preview =
        tools::config::preview(connection.manager(), before, after, [&](const std::function<bool()>& done) {
           connection.database.turnUntil(done, tools::Database::forEver);
@@ -126,9 +184,13 @@ void diff(const SessionOptions& options, const Session& session) {
    tools::Output out;
    if (options.json) {
       tools::Json json(out, 2);
+      json.object();
       writePreview(json, preview);
+      writeOutside(json, outside);
+      json.end();
    } else {
       printPreview(out, preview);
+      printOutside(stored, outside, out);
    }
    out.flush();
 }
@@ -136,7 +198,7 @@ void diff(const SessionOptions& options, const Session& session) {
 void list(const SessionOptions& options, const Session& session) {
    Connection connection(session);
    connection.database.mount(
-       {{std::string(paths::sessions), Vok::Dir::vokType().name(), MountFilter::names()}});
+       {{std::string(paths::sessions), Vok::Dir::vokType().name(), Hubdb::MountFilter::names()}});
    const auto sessions = connection.manager()->get<Vok::Dir>(paths::sessions);
    tools::Output out;
    tools::Json json(out, 0);
@@ -166,12 +228,26 @@ void declareConfigSession(Command config, const Session& session) {
           .does([options, &session, work] { work(*options, session); });
    };
    const auto named = [&](const char* name, const char* help, Work work) {
-      declare(name, help, work).optionalArgument("NAME", options->name, "The session");
+      return declare(name, help, work).optionalArgument("NAME", options->name, "The session");
    };
-   named("start", "Copy the configuration of the command line", start);
-   named("diff", "Say what a commit would do, down to the routes of the LFIB", diff);
-   named("commit", "Put the copy in the place of the configuration, and end the session", commit);
-   named("abort", "Forget the copy", abort);
+   const auto change = [&](const char* name, const char* help, Work work) {
+      return named(name, help, work)
+          .flag("--dry-run", options->dryRun, "Say what would be done, and do nothing");
+   };
+   change("start", "Copy the configuration of the command line", start);
+   named("diff",
+         "Say what a commit would do, down to the routes of the LFIB, and what was changed outside meanwhile",
+         diff);
+   change("rebase", "Take over into the copy what was changed outside since the session began", rebase)
+       .option("--prefer", options->prefer,
+               "What stays of an entry that was changed outside and in the session: session or running; "
+               "otherwise nothing is done");
+   change("commit",
+          "Put the copy in the place of the configuration, and end the session. Exit status: 1 what stands "
+          "there was changed since the session began",
+          commit)
+       .flag("--force", options->force, "Even though that puts back what was changed outside meanwhile");
+   change("abort", "Forget the copy", abort);
    declare("list", "The sessions that there are", list);
 }
 

@@ -31,6 +31,9 @@ void print(const Explanation& explanation, tools::Output& out) {
       out.print("Label {} does not stand the whole way: look at {} first\n", label, gap->name);
    else
       out.print("Label {} stands the whole way\n", label);
+   if (explanation.owned)
+      for (const Explanation::Owned& owned : *explanation.owned)
+         out.print("Label {} is in {}\n", owned.label.value(), blockText(owned.owner));
    for (const Stage& stage : explanation.stages)
       printStage(stage, out);
 }
@@ -55,7 +58,16 @@ void writeStage(const Stage& stage, tools::Json& json) {
 void write(const Explanation& explanation, tools::Output& out) {
    tools::Json json(out, 2);
    json.object().field("label", tools::config::labelWords(explanation.key));
-   json.field("stands", explanation.stands()).key("stages").array();
+   json.field("stands", explanation.stands());
+   if (explanation.owned) {
+      json.key("blocks").array();
+      for (const Explanation::Owned& owned : *explanation.owned) {
+         writeBlock(json.object().field("label", owned.label.value()), owned.owner);
+         json.end();
+      }
+      json.end();
+   }
+   json.key("stages").array();
    for (const Stage& stage : explanation.stages)
       writeStage(stage, json);
    json.end().end();

@@ -1,10 +1,9 @@
 #include "tools/common/Lfib.h"
 #include "tools/mplsctl/formats/Words.h"
 #include "tools/mplsctl/labels/LabelView.h"
+#include "tools/mplsctl/lfib/LabelUses.h"
 #include "tools/mplsctl/verbs/RouteText.h"
 #include "tools/mplsctl/verbs/Show.h"
-
-#include <algorithm>
 
 /// `mplsctl owner LABEL`.
 
@@ -12,34 +11,15 @@ namespace mplsctl {
 
 namespace {
 
-/// A route that has to do with the label.
-struct Use {
-   bool matches = false; ///< the label stands in the stack that the route matches
-   bool pushes = false;  ///< a next hop imposes it
-   Chain chain;          ///< of a route that does not match, with those vias alone that push
-};
-
 /// All that is known of one label.
 struct Owner {
    Kinet::MplsLabel label;
    std::vector<LabelState::Range> ranges; ///< that hold it
    std::vector<LabelState::Request> blocks;
-   std::vector<Use> uses;
+   std::vector<LabelUse> uses;
    std::vector<std::string> missing;       ///< what could not be asked, and what to do about it
    Outcome outcome = Outcome::unreachable; ///< done as soon as anything could be asked
 };
-
-bool holds(const Kinet::BoundedMplsLabelStack& stack, Kinet::MplsLabel label) {
-   for (unsigned slot = 0; slot < stack.count(); ++slot)
-      if (stack.label(Kinet::MplsStackEntryIndex(slot)) == label)
-         return true;
-   return false;
-}
-
-bool pushes(const Chain::Link& link, Kinet::MplsLabel label) {
-   const auto* via = link.row ? std::get_if<Mpls::LfibMplsVia>(&*link.row) : nullptr;
-   return via && holds(via->labelStack().stack(), label);
-}
 
 /// Runs what asks one part of the system; a part that does not answer is one line of the result.
 void ask(Owner& owner, const std::function<void()>& part) {
@@ -55,37 +35,27 @@ void askDatabase(Owner& owner, const Session& session) {
    const LabelState state = LabelView(session).state();
    owner.ranges = state.ranges();
    std::erase_if(owner.ranges, [&](const auto& range) { return !isIn(range.labels, owner.label); });
-   owner.blocks = state.requests();
-   std::erase_if(owner.blocks,
-                 [&](const auto& request) { return !request.block || !isIn(*request.block, owner.label); });
+   owner.blocks = state.owners(owner.label);
    if (!state.status)
       owner.missing.push_back("no label manager has run yet; start 'mpls-agent labels'");
 }
 
 void askTables(Owner& owner, const Session& session) {
    const auto tables = openTables(tools::folderOf(session.pool));
-   eachChain(*tables, {}, [&](const Chain& chain) {
-      const auto doesPush = [&](const Chain::Link& link) { return pushes(link, owner.label); };
-      Use use{.matches = holds(chain.route.key().labelStack(), owner.label),
-              .pushes = std::ranges::any_of(chain.vias, doesPush),
-              .chain = {}};
-      if (!use.matches && !use.pushes)
-         return;
-      use.chain = chain;
-      if (!use.matches)
-         std::erase_if(use.chain.vias, [&](const Chain::Link& link) { return !doesPush(link); });
-      owner.uses.push_back(std::move(use));
-   });
+   owner.uses = labelUses(*tables, owner.label);
 }
 
-std::string_view useText(const Use& use) {
-   return !use.pushes ? "matches" : use.matches ? "matches, pushes" : "pushes";
+std::string_view useText(const LabelUse& use) {
+   return use.isBackup  ? "pushes as backup"
+          : !use.pushes ? "matches"
+          : use.matches ? "matches, pushes"
+                        : "pushes";
 }
 
 void printRoutes(const Owner& owner, tools::Output& out) {
    tools::TextTable table({{"Inbound Label"}, {"Type"}, {"Nexthop"}, {"Outbound Label"}, {"Use"}});
    Hop hop;
-   for (const Use& use : owner.uses) {
+   for (const LabelUse& use : owner.uses) {
       const std::string label = labelText(use.chain.route.key());
       const std::string_view type = routeType(use.chain.route.source());
       for (const Chain::Link& link : use.chain.vias) {
@@ -109,8 +79,7 @@ void print(const Owner& owner, tools::Output& out) {
       out.print("   range {} {} ({})\n", range.name, rangeText(range.labels),
                 range.configured ? "configured" : "default");
    for (const LabelState::Request& request : owner.blocks)
-      out.print("   block {} of client {}, request {}{}\n", rangeText(*request.block), request.client,
-                request.name, request.withdrawn ? ", withdrawn" : "");
+      out.print("   {}\n", blockText(request));
    for (const std::string& missing : owner.missing)
       out.print("   {}\n", missing);
    printRoutes(owner, out);
@@ -126,15 +95,14 @@ void write(const Owner& owner, tools::Output& out) {
    }
    json.end().key("blocks").array();
    for (const LabelState::Request& request : owner.blocks) {
-      json.object().field("client", request.client).field("request", request.name);
-      writeRange(json, *request.block);
-      json.field("withdrawn", request.withdrawn).end();
+      writeBlock(json.object(), request);
+      json.end();
    }
    json.end().key("routes").array();
-   for (const Use& use : owner.uses) {
+   for (const LabelUse& use : owner.uses) {
       json.object().field("label", labelText(use.chain.route.key()));
       json.field("source", stringValue(use.chain.route.source()));
-      json.field("matches", use.matches).field("pushes", use.pushes);
+      json.field("matches", use.matches).field("pushes", use.pushes).field("backup", use.isBackup);
       writeRoute(json.key("route"), use.chain);
       json.end();
    }

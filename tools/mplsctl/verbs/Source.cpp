@@ -1,10 +1,10 @@
 #include "tools/common/Paths.h"
 #include "tools/config/Inputs.h"
 #include "tools/config/Withheld.h"
-#include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/formats/IpRouteText.h"
 #include "tools/mplsctl/formats/RouteWords.h"
 #include "tools/mplsctl/sources/SourceRoutes.h"
+#include "tools/mplsctl/sources/StoredSession.h"
 #include "tools/mplsctl/verbs/RouteReport.h"
 #include "tools/mplsctl/verbs/Show.h"
 
@@ -47,9 +47,8 @@ std::string pathFor(const SourceOptions& options, const std::string& path) {
 template <class Input>
 Vok::Ptr<Input> openInput(Connection& connection, const SourceOptions& options, const std::string& path) {
    const std::string wanted = pathFor(options, path);
-   if (!options.session.empty() && !connection.present(wanted, Input::vokType()))
-      throw Failure(Outcome::failed, "there is no configuration session " + options.session,
-                    "begin one with 'mplsctl config session start " + options.session + "'");
+   if (!options.session.empty())
+      StoredSession(connection, options.session).requireBegun();
    return connection.input<Input>(wanted, options.dryRun);
 }
 
