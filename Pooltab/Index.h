@@ -125,8 +125,9 @@ class IndexWriter : public IndexView {
    void replace(U64 position, U32 tag, U32 slot) { insert(position, tag, slot); }
    /// Takes the entry away and closes the gap.
    void erase(U64 position);
-   /// Puts every entry of a smaller index into this empty one that no reader knows yet. Returns false when
-   /// one finds no place.
+   /// Puts every entry of an index of half the size into this empty one that no reader knows yet. There is
+   /// room for all, since entries with the same low bits of their tags share the same places of their lines.
+   /// Returns false when that does not hold, which is no writer's work.
    bool fill(const IndexView& from);
 
   private:

@@ -10,7 +10,7 @@
 namespace Pooltab {
 
 inline constexpr U64 fileMagic = 0x31656c6261746c50; // the bytes "Pltable1"
-inline constexpr U32 formatVersion = 3;
+inline constexpr U32 formatVersion = 4;
 inline constexpr U32 endianTag = 0x01020304;
 
 enum class FileKind : U32 { control = 1, rows = 2, index = 3 };

@@ -202,13 +202,14 @@ bool TableStore::erase(const PackedKey& key) {
 void TableStore::growIndex() {
    ++moves_;
    const U64 old = index_.generation();
-   IndexWriter larger;
-   unsigned bits = index_.bits();
-   do { // once, but for a small index whose keys happen to want the same places
-      if (bits == indexBitsMax)
-         throw Vok::Error(folder_->where() + "/" + name_ + ": the index has reached its largest size");
-      larger = IndexWriter(*folder_, name_, rows_.header().preamble, old + 1, ++bits);
-   } while (!larger.fill(index_));
+   const std::string what = folder_->where() + "/" + name_;
+   if (index_.bits() == indexBitsMax)
+      throw Vok::Error(what + ": the index has reached its largest size");
+   IndexWriter larger(*folder_, name_, rows_.header().preamble, old + 1, index_.bits() + 1);
+   if (!larger.fill(index_))
+      throw Vok::CorruptionDetectedError(what +
+                                         ": the index has entries where none can be (remove the pool's "
+                                         "directory to start afresh)");
    folder_->publish(indexFileName(name_, old + 1));
    // Partner: TableView, which maps the new index when its miss finds the generation changed. The old file
    // lives on for those who have it mapped; what they find there is checked against the rows.

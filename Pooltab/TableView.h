@@ -5,12 +5,6 @@
 #include "Pooltab/Status.h"
 #include "Pooltab/TableStore.h"
 
-/// A table as a reader of another process sees it, at the level of packed bytes. The typed face is
-/// TableReader.
-///
-/// Unmounted, it reads as empty. Mounted, it gives rows that were in the table at some moment during the
-/// call.
-
 namespace Pooltab {
 
 class TableView;

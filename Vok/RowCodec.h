@@ -433,7 +433,7 @@ constexpr std::array<U64, words> wordsWithout(std::size_t at) {
 } // namespace RowCodecDetail
 
 /// The `near` numbers of a table whose keys are numbered without gaps are this many a line of its index, and
-/// the tags of a line and of the next are this far apart.
+/// the tags of a line and of the next are this far apart, but for their low three bits.
 inline constexpr U32 nearALine = 8;
 inline constexpr U32 nearStep = 0x9e3779b9;
 
@@ -442,7 +442,9 @@ inline constexpr U32 nearStep = 0x9e3779b9;
 ///
 /// Eight keys that differ only in the low three bits of their `near` number get the eight places of one line.
 /// The lines of successive eights follow one another at the golden ratio of the index, which spreads any
-/// number of them more evenly than chance would: keys without gaps hardly ever find their place taken.
+/// number of them more evenly than chance would: keys without gaps hardly ever find their place taken. Which
+/// of the eight stands at which place is as good as chance, by a square: were it told by the low bits of the
+/// product, keys in steps of 64 would all want the same place of their lines.
 template <class Key>
 U32 packedTag(const U8* packed, U64 seed) {
    constexpr std::size_t bytes = packedSizeOf<Key>();
@@ -464,7 +466,8 @@ U32 packedTag(const U8* packed, U64 seed) {
    } else {
       U32 number;
       std::memcpy(&number, packed + nearAt, sizeof number);
-      return (tag + number / nearALine * nearStep) ^ number % nearALine;
+      const U32 line = tag + number / nearALine * nearStep;
+      return line ^ line * line >> 29 ^ number % nearALine;
    }
 }
 

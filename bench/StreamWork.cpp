@@ -36,6 +36,7 @@ class RouteFollower final : public Vok::Observer<RouteFollower, Mpls::LfibStatus
 
 std::vector<double> follow(const VokPooltab::MountInfo& where, Progress& progress) {
    TablesView view(where);
+   view.mount().descriptor(); // listening begins, before the first change is waited for
    view.mount().deliver(~std::size_t{0});
    RouteFollower follower(view);
    for (progress.ready = true; follower.rows < streamChanges; progress.rows = follower.rows) {

@@ -39,6 +39,7 @@ std::vector<double> readTables(const VokPooltab::MountInfo& where, WakeWatch& wa
    TablesView view(where);
    Arrivals arrivals(watch);
    RouteWatcher watcher(view, arrivals);
+   view.mount().descriptor(); // listening begins, before the first change is waited for
    view.mount().deliver(~std::size_t{0});
    for (arrivals.start(); !arrivals.isComplete();) {
       sleepOn(view.mount().descriptor());

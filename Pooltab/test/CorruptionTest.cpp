@@ -115,6 +115,28 @@ TEST(Corruption, EveryByteOfEveryFile) {
    ASSERT_TRUE(isClean<VariableRow>(*table.folder(), "t"));
 }
 
+TEST(Corruption, IndexThatCannotBeGrown) {
+   const TestRoot root;
+   const auto fill = [](TableWriter<FixedRow>& table, U32 from, U32 to) {
+      for (U32 i = from; i < to; ++i)
+         table.is(FixedRow{{i, 0}, i});
+   };
+   U32 capacity;
+   {
+      PoolWriter pool(root.pool(), smallLog);
+      TableWriter<FixedRow> table(pool, "t");
+      capacity = static_cast<U32>(table.store().capacity());
+      fill(table, 0, capacity);
+   }
+   const Descriptor file = root.pool()->open("t.index.1", Access::write);
+   Mapping index(file, fileBytes(file), Access::write, "index");
+   for (U64 at = indexHeaderBytes; at < index.bytes(); at += sizeof(Word))
+      index.at<Word>(at) &= ~(Word{7} << 32); // tags that all want the same place of their lines
+   PoolWriter pool(root.pool(), smallLog);
+   TableWriter<FixedRow> table(pool, "t");
+   EXPECT_THROW(fill(table, capacity, capacity + 1), Vok::CorruptionDetectedError);
+}
+
 TEST(Corruption, RandomBytesInBulk) {
    std::mt19937 random(12);
    for (int round = 0; round < 40; ++round) {

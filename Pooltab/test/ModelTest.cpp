@@ -199,6 +199,18 @@ TEST(Model, KeysThatWantTheSamePlacesMakeTheIndexGrow) {
    EXPECT_TRUE(isClean<FixedRow>(*folder, "t"));
 }
 
+TEST(Model, KeysInStepsTakeNoMoreIndexThanTheyFill) {
+   for (const U32 step : {1u, 8u, 16u, 64u, 256u, 1000u, 4096u}) {
+      const auto folder = privateFolder("p");
+      PoolWriter pool(folder);
+      TableWriter<FixedRow> table(pool, "t");
+      constexpr U32 count = 4096;
+      for (U32 i = 0; i < count; ++i)
+         table.is(FixedRow{{16 + i * step, 0}, i});
+      EXPECT_LT(table.store().capacity(), 4 * count) << "in steps of " << step;
+   }
+}
+
 TEST(Model, KeysWithoutNeighboursAreToldApartByAllTheirBytes) {
    std::set<U32> tags;
    for (U16 key = 0; key < 4096; ++key)

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace tools {
 
@@ -14,6 +15,11 @@ CLI::Option* declare(CLI::App& app, const std::string& name, T& value, const std
    if constexpr (std::same_as<T, std::vector<std::string>>)
       option->default_str(""); // an empty list is no default to show
    return option;
+}
+
+/// Empty for a number that is not negative, and for what is no number at all, of which the library tells.
+std::string whyNoSeconds(const std::string& text) {
+   return std::strtod(text.c_str(), nullptr) >= 0 ? "" : text + " is no number of seconds, give 0 or more";
 }
 
 } // namespace
@@ -51,7 +57,7 @@ Command Command::option(const std::string& name, T& value, const std::string& he
 }
 
 Command Command::seconds(const std::string& name, double& value, const std::string& help) const {
-   app_->add_option(name, value, help)->check(CLI::NonNegativeNumber);
+   app_->add_option(name, value, help)->check(CLI::Validator(whyNoSeconds, "NONNEGATIVE"));
    return *this;
 }
 

@@ -3,10 +3,6 @@
 #include "Vok/Errors.h"
 #include "Vok/Trace.h"
 
-#include <fmt/core.h>
-
-#include <cstdio>
-
 namespace {
 
 using agent::Failure;

@@ -5,8 +5,6 @@
 
 #include <csignal>
 
-#include <cstdio>
-
 namespace {
 
 using namespace mplsctl;

@@ -30,6 +30,8 @@ TEST_F(LabelsProcessTest, BlocksAreAskedForAndGivenBack) {
    expectRefusal("label request a/b main", "cannot be the name of a client", 2);
    mplsctl("config set mplsRouting on");
    expectRefusal("label request ldp main --timeout 0", "no label manager has run yet");
+   expectRefusal("label request ldp main --timeout -1",
+                 "--timeout: -1 is no number of seconds, give 0 or more", 2);
    EXPECT_EQ(blocks(), (Blocks{{"ldp main", 0}}));
 
    auto labels = agent("labels");

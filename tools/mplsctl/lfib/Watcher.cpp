@@ -27,6 +27,7 @@ Watcher::~Watcher() {
 }
 
 void Watcher::start(std::optional<Vok::U64> since) {
+   tables_.pool.descriptor(); // listening begins, so that whoever sleeps behind the state is woken
    tables_.pool.positionIs(tables_.pool.logPosition()); // what is older stands in the state
    tellState(!since);
    if (since) {

@@ -36,11 +36,11 @@ class Watcher : private Pooltab::TableListener {
    ~Watcher() override;
    Watcher(const Watcher&) = delete;
 
-   /// Tells the state, or goes on behind the change `since`. Call it once, first.
+   /// Begins to listen, and tells the state, or goes on behind the change `since`. Call it once, first.
    void start(std::optional<Vok::U64> since);
    /// Tells of some of the changes that came. Returns true when it has caught up.
    bool deliver();
-   /// Readable when deliver() may have something to tell. Drain first.
+   /// Readable when deliver() may have something to tell, from start() on. Drain first.
    int descriptor() const { return tables_.pool.descriptor(); }
    void drain() { tables_.pool.drain(); }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <poll.h>
 #include <random>
 
 using namespace mplsctl;
@@ -84,6 +85,15 @@ TEST_F(Watch, StateThenChangesThenNothing) {
    // What came and went before anybody looked is no change to who follows the state.
    EXPECT_EQ(follower.toldOnce(), (Told{"state", "changed 16"}));
    EXPECT_EQ(follower.state, (std::map<unsigned, unsigned>{{16, 101}}));
+}
+
+TEST_F(Watch, WakesWhoeverSleepsBehindTheState) {
+   Watcher watcher(tables, {}, follower);
+   watcher.start(std::nullopt);
+   catchUp(watcher);
+   swap(16, 100); // before anybody has asked for the descriptor
+   pollfd waited{watcher.descriptor(), POLLIN, 0};
+   EXPECT_EQ(poll(&waited, 1, 0), 1);
 }
 
 TEST_F(Watch, APoolWithoutALogTellsNothing) {

@@ -3,8 +3,6 @@
 #include "tools/mplsctl/Connection.h"
 #include "tools/mplsctl/database/EntityWatcher.h"
 
-#include <fmt/core.h>
-
 #include <algorithm>
 
 namespace mplsctl {

@@ -5,7 +5,6 @@
 #include "tools/mplsctl/verbs/RouteText.h"
 
 #include <algorithm>
-#include <set>
 
 namespace mplsctl {
 
