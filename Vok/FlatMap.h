@@ -125,14 +125,6 @@ class FlatMap : private FlatMapBase {
    }
    void fetchEntry(U32) const {}
 
-   /// The value under the key, made by default when there is none; `added` tells which.
-   V& obtain(const K& key, bool& added) {
-      const U32 hash = placeHash(key);
-      Node* found = findNode(key, hash);
-      added = found == nullptr;
-      return (added ? append(key, hash, V()) : *found).value;
-   }
-
    /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
    bool is(const K& key, V value) { return is(key, placeHash(key), value); }
 

@@ -69,14 +69,6 @@ class IndexedMap {
             return __builtin_prefetch(&entry(numberAt(place)), 1);
    }
 
-   /// The value under the key, made by default when there is none; `added` tells which.
-   V& obtain(const K& key, bool& added) {
-      const U32 hash = placeHash(key);
-      Node* found = const_cast<Node*>(findHashed(key, hash));
-      added = found == nullptr;
-      return added ? append(key, hash).value : found->value;
-   }
-
    /// Stores a value. Returns false, with nothing done, when an equal one stands there already.
    bool is(const K& key, V value) { return is(key, placeHash(key), std::move(value)); }
 
