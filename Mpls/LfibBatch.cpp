@@ -15,14 +15,6 @@ constexpr std::size_t groupSize = 16;
 template <class Key>
 using Spots = Vok::InlineVector<Pooltab::Spot<Key>, groupSize>;
 
-/// The via-set key in a packed route, where it stands right behind the route's own.
-LfibViaSetKey viaSetKeyIn(const Pooltab::PackedRow& route) {
-   LfibViaSetKey key;
-   const auto* bytes = reinterpret_cast<const Vok::U8*>(route.words);
-   Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route.bytes);
-   return key;
-}
-
 /// Calls work( spot, element ) for each element, group by group, once the routes of the group's keys and
 /// their via sets are in the cache. `keyOf` gives the route key of an element.
 template <class Element, class KeyOf, class Work>
@@ -32,12 +24,11 @@ void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, 
       Spots<RouteKey> routes;
       for (const Element& element : group)
          routes.append(lfib.lfibRouteTable().spot(keyOf(element)));
-      const auto& routeTable = *lfib.lfibRouteTable().tableWriter();
-      routeTable.fetch(routes);
+      lfib.lfibRouteTable().tableWriter()->fetch(routes);
       Spots<LfibViaSetKey> viaSets;
       for (const Pooltab::Spot<RouteKey>& route : routes)
-         if (const auto row = routeTable.peek(route))
-            viaSets.append(lfib.viaSetTable().spot(viaSetKeyIn(*row)));
+         if (const auto key = viaSetKeyOf(lfib, route))
+            viaSets.append(lfib.viaSetTable().spot(*key));
       if (!viaSets.empty())
          lfib.viaSetTable().tableWriter()->fetch(viaSets);
       for (std::size_t i = 0; i < group.size(); ++i)

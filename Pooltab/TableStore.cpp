@@ -66,18 +66,20 @@ void TableStore::make(const RowShape& shape, U64 oldGeneration) {
 }
 
 void TableStore::search(const PackedKey& key) const {
-   Place& place = *key.place;
    const U32 keyBytes = shape().keyBytes;
-   place.moves = moves_;
-   place.found = index_.probe(key.tag, place.position, [&](U32 slot, U64) {
-      place.slot = slot;
+   U64 end;
+   U32 last = 0;
+   const bool found = index_.probe(key.tag, end, [&](U32 slot, U64) {
+      last = slot;
       return sameBytes(rows_.payload(slot), key.words, keyBytes);
    });
-   if (!place.found && keyBytes <= sizeof missed_.key) {
-      missed_.tag = key.tag;
-      missed_.place = place;
-      std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
-   }
+   // Made twice: a place that was stored in pieces a moment ago can be copied only when those are through.
+   *key.place = Place{moves_, end, last, found};
+   if (found || keyBytes > sizeof missed_.key)
+      return;
+   missed_.tag = key.tag;
+   missed_.place = Place{moves_, end, last, found};
+   std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
 }
 
 std::optional<PackedRow> TableStore::find(const PackedKey& key) const {
