@@ -4,6 +4,7 @@
 #include "Vok/InlineVector.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace Mpls {
 
@@ -15,25 +16,70 @@ constexpr std::size_t groupSize = 16;
 template <class Key>
 using Spots = Vok::InlineVector<Pooltab::Spot<Key>, groupSize>;
 
-/// Calls work( spot, element ) for each element, group by group, once the routes of the group's keys and
-/// their via sets are in the cache. `keyOf` gives the route key of an element.
-template <class Element, class KeyOf, class Work>
-void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, Work work) {
-   while (!elements.empty()) {
-      const auto group = elements.first(std::min(groupSize, elements.size()));
-      Spots<RouteKey> routes;
-      for (const Element& element : group)
-         routes.append(lfib.lfibRouteTable().spot(keyOf(element)));
-      lfib.lfibRouteTable().tableWriter()->fetch(routes);
+/// What a batch does with its routes' rows.
+enum class Purpose { write, erase };
+
+/// Some routes of a batch, whose index lines are on their way from when it is made.
+template <class Element, Purpose purpose>
+class Group {
+  public:
+   template <class KeyOf>
+   Group(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf)
+       : lfib_(lfib), elements_(elements) {
+      const auto& routes = *lfib.lfibRouteTable().tableWriter();
+      for (const Element& element : elements)
+         routes_.emplace(routes.store(), keyOf(element));
+      if (purpose == Purpose::erase)
+         routes.fetchIndexToErase(routes_);
+      else
+         routes.fetchIndex(routes_);
+   }
+
+   /// Has the routes and their via sets come into the cache.
+   void fetchRows() const {
+      lfib_.lfibRouteTable().tableWriter()->fetchRows(routes_);
+      const auto& viaSetTable = *lfib_.viaSetTable().tableWriter();
       Spots<LfibViaSetKey> viaSets;
-      for (const Pooltab::Spot<RouteKey>& route : routes)
-         if (const auto key = viaSetKeyOf(lfib, route))
-            viaSets.append(lfib.viaSetTable().spot(*key));
-      if (!viaSets.empty())
-         lfib.viaSetTable().tableWriter()->fetch(viaSets);
-      for (std::size_t i = 0; i < group.size(); ++i)
-         work(routes.begin()[i], group[i]);
-      elements = elements.subspan(group.size());
+      LfibViaSetKey key;
+      for (const Pooltab::Spot<RouteKey>& route : routes_)
+         if (findViaSetKey(lfib_, route, key))
+            viaSets.emplace(viaSetTable.store(), key);
+      if (viaSets.empty())
+         return;
+      viaSetTable.fetchIndexToErase(viaSets);
+      viaSetTable.fetchRows(viaSets);
+   }
+
+   template <class Work>
+   void each(Work work) const {
+      for (std::size_t i = 0; i < elements_.size(); ++i)
+         work(routes_.begin()[i], elements_[i]);
+   }
+
+  private:
+   LfibStatus& lfib_;
+   std::span<const Element> elements_;
+   Spots<RouteKey> routes_;
+};
+
+/// Calls work( spot, element ) for each element, group by group, once the routes of the group's keys and
+/// their via sets are in the cache. While one group is worked on, the index lines of the next are on their
+/// way. `keyOf` gives the route key of an element.
+template <Purpose purpose, class Element, class KeyOf, class Work>
+void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, Work work) {
+   std::optional<Group<Element, purpose>> groups[2];
+   const auto prepare = [&](auto& group) {
+      const auto some = elements.first(std::min(groupSize, elements.size()));
+      elements = elements.subspan(some.size());
+      group.reset();
+      if (!some.empty())
+         group.emplace(lfib, some, keyOf);
+   };
+   prepare(groups[0]);
+   for (unsigned now = 0; groups[now]; now = 1 - now) {
+      prepare(groups[1 - now]);
+      groups[now]->fetchRows();
+      groups[now]->each(work);
    }
 }
 
@@ -42,7 +88,7 @@ void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, 
 void lfibRoutesIs(LfibWriter& writer, std::span<const ConsolidatedLfibRoute> routes) {
    if (auto line = lfibWriterTrace.entry(8))
       line << " routes " << routes.size();
-   inGroups(
+   inGroups<Purpose::write>(
        *writer.lfib(), routes, [](const ConsolidatedLfibRoute& route) { return route.key(); },
        [&](const auto& spot, const ConsolidatedLfibRoute& route) { routeRowsIs(writer, spot, route); });
 }
@@ -50,7 +96,7 @@ void lfibRoutesIs(LfibWriter& writer, std::span<const ConsolidatedLfibRoute> rou
 void lfibRoutesDel(LfibWriter& writer, std::span<const RouteKey> routeKeys) {
    if (auto line = lfibWriterTrace.entry(8))
       line << " routes " << routeKeys.size();
-   inGroups(
+   inGroups<Purpose::erase>(
        *writer.lfib(), routeKeys, [](const RouteKey& key) { return key; },
        [&](const auto& spot, const RouteKey& key) { routeRowsDel(writer, spot, key); });
 }

@@ -162,32 +162,35 @@ void writeRoute(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot, const C
    LfibStatus& lfib = *writer.lfib();
    auto& viaSets = lfib.viaSetTable();
    LfibViaSet oldViaSet;
-   const std::optional<LfibViaSetKey> oldKey = viaSetKeyOf(lfib, spot);
+   LfibViaSetKey oldKey;
    std::optional<Pooltab::Spot<LfibViaSetKey>> oldSpot;
-   if (oldKey) {
+   const bool exists = findViaSetKey(lfib, spot, oldKey);
+   if (exists) {
       if (auto line = lfibWriterTrace.at(8))
          line << ": found old lfib route"
               << " " << route.key();
-      oldSpot = viaSets.spot(*oldKey);
+      oldSpot = viaSets.spot(oldKey);
       viaSets.find(*oldSpot, oldViaSet);
       vokAssert(!!oldViaSet);
    }
    OldVias<ViaRow> oldVias(lfib, oldViaSet);
 
    const auto allocator = writer.indexAllocator(route.source());
-   const bool inPlace = oldKey && keepsViaSetKey(writer, route, *oldKey);
-   LfibViaSet viaSet;
-   viaSet.keyIs(inPlace ? *oldKey : allocator->getViaSetKey(route.viaType(), route.viaSetType()));
+   const bool inPlace = exists && keepsViaSetKey(writer, route, oldKey);
+   const LfibViaSetKey viaSetKey =
+       inPlace ? oldKey : allocator->getViaSetKey(route.viaType(), route.viaSetType());
    // Made here and written last: by then its stores are through, for which packing would have to wait.
-   const LfibRoute row(route.key(), viaSet.key(), route.source(), route.fec(), route.metric());
+   const LfibRoute row(route.key(), viaSetKey, route.source(), route.fec(), route.metric());
+   LfibViaSet viaSet;
+   viaSet.keyIs(viaSetKey);
    writeVias<ViaRow>(lfib, route, *allocator, oldVias, viaSet);
 
    lfib.viaSetCommit(viaSet);
    lfib.lfibRouteTable().commit(spot, row);
    lfib.handleRoute(row);
 
-   if (oldKey && !inPlace)
-      viaSets.del(*oldSpot, *oldKey);
+   if (exists && !inPlace)
+      viaSets.del(*oldSpot, oldKey);
    oldVias.retire(writer);
 }
 
@@ -195,14 +198,12 @@ void writeRoute(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot, const C
 
 constinit Vok::TraceFacility lfibWriterTrace("MplsLfibWriter");
 
-std::optional<LfibViaSetKey> viaSetKeyOf(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot) {
+bool findViaSetKey(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot, LfibViaSetKey& key) {
    const std::optional<Pooltab::PackedRow> route = lfib.lfibRouteTable().tableWriter()->peek(spot);
    if (!route)
-      return std::nullopt;
-   LfibViaSetKey key;
+      return false;
    const auto* bytes = reinterpret_cast<const Vok::U8*>(route->words);
-   Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route->bytes);
-   return key;
+   return Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route->bytes);
 }
 
 void routeRowsIs(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot,
@@ -227,16 +228,16 @@ void routeRowsIs(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot,
 void routeRowsDel(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot, const RouteKey& routeKey) {
    LfibStatus& lfib = *writer.lfib();
    auto& viaSets = lfib.viaSetTable();
-   const std::optional<LfibViaSetKey> viaSetKey = viaSetKeyOf(lfib, spot);
-   if (!viaSetKey)
+   LfibViaSetKey viaSetKey;
+   if (!findViaSetKey(lfib, spot, viaSetKey))
       return;
    lfib.lfibRouteTable().del(spot, routeKey);
-   const auto viaSetSpot = viaSets.spot(*viaSetKey);
+   const auto viaSetSpot = viaSets.spot(viaSetKey);
    LfibViaSet viaSet;
    viaSets.find(viaSetSpot, viaSet);
    if (viaSet.viaKeys() > viaLimit)
       return;
-   viaSets.del(viaSetSpot, *viaSetKey);
+   viaSets.del(viaSetSpot, viaSetKey);
    for (const auto [slot, key] : viaSet.viaKeyEach())
       writer.lfibViaDel(key);
 }

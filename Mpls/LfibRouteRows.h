@@ -5,8 +5,6 @@
 #include "Pooltab/Spot.h"
 #include "Vok/Trace.h"
 
-#include <optional>
-
 /// How one route becomes rows, and how they go: what the writer and its batches have in common. The order of
 /// the rows is the promise of docs/lfib.md.
 
@@ -15,9 +13,9 @@ namespace Mpls {
 /// Of the source unit MplsLfibWriter.
 extern Vok::TraceFacility lfibWriterTrace;
 
-/// The via-set key of the route under a key, where it stands in the packed row right behind the route's own;
-/// none when there is no such route. For tables mounted as a writer.
-std::optional<LfibViaSetKey> viaSetKeyOf(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot);
+/// Finds the via-set key of the route under a key: it stands in the packed row right behind the route's own.
+/// False when there is no such route. For tables mounted as a writer.
+bool findViaSetKey(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot, LfibViaSetKey& key);
 
 /// Adds or replaces one route; `spot` is that of its key. Raises InternalError, with nothing written, for a
 /// via type that cannot be written.

@@ -112,15 +112,21 @@ void IndexWriter::erase(U64 gap) {
 }
 
 bool IndexWriter::fill(const IndexView& from) {
+   // Copies, for the reason that erase() has.
+   const IndexView index = *this;
+   Word* const entries = entries_;
    for (U64 at = 0; at < from.capacity(); ++at) {
       const Word moving = from.entry(at);
-      if (moving == 0)
-         continue;
-      U64 position;
-      probe(entryTag(moving), position, [](U32, U64) { return false; });
-      if (entry(position) != 0)
-         return false;
-      storeRelaxed(entries_[position], moving);
+      U64 position = index.home(entryTag(moving));
+      Word there = loadRelaxed(entries[position]);
+      // Whether a place is taken is not to be guessed by the processor: an empty one changes nothing where it
+      // goes. Most others find the place free where their probe starts.
+      if (moving != 0 && there != 0) {
+         index.probe(entryTag(moving), position, [](U32, U64) { return false; });
+         if (there = index.entry(position); there != 0)
+            return false;
+      }
+      storeRelaxed(entries[position], there | moving);
    }
    return true;
 }

@@ -73,12 +73,12 @@ void TableStore::search(const PackedKey& key) const {
       last = slot;
       return sameBytes(rows_.payload(slot), key.words, keyBytes);
    });
-   // Made twice: a place that was stored in pieces a moment ago can be copied only when those are through.
    *key.place = Place{moves_, end, last, found};
    if (found || keyBytes > sizeof missed_.key)
       return;
    missed_.tag = key.tag;
-   missed_.place = Place{moves_, end, last, found};
+   missed_.moves = moves_;
+   missed_.position = end;
    std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
 }
 

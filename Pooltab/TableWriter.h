@@ -102,11 +102,18 @@ class TableWriter {
    TableWalk<TableWriter> begin() const { return TableWalk<TableWriter>(*this); }
    std::default_sentinel_t end() const { return {}; }
 
-   /// For callers that know what they will touch next: has the index's lines come into the cache, then the
-   /// rows'. A processor waits for about sixteen of them at the same time.
-   void fetch(std::span<const Spot<Key>> spots) const {
+   /// For callers that know what they will touch next: has the index's lines come into the cache, and once
+   /// they are there the rows'. A processor waits for about sixteen of them at the same time. Deleting takes
+   /// one line of the index more.
+   void fetchIndex(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)
          store_->prefetchIndex(spot.tag());
+   }
+   void fetchIndexToErase(std::span<const Spot<Key>> spots) const {
+      for (const Spot<Key>& spot : spots)
+         store_->prefetchIndexToErase(spot.tag());
+   }
+   void fetchRows(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)
          store_->prefetchRow(spot.tag());
    }

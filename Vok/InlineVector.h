@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace Vok {
 
@@ -22,6 +23,11 @@ class InlineVector {
    bool empty() const { return size_ == 0; }
    bool full() const { return size_ == Capacity; }
    void append(const T& element) { std::construct_at(begin() + size_++, element); }
+   /// Appends an element made of the arguments in its place.
+   template <class... Arguments>
+   void emplace(Arguments&&... arguments) {
+      std::construct_at(begin() + size_++, std::forward<Arguments>(arguments)...);
+   }
 
    T* begin() { return reinterpret_cast<T*>(storage_); }
    T* end() { return begin() + size_; }
