@@ -77,8 +77,8 @@ void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, 
    };
    prepare(groups[0]);
    for (unsigned now = 0; groups[now]; now = 1 - now) {
-      prepare(groups[1 - now]);
       groups[now]->fetchRows();
+      prepare(groups[1 - now]);
       groups[now]->each(work);
    }
 }

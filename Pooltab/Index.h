@@ -39,11 +39,11 @@ class IndexView {
    U64 next(U64 position) const { return (position + placesALine) & mask_; }
    U64 home(U32 tag) const { return Word{tag >> (35 - bits_)} << 3 | (tag & 7); }
 
-   void prefetch(U32 tag) const { __builtin_prefetch(&entries_[home(tag)]); }
+   void prefetch(U32 tag) const { fetchLine(&entries_[home(tag)]); }
    /// The same for who will take the entry away, and has to know what stands behind it.
    void prefetchToErase(U32 tag) const {
       prefetch(tag);
-      __builtin_prefetch(&entries_[next(home(tag))]);
+      fetchLine(&entries_[next(home(tag))]);
    }
 
    /// Calls visit(slot, position) for each entry with this tag until it returns true. Returns true if it did.

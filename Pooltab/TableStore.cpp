@@ -100,14 +100,16 @@ std::optional<PackedRow> TableStore::walk(U64& slot) const {
    return std::nullopt;
 }
 
-void TableStore::prefetchRow(U32 tag) const {
+void TableStore::prefetchRow(const PackedKey& key) const {
    U64 end;
-   index_.probe(tag, end, [&](U32 slot, U64) {
+   const bool perhaps = index_.probe(key.tag, end, [&](U32 slot, U64) {
       const Word* row = rows_.payload(slot);
       __builtin_prefetch(row, 1);
       __builtin_prefetch(row + 8, 1);
       return true;
    });
+   if (!perhaps)
+      *key.place = Place{moves_, end, 0, false};
 }
 
 bool TableStore::put(const PackedKey& key, const PackedRow& row) {

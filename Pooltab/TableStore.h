@@ -62,10 +62,11 @@ class TableStore {
    /// change between two calls.
    std::optional<PackedRow> walk(U64& slot) const;
 
-   /// For callers that know what they will touch next: first the index of several keys, then their rows.
+   /// For callers that know what they will touch next: first the index of several keys, then their rows. A
+   /// key that has no row has its place looked up by the latter.
    void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
    void prefetchIndexToErase(U32 tag) const { index_.prefetchToErase(tag); }
-   void prefetchRow(U32 tag) const;
+   void prefetchRow(const PackedKey& key) const;
 
    /// True for the key that the last probe did not find, with its tag and place: whoever asks for a key in
    /// order to write it when it is not there need not compute and probe twice.

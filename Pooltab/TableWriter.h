@@ -115,7 +115,7 @@ class TableWriter {
    }
    void fetchRows(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)
-         store_->prefetchRow(spot.tag());
+         store_->prefetchRow(spot.packed());
    }
 
    U64 size() const { return store_->size(); }
@@ -148,7 +148,7 @@ void TableWriter<Row>::is(std::span<const Row> rows, Written&& written) {
       if (step < rows.size())
          store_->prefetchIndex(spotOf(step).emplace(*store_, rows[step].rowKey()).tag());
       if (const std::size_t next = step - ahead; step >= ahead && next < rows.size())
-         store_->prefetchRow(spotOf(next)->tag());
+         store_->prefetchRow(spotOf(next)->packed());
       if (step < 2 * ahead)
          continue;
       const Row& row = rows[step - 2 * ahead];
