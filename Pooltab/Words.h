@@ -46,7 +46,7 @@ inline void copyOut(Word* to, const Word* shared, unsigned words) {
 
 /// The same for a number of words that is known, without a loop.
 template <unsigned words>
-void copyOut(Word* to, const Word* shared) {
+[[gnu::always_inline]] inline void copyOut(Word* to, const Word* shared) {
    [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
       ((to[i] = loadAcquire(shared[i])), ...);
    }
