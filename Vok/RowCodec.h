@@ -410,8 +410,12 @@ bool rowLoad(T& value, const U64* words, std::size_t bytes) {
 /// The same for a row that was looked for, and found, by its key: that one is taken as it is.
 template <class Row>
 bool rowLoad(Row& row, const typename Row::Key& key, const U64* words, std::size_t bytes) {
-   RowCodecDetail::firstField(row, RowCodecDetail::FieldsOf<Row>()) = key;
-   return rowLoad<1>(row, words, bytes);
+   if constexpr (HasFields<Row>) {
+      RowCodecDetail::firstField(row, RowCodecDetail::FieldsOf<Row>()) = key;
+      return rowLoad<1>(row, words, bytes);
+   } else {
+      return rowLoad(row, words, bytes);
+   }
 }
 
 namespace RowCodecDetail {
