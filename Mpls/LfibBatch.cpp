@@ -26,9 +26,9 @@ class Group {
    template <class KeyOf>
    Group(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf)
        : lfib_(lfib), elements_(elements) {
-      const auto& routes = *lfib.lfibRouteTable().tableWriter();
       for (const Element& element : elements)
-         routes_.emplace(routes.store(), keyOf(element));
+         routes_.appendMade([&] { return lfib.lfibRouteTable().spot(keyOf(element)); });
+      const auto& routes = *lfib.lfibRouteTable().tableWriter();
       if (purpose == Purpose::erase)
          routes.fetchIndexToErase(routes_);
       else
@@ -38,16 +38,16 @@ class Group {
    /// Has the routes and their via sets come into the cache.
    void fetchRows() const {
       lfib_.lfibRouteTable().tableWriter()->fetchRows(routes_);
-      const auto& viaSetTable = *lfib_.viaSetTable().tableWriter();
+      auto& viaSetTable = lfib_.viaSetTable();
       Spots<LfibViaSetKey> viaSets;
       LfibViaSetKey key;
       for (const Pooltab::Spot<RouteKey>& route : routes_)
          if (findViaSetKey(lfib_, route, key))
-            viaSets.emplace(viaSetTable.store(), key);
+            viaSets.appendMade([&] { return viaSetTable.spot(key); });
       if (viaSets.empty())
          return;
-      viaSetTable.fetchIndexToErase(viaSets);
-      viaSetTable.fetchRows(viaSets);
+      viaSetTable.tableWriter()->fetchIndexToErase(viaSets);
+      viaSetTable.tableWriter()->fetchRows(viaSets);
    }
 
    template <class Work>

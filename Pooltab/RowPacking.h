@@ -22,7 +22,7 @@ RowShape shapeOf() {
 }
 
 template <class Key>
-U32 tagOf(const Word* packedKey, U64 seed) {
+[[gnu::always_inline]] inline U32 tagOf(const Word* packedKey, U64 seed) {
    return Vok::packedTag<Key>(packedKey, seed);
 }
 

@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <type_traits>
-#include <utility>
 
 namespace Vok {
 
@@ -23,10 +23,11 @@ class InlineVector {
    bool empty() const { return size_ == 0; }
    bool full() const { return size_ == Capacity; }
    void append(const T& element) { std::construct_at(begin() + size_++, element); }
-   /// Appends an element made of the arguments in its place.
-   template <class... Arguments>
-   void emplace(Arguments&&... arguments) {
-      std::construct_at(begin() + size_++, std::forward<Arguments>(arguments)...);
+   /// Appends what make() returns, which is made in its place and not copied there.
+   template <class Make>
+   void appendMade(Make&& make) {
+      ::new (static_cast<void*>(end())) T(make());
+      ++size_;
    }
 
    T* begin() { return reinterpret_cast<T*>(storage_); }
