@@ -16,11 +16,8 @@ constexpr std::size_t groupSize = 16;
 template <class Key>
 using Spots = Vok::InlineVector<Pooltab::Spot<Key>, groupSize>;
 
-/// What a batch does with its routes' rows.
-enum class Purpose { write, erase };
-
 /// Some routes of a batch, whose index lines are on their way from when it is made.
-template <class Element, Purpose purpose>
+template <class Element>
 class Group {
   public:
    template <class KeyOf>
@@ -28,11 +25,7 @@ class Group {
        : lfib_(lfib), elements_(elements) {
       for (const Element& element : elements)
          routes_.appendMade([&] { return lfib.lfibRouteTable().spot(keyOf(element)); });
-      const auto& routes = *lfib.lfibRouteTable().tableWriter();
-      if (purpose == Purpose::erase)
-         routes.fetchIndexToErase(routes_);
-      else
-         routes.fetchIndex(routes_);
+      lfib.lfibRouteTable().tableWriter()->fetchIndex(routes_);
    }
 
    /// Has the routes and their via sets come into the cache.
@@ -46,7 +39,7 @@ class Group {
             viaSets.appendMade([&] { return viaSetTable.spot(key); });
       if (viaSets.empty())
          return;
-      viaSetTable.tableWriter()->fetchIndexToErase(viaSets);
+      viaSetTable.tableWriter()->fetchIndex(viaSets);
       viaSetTable.tableWriter()->fetchRows(viaSets);
    }
 
@@ -65,9 +58,9 @@ class Group {
 /// Calls work( spot, element ) for each element, group by group, once the routes of the group's keys and
 /// their via sets are in the cache. While one group is worked on, the index lines of the next are on their
 /// way. `keyOf` gives the route key of an element.
-template <Purpose purpose, class Element, class KeyOf, class Work>
+template <class Element, class KeyOf, class Work>
 void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, Work work) {
-   std::optional<Group<Element, purpose>> groups[2];
+   std::optional<Group<Element>> groups[2];
    const auto prepare = [&](auto& group) {
       const auto some = elements.first(std::min(groupSize, elements.size()));
       elements = elements.subspan(some.size());
@@ -88,7 +81,7 @@ void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, 
 void lfibRoutesIs(LfibWriter& writer, std::span<const ConsolidatedLfibRoute> routes) {
    if (auto line = lfibWriterTrace.entry(8))
       line << " routes " << routes.size();
-   inGroups<Purpose::write>(
+   inGroups(
        *writer.lfib(), routes, [](const ConsolidatedLfibRoute& route) { return route.key(); },
        [&](const auto& spot, const ConsolidatedLfibRoute& route) { routeRowsIs(writer, spot, route); });
 }
@@ -96,7 +89,7 @@ void lfibRoutesIs(LfibWriter& writer, std::span<const ConsolidatedLfibRoute> rou
 void lfibRoutesDel(LfibWriter& writer, std::span<const RouteKey> routeKeys) {
    if (auto line = lfibWriterTrace.entry(8))
       line << " routes " << routeKeys.size();
-   inGroups<Purpose::erase>(
+   inGroups(
        *writer.lfib(), routeKeys, [](const RouteKey& key) { return key; },
        [&](const auto& spot, const RouteKey& key) { routeRowsDel(writer, spot, key); });
 }

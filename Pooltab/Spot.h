@@ -21,7 +21,7 @@ class Spot {
       // worked on.
       if constexpr (Vok::nearOffset<Key>() != Vok::noNear)
          if (store.isNextGroup(nearNumberOf<Key>(packed_.words()) / Vok::nearALine))
-            store.prefetchIndexToErase(tag_ + Vok::nearStep);
+            store.prefetchIndex(tag_ + Vok::nearStep);
    }
 
    U32 tag() const { return tag_; }

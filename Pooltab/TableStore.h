@@ -64,8 +64,7 @@ class TableStore {
 
    /// For callers that know what they will touch next: first the index of several keys, then their rows. A
    /// key that has no row has its place looked up by the latter.
-   void prefetchIndex(U32 tag) const { index_.prefetch(tag); }
-   void prefetchIndexToErase(U32 tag) const { index_.prefetchToErase(tag); }
+   void prefetchIndex(U32 tag) const { index_.prefetchToWrite(tag); }
    void prefetchRow(const PackedKey& key) const;
 
    /// True for the key that the last probe did not find, with its tag and place: whoever asks for a key in

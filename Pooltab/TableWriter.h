@@ -103,15 +103,10 @@ class TableWriter {
    std::default_sentinel_t end() const { return {}; }
 
    /// For callers that know what they will touch next: has the index's lines come into the cache, and once
-   /// they are there the rows'. A processor waits for about sixteen of them at the same time. Deleting takes
-   /// one line of the index more.
+   /// they are there the rows'. A processor waits for about sixteen of them at the same time.
    void fetchIndex(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)
          store_->prefetchIndex(spot.tag());
-   }
-   void fetchIndexToErase(std::span<const Spot<Key>> spots) const {
-      for (const Spot<Key>& spot : spots)
-         store_->prefetchIndexToErase(spot.tag());
    }
    void fetchRows(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)

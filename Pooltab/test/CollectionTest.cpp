@@ -229,7 +229,7 @@ TEST(Collection, OnlyAMountedWriterWrites) {
 TEST(Collection, ARowWithAFieldThatIsNoneIsGivenByNoWayOfReading) {
    const auto folder = Pooltab::privateFolder("p");
    PoolWriter pool(folder);
-   const TableWriter<Queues> table(pool, "queues");
+   TableWriter<Queues> table(pool, "queues");
    std::vector<PortKey> keys;
    for (Vok::U32 port = 0; port < 3; ++port) {
       Queues row(keys.emplace_back(1, port));
