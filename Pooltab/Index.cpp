@@ -16,8 +16,8 @@ unsigned checkedBits(const IndexHeader& header, U64 bytes, U64 generation, const
    return static_cast<unsigned>(bits);
 }
 
-/// How many places of the new index are on their way into the cache while it is filled.
-constexpr U64 fillAhead = 256;
+/// While an index is filled from a smaller one, the lines come for entries so many places ahead in that.
+constexpr U64 fillAhead = 128;
 
 Word* entriesOf(const Mapping& mapping) {
    return &mapping.at<Word>(indexHeaderBytes);
@@ -119,10 +119,11 @@ bool IndexWriter::fill(const IndexView& from) {
    const IndexView index = *this;
    Word* const entries = entries_;
    for (U64 at = 0; at < from.capacity(); ++at) {
-      if (at % placesALine == 0)
-         for (U64 line = 0; line < 2; ++line)
-            __builtin_prefetch(&entries[(2 * at + fillAhead + line * placesALine) & (index.capacity() - 1)],
-                               1);
+      if (at % placesALine == 0) { // twice the places: the entries of a line go into one of two
+         const U64 ahead = 2 * (at + fillAhead) & (index.capacity() - 1);
+         __builtin_prefetch(&entries[ahead], 1);
+         __builtin_prefetch(&entries[index.next(ahead)], 1);
+      }
       const Word moving = from.entry(at);
       U64 position = index.home(entryTag(moving));
       Word there = loadRelaxed(entries[position]);
