@@ -4,6 +4,7 @@
 #include "Vok/InlineVector.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace Mpls {
 
@@ -15,34 +16,63 @@ constexpr std::size_t groupSize = 16;
 template <class Key>
 using Spots = Vok::InlineVector<Pooltab::Spot<Key>, groupSize>;
 
-/// The via-set key in a packed route, where it stands right behind the route's own.
-LfibViaSetKey viaSetKeyIn(const Pooltab::PackedRow& route) {
-   LfibViaSetKey key;
-   const auto* bytes = reinterpret_cast<const Vok::U8*>(route.words);
-   Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route.bytes);
-   return key;
-}
+/// Some routes of a batch, whose index lines are on their way from when it is made.
+template <class Element>
+class Group {
+  public:
+   template <class KeyOf>
+   Group(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf)
+       : lfib_(lfib), elements_(elements) {
+      for (const Element& element : elements)
+         routes_.appendMade([&] { return lfib.lfibRouteTable().spot(keyOf(element)); });
+      lfib.lfibRouteTable().tableWriter()->fetchIndex(routes_);
+   }
+
+   /// Has the routes and their via sets come into the cache.
+   void fetchRows() const {
+      lfib_.lfibRouteTable().tableWriter()->fetchRows(routes_);
+      auto& viaSetTable = lfib_.viaSetTable();
+      Spots<LfibViaSetKey> viaSets;
+      LfibViaSetKey key;
+      for (const Pooltab::Spot<RouteKey>& route : routes_)
+         if (findViaSetKey(lfib_, route, key))
+            viaSets.appendMade([&] { return viaSetTable.spot(key); });
+      if (viaSets.empty())
+         return;
+      viaSetTable.tableWriter()->fetchIndex(viaSets);
+      viaSetTable.tableWriter()->fetchRows(viaSets);
+   }
+
+   template <class Work>
+   void each(Work work) const {
+      for (std::size_t i = 0; i < elements_.size(); ++i)
+         work(routes_.begin()[i], elements_[i]);
+   }
+
+  private:
+   LfibStatus& lfib_;
+   std::span<const Element> elements_;
+   Spots<RouteKey> routes_;
+};
 
 /// Calls work( spot, element ) for each element, group by group, once the routes of the group's keys and
-/// their via sets are in the cache. `keyOf` gives the route key of an element.
+/// their via sets are in the cache. While one group is worked on, the index lines of the next are on their
+/// way. `keyOf` gives the route key of an element.
 template <class Element, class KeyOf, class Work>
 void inGroups(LfibStatus& lfib, std::span<const Element> elements, KeyOf keyOf, Work work) {
-   while (!elements.empty()) {
-      const auto group = elements.first(std::min(groupSize, elements.size()));
-      Spots<RouteKey> routes;
-      for (const Element& element : group)
-         routes.append(lfib.lfibRouteTable().spot(keyOf(element)));
-      const auto& routeTable = *lfib.lfibRouteTable().tableWriter();
-      routeTable.fetch(routes);
-      Spots<LfibViaSetKey> viaSets;
-      for (const Pooltab::Spot<RouteKey>& route : routes)
-         if (const auto row = routeTable.peek(route))
-            viaSets.append(lfib.viaSetTable().spot(viaSetKeyIn(*row)));
-      if (!viaSets.empty())
-         lfib.viaSetTable().tableWriter()->fetch(viaSets);
-      for (std::size_t i = 0; i < group.size(); ++i)
-         work(routes.begin()[i], group[i]);
-      elements = elements.subspan(group.size());
+   std::optional<Group<Element>> groups[2];
+   const auto prepare = [&](auto& group) {
+      const auto some = elements.first(std::min(groupSize, elements.size()));
+      elements = elements.subspan(some.size());
+      group.reset();
+      if (!some.empty())
+         group.emplace(lfib, some, keyOf);
+   };
+   prepare(groups[0]);
+   for (unsigned now = 0; groups[now]; now = 1 - now) {
+      groups[now]->fetchRows();
+      prepare(groups[1 - now]);
+      groups[now]->each(work);
    }
 }
 

@@ -129,15 +129,15 @@ class OldVias {
 template <class ViaRow>
 void writeVias(LfibStatus& lfib, const ConsolidatedLfibRoute& route, LfibViaIndexAllocator& allocator,
                OldVias<ViaRow>& oldVias, LfibViaSet& viaSet) {
-   Vok::U32 slot = 0;
-   for (const ViaRow& wished : ViaTable<ViaRow>::viasOf(route)) {
+   const auto& vias = ViaTable<ViaRow>::viasOf(route);
+   for (Vok::U32 slot = 0; slot < vias.size(); ++slot) {
       if (slot == viaLimit) {
          if (auto line = lfibWriterTrace.at(1))
             line << " Reached via index limit (" << viaLimit << "), ignoring extra vias"
                  << " routeKey " << route.key() << " viaType " << route.viaType();
          return;
       }
-      ViaRow via = wished;
+      ViaRow via = vias.at(slot);
       const Vok::U32 weight = weightOf(via);
       viaWeightIs(via, weight);
       if (auto line = lfibWriterTrace.at(8))
@@ -146,13 +146,12 @@ void writeVias(LfibStatus& lfib, const ConsolidatedLfibRoute& route, LfibViaInde
       via.keyIs(!kept ? allocator.getViaKey(route.viaType()) : kept);
       if (!kept)
          ViaTable<ViaRow>::write(lfib, via);
-      viaSet.viaKeyIs(LfibViaIndexRange(slot++), via.key());
+      viaSet.viaKeyIs(LfibViaIndexRange(slot), via.key());
    }
 }
 
 /// True when a replaced route may keep its via-set key and have the row rewritten in place.
-bool keepsViaSetKey(const LfibWriter& writer, const ConsolidatedLfibRoute& route, const LfibRoute& oldRoute) {
-   const LfibViaSetKey& key = oldRoute.viaSetKey();
+bool keepsViaSetKey(const LfibWriter& writer, const ConsolidatedLfibRoute& route, const LfibViaSetKey& key) {
    return writer.inPlaceAdjacencyUpdateSupported() && route.viaType() == viaTypeMplsIp_ &&
           key.source() == route.source() && key.viaType() == route.viaType() &&
           key.viaSetType() == route.viaSetType();
@@ -162,40 +161,50 @@ template <class ViaRow>
 void writeRoute(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot, const ConsolidatedLfibRoute& route) {
    LfibStatus& lfib = *writer.lfib();
    auto& viaSets = lfib.viaSetTable();
-   LfibRoute oldRoute;
    LfibViaSet oldViaSet;
-   const bool exists = lfib.lfibRouteTable().find(spot, oldRoute);
-   std::optional<Pooltab::Spot<LfibViaSetKey>> oldViaSetSpot;
+   LfibViaSetKey oldKey;
+   std::optional<Pooltab::Spot<LfibViaSetKey>> oldSpot;
+   const bool exists = findViaSetKey(lfib, spot, oldKey);
    if (exists) {
       if (auto line = lfibWriterTrace.at(8))
          line << ": found old lfib route"
               << " " << route.key();
-      oldViaSetSpot = viaSets.spot(oldRoute.viaSetKey());
-      viaSets.find(*oldViaSetSpot, oldViaSet);
+      oldSpot = viaSets.spot(oldKey);
+      viaSets.find(*oldSpot, oldViaSet);
       vokAssert(!!oldViaSet);
    }
    OldVias<ViaRow> oldVias(lfib, oldViaSet);
 
    const auto allocator = writer.indexAllocator(route.source());
-   const bool inPlace = exists && keepsViaSetKey(writer, route, oldRoute);
+   const bool inPlace = exists && keepsViaSetKey(writer, route, oldKey);
+   const LfibViaSetKey viaSetKey =
+       inPlace ? oldKey : allocator->getViaSetKey(route.viaType(), route.viaSetType());
+   // Made here and written last: by then its stores are through, for which packing would have to wait.
+   const LfibRoute row(route.key(), viaSetKey, route.source(), route.fec(), route.metric());
    LfibViaSet viaSet;
-   viaSet.keyIs(inPlace ? oldRoute.viaSetKey()
-                        : allocator->getViaSetKey(route.viaType(), route.viaSetType()));
+   viaSet.keyIs(viaSetKey);
    writeVias<ViaRow>(lfib, route, *allocator, oldVias, viaSet);
 
    lfib.viaSetCommit(viaSet);
-   const LfibRoute row(route.key(), viaSet.key(), route.source(), route.fec(), route.metric());
    lfib.lfibRouteTable().commit(spot, row);
    lfib.handleRoute(row);
 
    if (exists && !inPlace)
-      viaSets.del(*oldViaSetSpot, oldRoute.viaSetKey());
+      viaSets.del(*oldSpot, oldKey);
    oldVias.retire(writer);
 }
 
 } // namespace
 
 constinit Vok::TraceFacility lfibWriterTrace("MplsLfibWriter");
+
+bool findViaSetKey(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot, LfibViaSetKey& key) {
+   const std::optional<Pooltab::PackedRow> route = lfib.lfibRouteTable().tableWriter()->peek(spot);
+   if (!route)
+      return false;
+   const auto* bytes = reinterpret_cast<const Vok::U8*>(route->words);
+   return Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route->bytes);
+}
 
 void routeRowsIs(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot,
                  const ConsolidatedLfibRoute& route) {
@@ -219,16 +228,16 @@ void routeRowsIs(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot,
 void routeRowsDel(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot, const RouteKey& routeKey) {
    LfibStatus& lfib = *writer.lfib();
    auto& viaSets = lfib.viaSetTable();
-   LfibRoute route;
-   if (!lfib.lfibRouteTable().find(spot, route))
+   LfibViaSetKey viaSetKey;
+   if (!findViaSetKey(lfib, spot, viaSetKey))
       return;
    lfib.lfibRouteTable().del(spot, routeKey);
-   const auto viaSetSpot = viaSets.spot(route.viaSetKey());
+   const auto viaSetSpot = viaSets.spot(viaSetKey);
    LfibViaSet viaSet;
    viaSets.find(viaSetSpot, viaSet);
    if (viaSet.viaKeys() > viaLimit)
       return;
-   viaSets.del(viaSetSpot, route.viaSetKey());
+   viaSets.del(viaSetSpot, viaSetKey);
    for (const auto [slot, key] : viaSet.viaKeyEach())
       writer.lfibViaDel(key);
 }

@@ -13,6 +13,10 @@ namespace Mpls {
 /// Of the source unit MplsLfibWriter.
 extern Vok::TraceFacility lfibWriterTrace;
 
+/// Finds the via-set key of the route under a key: it stands in the packed row right behind the route's own.
+/// False when there is no such route. For tables mounted as a writer.
+bool findViaSetKey(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot, LfibViaSetKey& key);
+
 /// Adds or replaces one route; `spot` is that of its key. Raises InternalError, with nothing written, for a
 /// via type that cannot be written.
 void routeRowsIs(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot, const ConsolidatedLfibRoute& route);

@@ -51,10 +51,7 @@ Kinet::MplsLabel RouteKey::topLabel() const {
 }
 
 RouteKey RouteKey::fromLabel(Kinet::MplsLabel label) {
-   Kinet::BoundedMplsLabelStack stack;
-   stack.labelIs(Kinet::MplsStackEntryIndex(0), label);
-   stack.countIs(1);
-   return RouteKey(stack);
+   return RouteKey(Kinet::BoundedMplsLabelStack(label));
 }
 
 std::strong_ordering RouteKey::operator<=>(const RouteKey& other) const {

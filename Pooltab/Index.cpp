@@ -16,6 +16,9 @@ unsigned checkedBits(const IndexHeader& header, U64 bytes, U64 generation, const
    return static_cast<unsigned>(bits);
 }
 
+/// While an index is filled from a smaller one, the lines come for entries so many places ahead in that.
+constexpr U64 fillAhead = 128;
+
 Word* entriesOf(const Mapping& mapping) {
    return &mapping.at<Word>(indexHeaderBytes);
 }
@@ -112,15 +115,26 @@ void IndexWriter::erase(U64 gap) {
 }
 
 bool IndexWriter::fill(const IndexView& from) {
+   // Copies, for the reason that erase() has.
+   const IndexView index = *this;
+   Word* const entries = entries_;
    for (U64 at = 0; at < from.capacity(); ++at) {
+      if (at % placesALine == 0) { // twice the places: the entries of a line go into one of two
+         const U64 ahead = 2 * (at + fillAhead) & (index.capacity() - 1);
+         __builtin_prefetch(&entries[ahead], 1);
+         __builtin_prefetch(&entries[index.next(ahead)], 1);
+      }
       const Word moving = from.entry(at);
-      if (moving == 0)
-         continue;
-      U64 position;
-      probe(entryTag(moving), position, [](U32, U64) { return false; });
-      if (entry(position) != 0)
-         return false;
-      storeRelaxed(entries_[position], moving);
+      U64 position = index.home(entryTag(moving));
+      Word there = loadRelaxed(entries[position]);
+      // Whether a place is taken is not to be guessed by the processor: an empty one changes nothing where it
+      // goes. Most others find the place free where their probe starts.
+      if (moving != 0 && there != 0) {
+         index.probe(entryTag(moving), position, [](U32, U64) { return false; });
+         if (there = index.entry(position); there != 0)
+            return false;
+      }
+      storeRelaxed(entries[position], there | moving);
    }
    return true;
 }

@@ -22,8 +22,8 @@ RowShape shapeOf() {
 }
 
 template <class Key>
-U32 tagOf(const Word* packedKey, U64 seed) {
-   return Vok::packedTag<Key>(reinterpret_cast<const U8*>(packedKey), seed);
+[[gnu::always_inline]] inline U32 tagOf(const Word* packedKey, U64 seed) {
+   return Vok::packedTag<Key>(packedKey, seed);
 }
 
 /// The `near` number of a key that has one.

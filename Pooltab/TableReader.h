@@ -28,7 +28,7 @@ class TableReader {
 
    bool find(const Key& key, Row& row) const {
       RowCopy copy;
-      return find(Packed<Key>(key), copy) && load(copy, row);
+      return find(Packed<Key>(key), copy) && load(copy, key, row);
    }
    std::optional<Row> find(const Key& key) const {
       std::optional<Row> row(std::in_place);
@@ -87,8 +87,13 @@ class TableReader {
              view_->find<fixedWords, keyBytes>({tagOf<Key>(key.words(), view_->seed()), key.words()}, row);
    }
    bool load(const RowCopy& copy, Row& row) const {
-      if (Vok::rowLoad(row, copy.payload, copy.bytes))
-         return true;
+      return Vok::rowLoad(row, copy.payload, copy.bytes) || notValid(copy);
+   }
+   /// Of a row that was found by its key.
+   bool load(const RowCopy& copy, const Key& key, Row& row) const {
+      return Vok::rowLoad(row, key, copy.payload, copy.bytes) || notValid(copy);
+   }
+   [[noreturn]] bool notValid(const RowCopy& copy) const {
       throw Vok::CorruptionDetectedError(view_->name() + ": slot " + std::to_string(copy.slot) +
                                          ": the bytes are not a valid row");
    }
@@ -125,7 +130,8 @@ std::size_t TableReader<Row>::findAll(std::span<const Key> keys, Visit&& visit) 
          const Word* const key = packed[i].data();
          const bool isAt =
              slot[i] != TableView::noSlot && view_->findAt<fixedWords, keyBytes>(slot[i], key, copy);
-         if ((isAt || view_->find<fixedWords, keyBytes>({tag[i], key}, copy)) && load(copy, row)) {
+         if (isAt || view_->find<fixedWords, keyBytes>({tag[i], key}, copy)) {
+            load(copy, keys[start + i], row);
             ++found;
             visit(start + i, row);
          }

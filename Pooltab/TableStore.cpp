@@ -66,18 +66,20 @@ void TableStore::make(const RowShape& shape, U64 oldGeneration) {
 }
 
 void TableStore::search(const PackedKey& key) const {
-   Place& place = *key.place;
    const U32 keyBytes = shape().keyBytes;
-   place.moves = moves_;
-   place.found = index_.probe(key.tag, place.position, [&](U32 slot, U64) {
-      place.slot = slot;
+   U64 end;
+   U32 last = 0;
+   const bool found = index_.probe(key.tag, end, [&](U32 slot, U64) {
+      last = slot;
       return sameBytes(rows_.payload(slot), key.words, keyBytes);
    });
-   if (!place.found && keyBytes <= sizeof missed_.key) {
-      missed_.tag = key.tag;
-      missed_.place = place;
-      std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
-   }
+   *key.place = Place{moves_, end, last, found};
+   if (found || keyBytes > sizeof missed_.key)
+      return;
+   missed_.tag = key.tag;
+   missed_.moves = moves_;
+   missed_.position = end;
+   std::copy_n(key.words, wordsFor(keyBytes), missed_.key.data());
 }
 
 std::optional<PackedRow> TableStore::find(const PackedKey& key) const {
@@ -98,14 +100,16 @@ std::optional<PackedRow> TableStore::walk(U64& slot) const {
    return std::nullopt;
 }
 
-void TableStore::prefetchRow(U32 tag) const {
+void TableStore::prefetchRow(const PackedKey& key) const {
    U64 end;
-   index_.probe(tag, end, [&](U32 slot, U64) {
+   const bool perhaps = index_.probe(key.tag, end, [&](U32 slot, U64) {
       const Word* row = rows_.payload(slot);
       __builtin_prefetch(row, 1);
       __builtin_prefetch(row + 8, 1);
       return true;
    });
+   if (!perhaps)
+      *key.place = Place{moves_, end, 0, false};
 }
 
 bool TableStore::put(const PackedKey& key, const PackedRow& row) {

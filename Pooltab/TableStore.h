@@ -62,17 +62,21 @@ class TableStore {
    /// change between two calls.
    std::optional<PackedRow> walk(U64& slot) const;
 
-   /// For callers that know what they will touch next: first the index of several keys, then their rows.
-   void prefetchIndex(U32 tag) const { index_.prefetchToErase(tag); }
-   void prefetchRow(U32 tag) const;
+   /// For callers that know what they will touch next: first the index of several keys, then their rows. A
+   /// key that has no row has its place looked up by the latter.
+   void prefetchIndex(U32 tag) const { index_.prefetchToWrite(tag); }
+   void prefetchRow(const PackedKey& key) const;
 
    /// True for the key that the last probe did not find, with its tag and place: whoever asks for a key in
    /// order to write it when it is not there need not compute and probe twice.
    bool recall(const Word* key, U32& tag, Place& place) const {
-      if (!isGood(missed_.place) || !sameBytes(missed_.key.data(), key, rows_.shape().keyBytes))
+      if (missed_.moves != moves_ || index_.entry(missed_.position) != 0 ||
+          !sameBytes(missed_.key.data(), key, rows_.shape().keyBytes))
          return false;
       tag = missed_.tag;
-      place = missed_.place;
+      place.moves = moves_;
+      place.position = missed_.position;
+      place.found = false;
       return true;
    }
 
@@ -106,10 +110,12 @@ class TableStore {
    void growIndex();
    U64 sumWith(U32 added, U32 removed) const { return sum_ + added - removed; }
 
-   /// What the last probe that found nothing was for, and where it ended.
+   /// What the last probe that found nothing was for, and where it ended. Not a Place, which would be copied
+   /// whole: what was stored in pieces a moment ago can be loaded whole only when those stores are through.
    struct Missed {
       U32 tag = 0;
-      Place place;
+      U64 moves = ~U64{0};
+      U64 position = 0;
       std::array<Word, 8> key{};
    };
 

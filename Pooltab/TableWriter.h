@@ -102,13 +102,15 @@ class TableWriter {
    TableWalk<TableWriter> begin() const { return TableWalk<TableWriter>(*this); }
    std::default_sentinel_t end() const { return {}; }
 
-   /// For callers that know what they will touch next: has the index's lines come into the cache, then the
-   /// rows'. A processor waits for about sixteen of them at the same time.
-   void fetch(std::span<const Spot<Key>> spots) const {
+   /// For callers that know what they will touch next: has the index's lines come into the cache, and once
+   /// they are there the rows'. A processor waits for about sixteen of them at the same time.
+   void fetchIndex(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)
          store_->prefetchIndex(spot.tag());
+   }
+   void fetchRows(std::span<const Spot<Key>> spots) const {
       for (const Spot<Key>& spot : spots)
-         store_->prefetchRow(spot.tag());
+         store_->prefetchRow(spot.packed());
    }
 
    U64 size() const { return store_->size(); }
@@ -141,7 +143,7 @@ void TableWriter<Row>::is(std::span<const Row> rows, Written&& written) {
       if (step < rows.size())
          store_->prefetchIndex(spotOf(step).emplace(*store_, rows[step].rowKey()).tag());
       if (const std::size_t next = step - ahead; step >= ahead && next < rows.size())
-         store_->prefetchRow(spotOf(next)->tag());
+         store_->prefetchRow(spotOf(next)->packed());
       if (step < 2 * ahead)
          continue;
       const Row& row = rows[step - 2 * ahead];

@@ -46,7 +46,7 @@ inline void copyOut(Word* to, const Word* shared, unsigned words) {
 
 /// The same for a number of words that is known, without a loop.
 template <unsigned words>
-void copyOut(Word* to, const Word* shared) {
+[[gnu::always_inline]] inline void copyOut(Word* to, const Word* shared) {
    [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
       ((to[i] = loadAcquire(shared[i])), ...);
    }
@@ -68,6 +68,13 @@ inline void zeroIn(Word* shared, unsigned words) {
 
 inline constexpr unsigned wordsFor(unsigned bytes) {
    return (bytes + 7) / 8;
+}
+
+/// Has the cache line at a place come. A compiler takes a function that does nothing but this for one without
+/// any effect, and leaves out each call that it has not inlined; the empty statement forbids it.
+inline void fetchLine(const void* at) {
+   __builtin_prefetch(at);
+   asm volatile("");
 }
 
 /// Compares the first bytes in memory, one at least, of two runs of whole words. Keys are a few words; a call

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 namespace Vok {
@@ -22,6 +23,12 @@ class InlineVector {
    bool empty() const { return size_ == 0; }
    bool full() const { return size_ == Capacity; }
    void append(const T& element) { std::construct_at(begin() + size_++, element); }
+   /// Appends what make() returns, which is made in its place and not copied there.
+   template <class Make>
+   void appendMade(Make&& make) {
+      ::new (static_cast<void*>(end())) T(make());
+      ++size_;
+   }
 
    T* begin() { return reinterpret_cast<T*>(storage_); }
    T* end() { return begin() + size_; }

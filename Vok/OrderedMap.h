@@ -66,6 +66,8 @@ class OrderedMap {
    }
    /// The smallest key; there must be one.
    const K& firstKey() const { return entries_[0].key; }
+   /// The entry whose key so many are less than. Valid until the map changes.
+   const Entry& at(std::size_t number) const { return entries_[number]; }
 
    Walk begin() const { return Walk(*this); }
    std::nullptr_t end() const { return nullptr; }
@@ -154,6 +156,8 @@ class OrderedSet {
    bool del(const K& key) { return map_.del(key); }
    void delAll() { map_.delAll(); }
    const K& firstKey() const { return map_.firstKey(); }
+   /// The key that so many are less than. Valid until the set changes.
+   const K& at(std::size_t number) const { return map_.at(number).key; }
 
    Walk begin() const { return Walk(map_.begin()); }
    std::nullptr_t end() const { return nullptr; }

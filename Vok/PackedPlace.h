@@ -38,7 +38,10 @@ class PackedPlace {
    PackedPlace(const U8* bytes) : bytes_(bytes) {}
    /// So many bytes into a run of whole words. No word is touched that has no byte of a number taken.
    PackedPlace(const U64* words, std::size_t offset)
-       : words_(words), offset_(offset), bytes_(reinterpret_cast<const U8*>(words) + offset) {}
+       : words_(words), offset_(offset), bytes_(reinterpret_cast<const U8*>(words) + offset) {
+      if (!words)
+         __builtin_unreachable(); // or it would be asked which of the two this is
+   }
 
    const U8* bytes() const { return bytes_; }
    [[gnu::always_inline]] PackedPlace behind(std::size_t bytes) const {

@@ -47,26 +47,6 @@ const U8* take(const U8* at, N& number) {
    return at + sizeof number;
 }
 
-/// The word that starts with so many bytes of memory and goes on with zeroes. Put together in a register: a
-/// word that is stored in pieces and loaded whole is not there at once.
-template <std::size_t bytes>
-U64 loadWord(const U8* at) {
-   static_assert(bytes >= 1 && bytes <= 8);
-   if constexpr (bytes == 8 || std::endian::native == std::endian::big) {
-      U64 word = 0;
-      std::memcpy(&word, at, bytes);
-      return word;
-   } else {
-      constexpr std::size_t piece = std::bit_floor(bytes);
-      std::conditional_t<piece == 4, U32, std::conditional_t<piece == 2, U16, U8>> first;
-      take(at, first);
-      if constexpr (piece == bytes)
-         return first;
-      else
-         return first | loadWord<bytes - piece>(at + piece) << 8 * piece;
-   }
-}
-
 } // namespace RowCodecDetail
 
 template <class T>
@@ -211,16 +191,21 @@ template <class Member>
       return unpackFixed(member, from);
 }
 
-/// All fields but an array.
-template <class T, class... F, std::size_t... i>
+/// All fields but an array, from number `first` on.
+template <std::size_t first, class T, class... F, std::size_t... i>
 [[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, FieldList<F...>,
                                                 std::index_sequence<i...>) {
    [[maybe_unused]] constexpr auto offsets = packedOffsets<T>(FieldList<F...>());
-   return (unpackField(value.*F::member, from.behind(offsets[i])) && ... && true);
+   return ((i < first || unpackField(value.*F::member, from.behind(offsets[i]))) && ... && true);
 }
-template <class T, class... F>
+template <std::size_t first = 0, class T, class... F>
 [[gnu::always_inline]] inline bool unpackFields(T& value, PackedPlace from, FieldList<F...> fields) {
-   return unpackFields(value, from, fields, std::index_sequence_for<F...>());
+   return unpackFields<first>(value, from, fields, std::index_sequence_for<F...>());
+}
+
+template <class T, class First, class... F>
+auto& firstField(T& value, FieldList<First, F...>) {
+   return value.*First::member;
 }
 
 } // namespace RowCodecDetail
@@ -403,30 +388,45 @@ std::size_t rowStore(const T& value, U64* words) {
 }
 
 /// Unpacks a row or key from whole words. False when the bytes are not a valid T; the value is then
-/// unspecified but safe to destroy.
-template <class T>
+/// unspecified but safe to destroy. Fields before number `first` stay what they are.
+template <std::size_t first = 0, class T>
 bool rowLoad(T& value, const U64* words, std::size_t bytes) {
    const PackedPlace start(words, 0);
-   if constexpr (!isVariableRow<T>()) {
-      return bytes == packedSizeOf<T>() && unpackFixed(value, start);
-   } else {
-      constexpr std::size_t fixedBytes = fixedBytesOf<T>();
-      if (bytes <= fixedBytes || !RowCodecDetail::unpackFields(value, start, RowCodecDetail::FieldsOf<T>()))
+   constexpr std::size_t fixedBytes = fixedBytesOf<T>();
+   if constexpr (isVariableRow<T>()) {
+      if (bytes <= fixedBytes ||
+          !RowCodecDetail::unpackFields<first>(value, start, RowCodecDetail::FieldsOf<T>()))
          return false;
       return unpackVariablePart(value, start.bytes() + fixedBytes, static_cast<U32>(bytes - fixedBytes)) ==
              bytes - fixedBytes;
+   } else if constexpr (first == 0) {
+      return bytes == fixedBytes && unpackFixed(value, start);
+   } else {
+      return bytes == fixedBytes &&
+             RowCodecDetail::unpackFields<first>(value, start, RowCodecDetail::FieldsOf<T>());
+   }
+}
+
+/// The same for a row that was looked for, and found, by its key: that one is taken as it is.
+template <class Row>
+bool rowLoad(Row& row, const typename Row::Key& key, const U64* words, std::size_t bytes) {
+   if constexpr (HasFields<Row>) {
+      RowCodecDetail::firstField(row, RowCodecDetail::FieldsOf<Row>()) = key;
+      return rowLoad<1>(row, words, bytes);
+   } else {
+      return rowLoad(row, words, bytes);
    }
 }
 
 namespace RowCodecDetail {
 
-/// For each word of packed bytes, a mask of all its bytes but the four of the `near` number at `at`; of all
-/// when there is none.
-template <std::size_t words>
-constexpr std::array<U64, words> wordsWithout(std::size_t at) {
-   std::array<U8, 8 * words> bytes;
-   for (std::size_t i = 0; i < bytes.size(); ++i)
-      bytes[i] = at != noNear && i - at < sizeof(U32) ? 0x00 : 0xff;
+/// For each word of a packed key, a mask of the key's bytes but the four of its `near` number.
+template <class Key>
+constexpr auto wordsWithoutNear() {
+   constexpr std::size_t size = packedSizeOf<Key>(), words = (size + 7) / 8, near = nearOffset<Key>();
+   std::array<U8, 8 * words> bytes{};
+   for (std::size_t i = 0; i < size; ++i)
+      bytes[i] = near != noNear && i - near < sizeof(U32) ? 0x00 : 0xff;
    return std::bit_cast<std::array<U64, words>>(bytes);
 }
 
@@ -445,27 +445,26 @@ inline constexpr U32 nearStep = 0x9e3779b9;
 /// number of them more evenly than chance would: keys without gaps hardly ever find their place taken. Which
 /// of the eight stands at which place is as good as chance, by a square: were it told by the low bits of the
 /// product, keys in steps of 64 would all want the same place of their lines.
+///
+/// The key stands in whole words; what follows its last byte there does not matter.
 template <class Key>
-U32 packedTag(const U8* packed, U64 seed) {
-   constexpr std::size_t bytes = packedSizeOf<Key>();
-   constexpr std::size_t words = (bytes + 7) / 8;
+[[gnu::always_inline]] inline U32 packedTag(const U64* packed, U64 seed) {
    constexpr std::size_t nearAt = nearOffset<Key>();
+   constexpr auto others = RowCodecDetail::wordsWithoutNear<Key>();
    U64 mixed = 0;
    [&]<std::size_t... i>(std::index_sequence<i...>) {
-      constexpr auto others = RowCodecDetail::wordsWithout<words>(nearAt);
-      constexpr auto bytesOf = [](std::size_t word) { return std::min<std::size_t>(8, bytes - 8 * word); };
-      ((mixed += foldedProduct((RowCodecDetail::loadWord<bytesOf(i)>(packed + 8 * i) & others[i]) ^ seed,
-                               0x9e3779b97f4a7c15ull + 0xbf58476d1ce4e5b8ull * i)),
+      ((mixed +=
+        foldedProduct((packed[i] & others[i]) ^ seed, 0x9e3779b97f4a7c15ull + 0xbf58476d1ce4e5b8ull * i)),
        ...);
    }
-   (std::make_index_sequence<words>());
+   (std::make_index_sequence<others.size()>());
    mixed = foldedProduct(mixed, 0x94d049bb133111ebull);
    const auto tag = static_cast<U32>(mixed >> 32 ^ mixed);
    if constexpr (nearAt == noNear) {
       return tag;
    } else {
       U32 number;
-      std::memcpy(&number, packed + nearAt, sizeof number);
+      std::memcpy(&number, reinterpret_cast<const U8*>(packed) + nearAt, sizeof number);
       const U32 line = tag + number / nearALine * nearStep;
       return line ^ line * line >> 29 ^ number % nearALine;
    }

@@ -225,6 +225,39 @@ TEST(Collection, OnlyAMountedWriterWrites) {
    EXPECT_EQ(board->port(PortKey(1, 1)), makePort(1, 1)) << "rows outlive the mount";
 }
 
+// A row that fits its checksum, under its own key, with a slot count that the array cannot have.
+TEST(Collection, ARowWithAFieldThatIsNoneIsGivenByNoWayOfReading) {
+   const auto folder = Pooltab::privateFolder("p");
+   PoolWriter pool(folder);
+   TableWriter<Queues> table(pool, "queues");
+   std::vector<PortKey> keys;
+   for (Vok::U32 port = 0; port < 3; ++port) {
+      Queues row(keys.emplace_back(1, port));
+      row.weightIs(QueueIndex(port), 7);
+      table.is(row);
+   }
+   Packed<Queues> damaged(table.lookup(keys[1]));
+   Word* const words = const_cast<Word*>(damaged.words());
+   reinterpret_cast<Vok::U8*>(words)[Vok::rowBytesMax<PortKey>] = 9;
+   table.store().put(table.spot(keys[1]).packed(), damaged.row());
+
+   PoolReader readerPool(folder);
+   const TableReader<Queues> reader(readerPool, "queues");
+   Queues row;
+   EXPECT_THROW(reader.find(keys[1], row), Vok::CorruptionDetectedError);
+   EXPECT_THROW(reader.findAll(keys, [](std::size_t, const Queues&) {}), Vok::CorruptionDetectedError);
+   EXPECT_THROW(table.find(keys[1], row), Vok::CorruptionDetectedError);
+   U64 slot = 0;
+   EXPECT_TRUE(reader.walk(slot, row));
+   EXPECT_THROW(reader.walk(slot, row), Vok::CorruptionDetectedError);
+   EXPECT_TRUE(reader.has(keys[1]));
+   for (const Vok::U32 port : {0, 2}) {
+      ASSERT_TRUE(reader.find(keys[port], row));
+      EXPECT_EQ(row.key(), keys[port]);
+      EXPECT_EQ(row.weight(QueueIndex(port)), 7u);
+   }
+}
+
 TEST(Collection, ReflectionReachesRowsAndControl) {
    const auto board = boardFactory("b");
    const VokPooltab::WriterMount mount(board, Pooltab::privateFolder("p"));
