@@ -16,6 +16,14 @@ function(mpls_compileFast target)
    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
 endfunction()
 
+# mpls_precompile(<target> <headers>): what most of its files include is compiled once. With the option off each
+# file shows whether it includes what it needs.
+function(mpls_precompile target)
+   if(MPLS_PRECOMPILE_HEADERS)
+      target_precompile_headers(${target} PRIVATE ${ARGN})
+   endif()
+endfunction()
+
 # mpls_room(<name> SOURCES <files> [VOK <files>] [USES <rooms>])
 function(mpls_room name)
    cmake_parse_arguments(room "" "" "SOURCES;VOK;USES" ${ARGN})
