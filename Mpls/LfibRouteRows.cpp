@@ -203,7 +203,12 @@ bool findViaSetKey(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot, 
    if (!route)
       return false;
    const auto* bytes = reinterpret_cast<const Vok::U8*>(route->words);
-   return Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route->bytes);
+   if (Vok::unpack(key, bytes + Vok::rowBytesMax<RouteKey>, bytes + route->bytes))
+      return true;
+   LfibRoute damaged;
+   lfib.lfibRouteTable().find(spot, damaged); // raises what is raised for such a row
+   key = damaged.viaSetKey();
+   return true;
 }
 
 void routeRowsIs(LfibWriter& writer, const Pooltab::Spot<RouteKey>& spot,

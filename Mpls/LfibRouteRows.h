@@ -14,7 +14,8 @@ namespace Mpls {
 extern Vok::TraceFacility lfibWriterTrace;
 
 /// Finds the via-set key of the route under a key: it stands in the packed row right behind the route's own.
-/// False when there is no such route. For tables mounted as a writer.
+/// False when there is no such route. For tables mounted as a writer. Raises Pooltab::CorruptionDetectedError
+/// when the bytes are no key.
 bool findViaSetKey(const LfibStatus& lfib, const Pooltab::Spot<RouteKey>& spot, LfibViaSetKey& key);
 
 /// Adds or replaces one route; `spot` is that of its key. Raises InternalError, with nothing written, for a
