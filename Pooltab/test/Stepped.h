@@ -43,7 +43,9 @@ class Stepped {
       return Stepped([] {}, [] { return 0; }).isRunning();
    }
 
-   bool isRunning() const { return WIFSTOPPED(status_); }
+   bool isRunning() const {
+      return WIFSTOPPED(status_);
+   }
    /// Runs one instruction. Returns false at the end of the work.
    bool step() {
       ptrace(PTRACE_SINGLESTEP, pid_, nullptr, nullptr);

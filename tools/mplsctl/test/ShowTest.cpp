@@ -68,7 +68,8 @@ TEST_F(Show, RoutesAsJsonKeyedByLabel) {
    EXPECT_EQ(line.find('\n'), line.size() - 1);
    EXPECT_EQ(json::parse(line), expected["16"]);
    filter.source = Mpls::LFib::Source::lfibSourceLdp;
-   EXPECT_EQ(printed([&](tools::Output& out) { showRoutes(tables, filter, ShowFormat::jsonLines, out); }), "");
+   EXPECT_EQ(printed([&](tools::Output& out) { showRoutes(tables, filter, ShowFormat::jsonLines, out); }),
+             "");
 }
 
 TEST_F(Show, ManyRoutesComeSortedAndWhole) {
@@ -91,7 +92,8 @@ TEST_F(Show, BrokenChainsAreShownAsSuch) {
    Chain chain;
    ASSERT_TRUE(readChain(tables, key(16), chain));
    status->mplsViaDel(chain.vias[1].key);
-   const std::string shown = printed([&](tools::Output& out) { showRoutes(tables, {}, ShowFormat::text, out); });
+   const std::string shown =
+       printed([&](tools::Output& out) { showRoutes(tables, {}, ShowFormat::text, out); });
    EXPECT_NE(shown.find("Static      (no such via)"), std::string::npos) << shown;
    EXPECT_NE(shown.find("SR (IS-IS)  (no such via set)"), std::string::npos) << shown;
    const json all =
@@ -118,9 +120,10 @@ TEST_F(Show, OneRouteInFull) {
        printed([&](tools::Output& out) { showRoute(tables, key(16), ShowFormat::text, out); });
    EXPECT_NE(text.find("): 10.0.0.3 implicit-null\n   nextHop               10.0.0.3\n"), std::string::npos)
        << text;
-   EXPECT_EQ(
-       refusal([&] { printed([&](tools::Output& out) { showRoute(tables, key(99), ShowFormat::text, out); }); }),
-       "1: there is no route for label 99");
+   EXPECT_EQ(refusal([&] {
+                printed([&](tools::Output& out) { showRoute(tables, key(99), ShowFormat::text, out); });
+             }),
+             "1: there is no route for label 99");
 }
 
 TEST_F(Show, WhoUsesWhat) {

@@ -74,8 +74,7 @@ TEST(Words, SourcesByTypeAndByName) {
 }
 
 TEST(Schema, IsClosedAndTellsTextFormsNumbersAndDefaults) {
-   const json schema =
-       json::parse(printed([](tools::Output& out) { writeSchema(out, tools::catalogue()); }));
+   const json schema = json::parse(printed([](tools::Output& out) { writeSchema(out, tools::catalogue()); }));
    std::map<std::string, json> types;
    for (const json& type : schema["types"])
       EXPECT_TRUE(types.emplace(type["name"], type).second) << type["name"] << " twice";
