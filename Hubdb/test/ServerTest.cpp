@@ -77,10 +77,9 @@ TEST_F(ServerTest, withoutDescriptorsForPipesTheSocketStays) {
       ASSERT_TRUE(turnUntil(activity, [&] { return late.client->isConnected(); }));
    }
    const auto source = owner.own<Source>("routing/a");
-   for (const Program* program : {&reader, &late})
-      EXPECT_EQ(
-          const_cast<Program*>(program)->mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()),
-          MountStatus::success);
+   for (Program* program : {&reader, &late})
+      EXPECT_EQ(program->mounted("routing/a", "HubdbRoutes::Source", MountFilter::read()),
+                MountStatus::success);
    fill(*source, 50);
    expectSame(owner, reader, "routing/a");
    expectSame(owner, late, "routing/a");
