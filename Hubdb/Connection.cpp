@@ -7,6 +7,7 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace Hubdb {
@@ -18,7 +19,7 @@ static constinit Vok::TraceFacility trace("HubdbConnection");
 
 Connection::Connection(Vok::Activity& activity, Vok::Descriptor socket, ConnectionUser& user)
     : activity_(activity), user_(user), socket_(std::move(socket)), in_(Wire::portion),
-      watch_(activity.watch(socket_.fd(), Vok::Activity::readable, [this](U32 events) { ready(events); })) {
+      watch_(watchOf(socket_, Vok::Activity::readable)) {
    // As much as the system allows: fewer turns for a large batch.
    const int size = 4 * Wire::portion;
    setsockopt(socket_.fd(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
@@ -33,6 +34,12 @@ void Connection::pipesGive() {
    auto [ours, theirs] = makePipes();
    if (!ours || !isOpen())
       return;
+   Vok::Activity::Watch watch;
+   try {
+      watch = watchOf(ours.in, Vok::Activity::readable);
+   } catch (const std::system_error&) {
+      return;
+   }
    const ssize_t sent = sendPipes(socket_.fd(), Bytes(out_).subspan(outStart_), theirs);
    if (sent < 0)
       return;
@@ -40,17 +47,19 @@ void Connection::pipesGive() {
       throw Vok::LogError("it takes no " + std::to_string(queued()) + " bytes at once");
    out_.clear();
    outStart_ = 0;
-   pipesAre(std::move(ours));
+   pipesAre(std::move(ours), std::move(watch));
 }
 
-void Connection::pipesAre(Pipes pipes) {
-   watch_.del();
+void Connection::pipesAre(Pipes pipes, Vok::Activity::Watch watch) {
+   watch_ = std::move(watch);
+   outWatch_ = watchOf(pipes.out, 0);
    pipes_ = std::move(pipes);
    socket_ = Vok::Descriptor();
-   const auto told = [this](U32 events) { ready(events); };
-   watch_ = activity_.watch(pipes_.in.fd(), Vok::Activity::readable, told);
-   outWatch_ = activity_.watch(pipes_.out.fd(), 0, told);
-   watch();
+   this->watch();
+}
+
+Vok::Activity::Watch Connection::watchOf(const Vok::Descriptor& descriptor, U32 events) {
+   return activity_.watch(descriptor.fd(), events, [this](U32 ready) { this->ready(ready); });
 }
 
 Vok::NboAttrLog::Writer& Connection::emptyFrame() {
@@ -182,8 +191,10 @@ ssize_t Connection::receive(U8* bytes, std::size_t size) {
    const auto got = receivePipes(socket_.fd(), bytes, size, pipes);
    if (got > 0)
       awaitsPipes_ = false; // they come with the first bytes or not at all
-   if (pipes)
-      pipesAre(std::move(pipes));
+   if (pipes) {
+      auto watch = watchOf(pipes.in, Vok::Activity::readable);
+      pipesAre(std::move(pipes), std::move(watch));
+   }
    return got;
 }
 
@@ -191,7 +202,10 @@ void Connection::read() {
    const auto got = receive(in_.data() + inSize_, in_.size() - inSize_);
    if (got < 0) {
       if (errno != EAGAIN && errno != EINTR)
-         end(errno == ECONNRESET ? "" : Vok::String("reading: ") + std::strerror(errno));
+         end(errno == ECONNRESET ? ""
+             : errno == ECANCELED
+                 ? "the process has no descriptors left for pipes; raise its limit (ulimit -n)"
+                 : Vok::String("reading: ") + std::strerror(errno));
       return;
    }
    if (got == 0) {

@@ -39,7 +39,7 @@ class Connection {
    bool isHungUp() const;
 
    /// Sends what waits, and pipes with it, and goes on over these. Without a word it stays with the socket
-   /// when there are no descriptors for pipes.
+   /// when there is no room for pipes.
    void pipesGive();
    /// Goes on over pipes as soon as some come.
    void pipesAwait() { awaitsPipes_ = true; }
@@ -68,7 +68,8 @@ class Connection {
   private:
    Vok::NboAttrLog::Writer& emptyFrame();
    void append(Wire::Kind kind, Bytes head, Bytes body);
-   void pipesAre(Pipes pipes);
+   void pipesAre(Pipes pipes, Vok::Activity::Watch watch);
+   Vok::Activity::Watch watchOf(const Vok::Descriptor& descriptor, Vok::U32 events);
    void ready(Vok::U32 events);
    void read();
    ssize_t receive(Vok::U8* bytes, std::size_t size);
